@@ -1,0 +1,11 @@
+#pragma once
+
+/// The whole library.
+///
+/// Threads: each header says its own rule.
+
+#include "QVFoundation/Errors.h"
+#include "QVFoundation/Logging.h"
+#include "QVFoundation/Platform.h"
+#include "QVFoundation/Values.h"
+#include "QVFoundation/Version.h"

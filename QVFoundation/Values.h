@@ -1,0 +1,11 @@
+#pragma once
+
+/// Everything about values and the library's own objects.
+///
+/// Threads: each header says its own rule.
+
+#include "QVFoundation/platform/runtime/Array.h"
+#include "QVFoundation/platform/runtime/Dictionary.h"
+#include "QVFoundation/platform/runtime/Set.h"
+#include "QVFoundation/platform/runtime/Value.h"
+#include "QVFoundation/values/QVObject.h"

@@ -1,0 +1,43 @@
+# Every dependency of the library, each with its Debian package. docs/dependencies.md gives the reasons.
+#
+# `qv_dependencies` is private to the library: a consumer neither includes nor links any of it.
+
+add_library(qv_dependencies INTERFACE)
+
+find_package(Threads REQUIRED)  # libc6-dev
+find_package(PkgConfig REQUIRED)  # pkg-config
+
+# Property lists in XML and binary form.
+pkg_check_modules(plist REQUIRED IMPORTED_TARGET libplist-2.0)  # libplist-dev
+
+target_link_libraries(qv_dependencies INTERFACE Threads::Threads PkgConfig::plist ${CMAKE_DL_LIBS})
+
+# The journal. Without it the system log goes to syslog alone.
+pkg_check_modules(systemd IMPORTED_TARGET libsystemd)  # libsystemd-dev
+if(systemd_FOUND)
+  target_link_libraries(qv_dependencies INTERFACE PkgConfig::systemd)
+  target_compile_definitions(qv_dependencies INTERFACE QV_HAVE_JOURNAL)
+endif()
+
+# Static probes. Without the header the library has none.
+find_path(QV_SDT_INCLUDE_DIR sys/sdt.h)  # systemtap-sdt-dev
+mark_as_advanced(QV_SDT_INCLUDE_DIR)
+if(QV_SDT_INCLUDE_DIR)
+  target_compile_definitions(qv_dependencies INTERFACE QV_HAVE_PROBES)
+endif()
+
+# Function names and lines of call stacks. Without it they show exported names alone. g++ brings it (libgcc-12-dev)
+# among the headers of its own, which another compiler must not see, so this one is taken out of there.
+foreach(file include/backtrace.h libbacktrace.a)
+  execute_process(
+    COMMAND g++ -print-file-name=${file} OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET
+  )
+  cmake_path(GET file FILENAME name)
+  set(QV_${name} ${path})
+endforeach()
+if(IS_ABSOLUTE "${QV_backtrace.h}" AND IS_ABSOLUTE "${QV_libbacktrace.a}")
+  configure_file(${QV_backtrace.h} ${PROJECT_BINARY_DIR}/libbacktrace/backtrace.h COPYONLY)
+  target_include_directories(qv_dependencies SYSTEM INTERFACE ${PROJECT_BINARY_DIR}/libbacktrace)
+  target_link_libraries(qv_dependencies INTERFACE ${QV_libbacktrace.a})
+  target_compile_definitions(qv_dependencies INTERFACE QV_HAVE_LIBBACKTRACE)
+endif()

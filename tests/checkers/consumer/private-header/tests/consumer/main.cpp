@@ -1,0 +1,3 @@
+#include "QVFoundation/Private_p.h"
+
+int main() {}

@@ -1,0 +1,5 @@
+<<<<<<< ours
+int answer = 42;
+=======
+int answer = 43;
+>>>>>>> theirs

@@ -1,0 +1,5 @@
+#pragma once
+
+#include "QVFoundation/errors/C.h"
+
+/// Threads: any.

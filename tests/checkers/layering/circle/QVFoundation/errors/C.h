@@ -1,0 +1,5 @@
+#pragma once
+
+#include "QVFoundation/errors/A.h"
+
+/// Threads: any.

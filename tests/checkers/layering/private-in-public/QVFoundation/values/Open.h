@@ -1,0 +1,5 @@
+#pragma once
+
+#include "QVFoundation/values/Inner_p.h"
+
+/// Threads: any.

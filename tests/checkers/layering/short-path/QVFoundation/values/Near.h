@@ -1,0 +1,5 @@
+#pragma once
+
+#include "Nearer.h"
+
+/// Threads: any.

@@ -1,0 +1,5 @@
+#pragma once
+
+#include <string>
+
+/// Threads: any.

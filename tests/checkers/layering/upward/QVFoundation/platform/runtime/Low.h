@@ -1,0 +1,5 @@
+#pragma once
+
+#include "QVFoundation/errors/High.h"
+
+/// Threads: any.

@@ -1,0 +1,1 @@
+int lost() { return 1; }

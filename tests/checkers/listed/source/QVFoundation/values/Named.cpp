@@ -1,0 +1,1 @@
+int named() { return 1; }

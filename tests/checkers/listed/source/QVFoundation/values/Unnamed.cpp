@@ -1,0 +1,1 @@
+int unnamed() { return 1; }

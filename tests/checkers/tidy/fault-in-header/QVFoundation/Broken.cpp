@@ -1,0 +1,1 @@
+#include "QVFoundation/Broken.h"
