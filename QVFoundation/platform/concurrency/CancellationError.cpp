@@ -1,0 +1,7 @@
+#include "QVFoundation/platform/concurrency/CancellationError.h"
+
+namespace QVFoundation {
+
+CancellationError::~CancellationError() = default;
+
+}  // namespace QVFoundation

@@ -1,0 +1,180 @@
+#include "QVFoundation/platform/files/NSFileHandle.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+#include "QVFoundation/platform/files/FileOutput_p.h"
+#include "QVFoundation/platform/files/SystemCalls_p.h"
+#include "QVFoundation/platform/runtime/NSException.h"
+
+namespace QVFoundation {
+
+namespace {
+
+const std::shared_ptr<NSFileHandle>& standardHandle(int descriptor) {
+  // Never destroyed: somebody may write until the very end.
+  static const auto& handles = *new std::array{
+      std::make_shared<NSFileHandle>(STDIN_FILENO),
+      std::make_shared<NSFileHandle>(STDOUT_FILENO),
+      std::make_shared<NSFileHandle>(STDERR_FILENO),
+  };
+  return handles.at(static_cast<std::size_t>(descriptor));
+}
+
+}  // namespace
+
+NSFileHandle::NSFileHandle(int descriptor, CloseOnRelease closeOnRelease, std::filesystem::path path)
+    : descriptor_(descriptor),
+      closeOnRelease_(closeOnRelease),
+      outputKind_(detail::outputKindOf(descriptor)),
+      path_(std::move(path)) {}
+
+NSFileHandle::~NSFileHandle() {
+  if (closeOnRelease_ == CloseOnRelease::yes) closeFile();
+}
+
+const std::shared_ptr<NSFileHandle>& NSFileHandle::standardInput() {
+  return standardHandle(STDIN_FILENO);
+}
+
+const std::shared_ptr<NSFileHandle>& NSFileHandle::standardOutput() {
+  return standardHandle(STDOUT_FILENO);
+}
+
+const std::shared_ptr<NSFileHandle>& NSFileHandle::standardError() {
+  return standardHandle(STDERR_FILENO);
+}
+
+std::shared_ptr<NSFileHandle> NSFileHandle::fileHandleForReadingAtPath(const std::filesystem::path& path) {
+  const int descriptor = openDescriptor(path, O_RDONLY);
+  return descriptor < 0 ? nullptr : std::make_shared<NSFileHandle>(descriptor, CloseOnRelease::yes, path);
+}
+
+std::shared_ptr<NSFileHandle> NSFileHandle::fileHandleForWritingAtPath(const std::filesystem::path& path) {
+  const int descriptor = openDescriptor(path, O_WRONLY);
+  return descriptor < 0 ? nullptr : std::make_shared<NSFileHandle>(descriptor, CloseOnRelease::yes, path);
+}
+
+int NSFileHandle::openDescriptor(const std::filesystem::path& path, int flags, mode_t mode) noexcept {
+  if (path.native().find('\0') != std::string::npos) {  // the system would open the file whose name ends there
+    errno = ENOENT;
+    return -1;
+  }
+  int descriptor = -1;
+  do {
+    descriptor = detail::systemCalls().open(path.c_str(), flags | O_CLOEXEC, mode);
+  } while (descriptor < 0 && errno == EINTR);
+  return descriptor;
+}
+
+int NSFileHandle::fileDescriptor() const noexcept {
+  const UnfairLockGuard guard(lock_);
+  return descriptor_;
+}
+
+NSData NSFileHandle::readDataOfLength(std::size_t length) {
+  constexpr std::size_t chunk = 64 * 1024;
+  NSData data;
+  while (data.size() < length) {
+    const std::size_t before = data.size();
+    data.resize(before + std::min(chunk, length - before));
+    const std::size_t count = read(std::span(data).subspan(before));
+    data.resize(before + count);
+    if (count == 0) break;
+  }
+  return data;
+}
+
+NSData NSFileHandle::readDataToEndOfFile() {
+  return readDataOfLength(NSData().max_size());
+}
+
+// Reading takes no lock: it may wait for ever, and must not keep others from writing or closing.
+std::size_t NSFileHandle::read(std::span<std::byte> buffer) {
+  for (;;) {
+    const ssize_t count = detail::systemCalls().read(fileDescriptor(), buffer.data(), buffer.size());
+    if (count >= 0) return static_cast<std::size_t>(count);
+    const int code = errno;
+    if (code == EAGAIN) {
+      pollfd request{fileDescriptor(), POLLIN, 0};
+      detail::systemCalls().poll(&request, 1, -1);
+    } else if (code != EINTR) {
+      fail("read", code);
+    }
+  }
+}
+
+void NSFileHandle::writeData(std::span<const std::byte> data) {
+  writeText({reinterpret_cast<const char*>(data.data()), data.size()});
+}
+
+void NSFileHandle::writeText(std::string_view text) {
+  const UnfairLockGuard guard(lock_);
+  std::size_t written = 0;
+  if (const auto failure = detail::writeAll(descriptor_, outputKind(), text, written)) {
+    fail("write to", failure.value());
+  }
+}
+
+void NSFileHandle::appendLine(std::string_view line) {
+  std::array<char, 2048> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled as far as it is used
+  std::string longLine;
+  std::span<char> whole(buffer);
+  if (line.size() + 2 > whole.size()) {
+    longLine.resize(line.size() + 2);
+    whole = longLine;
+  }
+  // A line break in front, which is left out unless the line before was cut, and one behind.
+  whole[0] = '\n';
+  std::copy(line.begin(), line.end(), whole.begin() + 1);
+  whole[line.size() + 1] = '\n';
+
+  const UnfairLockGuard guard(lock_);
+  const std::string_view text = std::string_view(whole.data(), line.size() + 2).substr(lineIsCut_ ? 0 : 1);
+  std::size_t written = 0;
+  const auto failure = detail::writeAll(descriptor_, outputKind(), text, written);
+  if (written > 0) lineIsCut_ = text[written - 1] != '\n';
+  if (failure) fail("write to", failure.value());
+}
+
+// A descriptor that belongs to somebody else may be led elsewhere at any time (dup2), so it is looked at for each write.
+detail::OutputKind NSFileHandle::outputKind() const noexcept {
+  return closeOnRelease_ == CloseOnRelease::yes ? outputKind_ : detail::outputKindOf(descriptor_);
+}
+
+void NSFileHandle::synchronizeFile() {
+  while (detail::systemCalls().sync(fileDescriptor()) != 0) {
+    if (errno != EINTR) fail("synchronize", errno);
+  }
+}
+
+void NSFileHandle::closeFile() {
+  int descriptor = -1;
+  {
+    const UnfairLockGuard guard(lock_);
+    descriptor = std::exchange(descriptor_, -1);
+  }
+  // Not repeated when interrupted: on Linux the descriptor is gone all the same (close(2)).
+  if (descriptor >= 0) detail::systemCalls().close(descriptor);
+}
+
+void NSFileHandle::fail(std::string_view action, int code) const {
+  const std::string file = path_.empty() ? "the file handle" : "“" + path_.string() + "”";
+  throw NSException(NSFileHandleOperationException,
+                    "Could not " + std::string(action) + ' ' + file + ": " + std::generic_category().message(code));
+}
+
+Dictionary NSFileHandle::debugDictionary() const {
+  Dictionary dictionary = NSObject::debugDictionary();
+  dictionary.set("fileDescriptor", fileDescriptor());
+  if (!path_.empty()) dictionary.set("path", path_.string());
+  return dictionary;
+}
+
+}  // namespace QVFoundation

@@ -1,0 +1,99 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/runtime/Dictionary.h"
+#include "QVFoundation/platform/runtime/Value.h"
+
+namespace QVFoundation {
+
+class NSClass;
+class NSLocale;
+
+namespace detail {
+class ObservationInfo;
+}
+
+/// The base of everything that has an identity: a class, a description, and properties that can be read and written by
+/// name.
+///
+/// A class lists its properties once, in `staticClass()`; nothing else is needed to reach them by name:
+///
+/// ```cpp
+/// class Track : public NSObject {
+/// public:
+///   static const NSClass& staticClass();
+///   const NSClass& dynamicClass() const override { return staticClass(); }
+///
+///   const std::string& title() const { return title_; }
+///   void setTitle(std::string title) { title_ = std::move(title); }
+///   ...
+/// };
+///
+/// const NSClass& Track::staticClass() {
+///   static const NSClass cls = NSClass::define<Track>("Track", NSObject::staticClass())
+///                                  .property("title", &Track::title, &Track::setTitle)
+///                                  .readOnly("duration", &Track::duration);
+///   return cls;
+/// }
+///
+/// track->setValueForKey("Prelude", "title");
+/// ```
+///
+/// Threads: creating and letting go on any thread; for all else each class states its own rule.
+/// Ownership: objects are made by `std::make_shared` and held by `std::shared_ptr`; references back are weak.
+class QV_EXPORT NSObject : public std::enable_shared_from_this<NSObject> {
+public:
+  NSObject(const NSObject&) = delete;
+  NSObject& operator=(const NSObject&) = delete;
+  virtual ~NSObject();
+
+  static const NSClass& staticClass();
+  /// The class whose properties the object has. A class that lists properties overrides it.
+  [[nodiscard]] virtual const NSClass& dynamicClass() const;
+  /// The name of the most derived class: as it was given to `NSClass::define`, else its C++ name without namespaces.
+  [[nodiscard]] std::string className() const;
+
+  /// Identity, unless a class overrides it together with `hash`.
+  [[nodiscard]] virtual bool isEqual(const NSObject& other) const;
+  [[nodiscard]] virtual std::size_t hash() const;
+  /// Raises `NSException` named `NSInvalidArgumentException` unless a class overrides it.
+  [[nodiscard]] virtual std::shared_ptr<NSObject> copy() const;
+
+  /// What "%@" prints, by default "<Track: 0x5581…>".
+  [[nodiscard]] virtual std::string description() const;
+  /// What containers print for an element that stands `indent` levels deep; by default `description()`.
+  [[nodiscard]] virtual std::string descriptionWithLocale(const NSLocale* locale, unsigned indent) const;
+  [[nodiscard]] virtual std::string debugDescription() const;
+
+  /// The plain description, whatever `description` says: class name and address.
+  [[nodiscard]] virtual std::string shortDescription() const;
+  /// The object's state for a debugger or a log; by default "__self__" with the short description. Classes add theirs.
+  [[nodiscard]] virtual Dictionary debugDictionary() const;
+
+  /// The value of a property. An unknown key goes to `valueForUndefinedKey`.
+  [[nodiscard]] virtual Value valueForKey(std::string_view key) const;
+  /// Writes a property. Raises `NSInvalidArgumentException` where the property is read-only or the value does not fit.
+  virtual void setValueForKey(const Value& value, std::string_view key);
+  /// The same along a path such as "album.artist.name".
+  [[nodiscard]] Value valueForKeyPath(std::string_view keyPath) const;
+  /// Past a missing object it writes nothing. A dictionary on the way is a value: it is changed and written back. What
+  /// has no keys raises `NSUndefinedKeyException`.
+  void setValueForKeyPath(const Value& value, std::string_view keyPath);
+  /// Raise `NSUndefinedKeyException` unless a class overrides them to serve keys of its own.
+  [[nodiscard]] virtual Value valueForUndefinedKey(std::string_view key) const;
+  virtual void setValueForUndefinedKey(const Value& value, std::string_view key);
+
+protected:
+  NSObject() = default;
+
+private:
+  std::atomic<detail::ObservationInfo*> observations_{nullptr};  // null while nobody observes the object
+};
+
+}  // namespace QVFoundation

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstddef>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include "QVFoundation/platform/Export.h"
+
+namespace QVFoundation::detail {
+
+/// What a format has become so far. Collects a message on the stack, so that the string behind it grows once,
+/// to the size that is needed.
+///
+/// Threads: one; it lives for one call.
+/// Errors:  what is not flushed when an exception leaves the call is lost.
+class FormatOutput {
+public:
+  /// What `room` can give.
+  static constexpr std::size_t mostRoom = 512;
+
+  explicit FormatOutput(std::string& text) : text_(text) {}
+  FormatOutput(const FormatOutput&) = delete;
+  FormatOutput& operator=(const FormatOutput&) = delete;
+
+  void append(char c) {
+    *room(1) = c;
+    ++at_;
+  }
+
+  void append(std::string_view text) {
+    if (text.empty()) return;
+    if (text.size() > mostRoom) return appendLarge(text);
+    char* const to = room(text.size());
+    std::memcpy(to, text.data(), text.size());
+    at_ = to + text.size();
+  }
+
+  void append(std::size_t count, char c) {
+    if (count == 0) return;
+    if (count > mostRoom) return appendLarge(std::string(count, c));
+    char* const to = room(count);
+    std::memset(to, c, count);
+    at_ = to + count;
+  }
+
+  /// A place for at most `size` bytes, to be followed by `setEnd`.
+  char* room(std::size_t size) {
+    if (static_cast<std::size_t>(buffer_ + mostRoom - at_) < size) flush();
+    return at_;
+  }
+  void setEnd(char* end) noexcept { at_ = end; }
+
+  /// Hands on all that was written so far, and gives the text for writing to it directly.
+  std::string& flush() {
+    text_.append(buffer_, static_cast<std::size_t>(at_ - buffer_));
+    at_ = buffer_;
+    return text_;
+  }
+
+private:
+  void appendLarge(std::string_view text) { flush() += text; }
+
+  std::string& text_;
+  char buffer_[mostRoom];  // NOLINT(cppcoreguidelines-pro-type-member-init): filling it would cost more than
+                           // most messages.
+  char* at_ = buffer_;
+};
+
+}  // namespace QVFoundation::detail

@@ -1,0 +1,62 @@
+#include "QVFoundation/platform/text/Timestamp.h"
+
+#include <cstdint>
+
+#include "QVFoundation/platform/text/LocalTimeOffsets_p.h"
+#include "QVFoundation/platform/text/TimestampText_p.h"
+
+namespace QVFoundation {
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using std::chrono::sys_seconds;
+using std::chrono::system_clock;
+
+struct Instant {
+  sys_seconds second;
+  system_clock::duration beyond;  // not negative
+};
+
+/// As `floor` does, but even the earliest instant can be split, whose second is out of range.
+Instant split(system_clock::time_point when) noexcept {
+  const auto sinceEpoch = when.time_since_epoch();
+  const auto second = std::chrono::duration_cast<seconds>(sinceEpoch);
+  const auto beyond = sinceEpoch - second;
+  if (beyond.count() >= 0) return {sys_seconds(second), beyond};
+  return {sys_seconds(second - seconds(1)), beyond + seconds(1)};
+}
+
+/// The second that a thread wrote last: lines come in bursts, and only their milliseconds differ.
+struct LastSecond {
+  std::uint64_t zone = 0;
+  sys_seconds second;
+  detail::TimestampText text;
+};
+
+/// Out of line, so that the compiler looks the variable up once for each call of `append` instead of at each
+/// use.
+[[gnu::noinline]] LastSecond& lastSecondOfThread() noexcept {
+  static constinit thread_local LastSecond last;
+  return last;
+}
+
+}  // namespace
+
+TimestampFormatter::TimestampFormatter()
+    : offsets_(std::make_shared<detail::LocalTimeOffsets>(split(system_clock::now()).second)) {}
+
+void TimestampFormatter::append(std::string& out, system_clock::time_point when) const {
+  const auto [second, beyond] = split(when);
+  LastSecond& last = lastSecondOfThread();
+  if (last.second != second || last.zone != offsets_->identifier()) {
+    last.text.setSecond(std::chrono::local_seconds(second.time_since_epoch() + offsets_->at(second)));
+    last.second = second;
+    last.zone = offsets_->identifier();
+  }
+  last.text.setMilliseconds(static_cast<unsigned>(beyond / milliseconds(1)));
+  out.append(last.text.text());
+}
+
+}  // namespace QVFoundation

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <latch>
+#include <thread>
+#include <vector>
+
+namespace QVFoundation::testing {
+
+/// Runs a body on several threads at once, which it tells apart by their numbers, and waits until all have
+/// ended.
+template <class Body>
+void onThreads(int count, const Body& body) {
+  std::latch start(count);
+  std::vector<std::jthread> threads;
+  for (int i = 0; i < count; ++i) {
+    threads.emplace_back([&start, &body, i] {
+      start.arrive_and_wait();
+      body(i);
+    });
+  }
+}
+
+}  // namespace QVFoundation::testing
