@@ -1,0 +1,32 @@
+#pragma once
+
+#include <concepts>
+#include <exception>
+#include <string>
+
+#include "QVFoundation/platform/runtime/ErrorConversion.h"
+#include "QVFoundation/platform/text/JSONWriter.h"
+#include "QVFoundation/platform/text/StructureSink.h"
+
+namespace QVFoundation {
+
+/// A type that can write itself as a tree of values.
+template <class T>
+concept QVEncodable = requires(const T& value, StructureSink& sink) { value.encode(sink); };
+
+/// Any encodable value as readable JSON; if encoding fails, the description of the failure.
+///
+/// Threads: safe from any thread, as far as the value is.
+template <QVEncodable T>
+[[nodiscard]] std::string jsonDescription(const T& value) {
+  try {
+    std::string text;
+    JSONWriter writer(text, JSONStyle::pretty);
+    value.encode(writer);
+    return text;
+  } catch (const std::exception& failure) {
+    return asNSError(failure).localizedDescription();
+  }
+}
+
+}  // namespace QVFoundation
