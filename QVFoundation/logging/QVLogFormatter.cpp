@@ -1,0 +1,7 @@
+#include "QVFoundation/logging/QVLogFormatter.h"
+
+namespace QVFoundation {
+
+QVLogFormatter::~QVLogFormatter() = default;
+
+}  // namespace QVFoundation

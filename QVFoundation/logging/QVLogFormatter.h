@@ -1,0 +1,31 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "QVFoundation/logging/QVLoggerLevel.h"
+#include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/text/FormatArgument.h"
+
+namespace QVFoundation {
+
+/// Turns a format and its arguments into one finished line.
+///
+/// Threads: called from several threads at once, without a lock.
+class QV_EXPORT QVLogFormatter {
+public:
+  virtual ~QVLogFormatter();
+
+  /// The line, or nothing where nothing is to be written.
+  ///
+  /// @param func       the function that logs, where it is known
+  /// @param format     printf-style with "%@"; absent where there is no message
+  /// @param arguments  what fills the format; absent where the format is a finished text, in which "%" means itself
+  [[nodiscard]] virtual std::optional<std::string> stringForFunc(std::optional<std::string_view> func,
+                                                                 std::optional<std::string_view> format,
+                                                                 std::optional<FormatArguments> arguments,
+                                                                 QVLoggerLevel level) = 0;
+};
+
+}  // namespace QVFoundation

@@ -1,0 +1,7 @@
+#include "QVFoundation/logging/QVLogWriter.h"
+
+namespace QVFoundation {
+
+QVLogWriter::~QVLogWriter() = default;
+
+}  // namespace QVFoundation
