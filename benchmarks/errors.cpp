@@ -1,9 +1,9 @@
 // An error record of three levels, written as JSON and read back.
 
-#include <benchmark/benchmark.h>
-
 #include <stdexcept>
 #include <string>
+
+#include <benchmark/benchmark.h>
 
 #include "QVFoundation/errors/QVCodableError.h"
 #include "QVFoundation/errors/QVJSONDescription.h"

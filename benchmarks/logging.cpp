@@ -1,12 +1,9 @@
 // What a log line costs: written through to a file, alone and from four threads, and when it is dropped.
 
-#include <benchmark/benchmark.h>
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -14,6 +11,9 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <unistd.h>
+
+#include <benchmark/benchmark.h>
 
 #include "QVFoundation/logging/QVFileHandleLogWriter.h"
 #include "QVFoundation/logging/QVLogLevelFilter.h"
@@ -93,7 +93,8 @@ void writeThrough(benchmark::State& state) {
     shared<Side>->log();
     allocations += allocationsOfThread - before;
   }
-  state.counters["allocations"] = benchmark::Counter(static_cast<double>(allocations), benchmark::Counter::kAvgIterations);
+  state.counters["allocations"] =
+      benchmark::Counter(static_cast<double>(allocations), benchmark::Counter::kAvgIterations);
   if (state.thread_index() == 0) {
     shared<Side>->file.checkLine();
     shared<Side>.reset();
@@ -135,7 +136,11 @@ void droppedBlockOurs(benchmark::State& state) {
 }
 
 BENCHMARK(writeThrough<Ours>)->Name("logging/write-through/ours")->Threads(1)->Threads(4)->UseRealTime();
-BENCHMARK(writeThrough<BareWrite>)->Name("logging/write-through/write")->Threads(1)->Threads(4)->UseRealTime();
+BENCHMARK(writeThrough<BareWrite>)
+    ->Name("logging/write-through/write")
+    ->Threads(1)
+    ->Threads(4)
+    ->UseRealTime();
 BENCHMARK(droppedDebugOurs)->Name("logging/dropped-debug/ours");
 BENCHMARK(droppedBlockOurs)->Name("logging/dropped-block/ours");
 
@@ -143,7 +148,8 @@ BENCHMARK(droppedBlockOurs)->Name("logging/dropped-block/ours");
 struct Spdlog {
   Spdlog() {
     logger.set_pattern("%Y-%m-%d %H:%M:%S.%e %v");
-    logger.flush_on(spdlog::level::trace);  // the same promise: the line is with the kernel when the call returns
+    logger.flush_on(
+        spdlog::level::trace);  // the same promise: the line is with the kernel when the call returns
   }
   void log() { logger.info("Imported track {} of {} from {}", track, tracks, album); }
 

@@ -7,23 +7,13 @@ add_library(qv_dependencies INTERFACE)
 find_package(Threads REQUIRED)  # libc6-dev
 find_package(PkgConfig REQUIRED)  # pkg-config
 
-# Property lists in XML and binary form.
-pkg_check_modules(plist REQUIRED IMPORTED_TARGET libplist-2.0)  # libplist-dev
-
-target_link_libraries(qv_dependencies INTERFACE Threads::Threads PkgConfig::plist ${CMAKE_DL_LIBS})
+target_link_libraries(qv_dependencies INTERFACE Threads::Threads ${CMAKE_DL_LIBS})
 
 # The journal. Without it the system log goes to syslog alone.
 pkg_check_modules(systemd IMPORTED_TARGET libsystemd)  # libsystemd-dev
 if(systemd_FOUND)
   target_link_libraries(qv_dependencies INTERFACE PkgConfig::systemd)
   target_compile_definitions(qv_dependencies INTERFACE QV_HAVE_JOURNAL)
-endif()
-
-# Static probes. Without the header the library has none.
-find_path(QV_SDT_INCLUDE_DIR sys/sdt.h)  # systemtap-sdt-dev
-mark_as_advanced(QV_SDT_INCLUDE_DIR)
-if(QV_SDT_INCLUDE_DIR)
-  target_compile_definitions(qv_dependencies INTERFACE QV_HAVE_PROBES)
 endif()
 
 # Function names and lines of call stacks. Without it they show exported names alone. g++ brings it (libgcc-12-dev)

@@ -1,5 +1,15 @@
-// Logs to a file and to the terminal, fails on purpose, and shows what an error can tell: what happened, why, and what the
-// user can do about it.
+// Logs to a file and to the terminal, fails on purpose, and shows what an error can tell: what happened, why,
+// and what the user can do about it.
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unistd.h>
 
 #include <QVFoundation/errors/QVCodableError.h>
 #include <QVFoundation/errors/QVErrorBuilder.h>
@@ -13,30 +23,17 @@
 #include <QVFoundation/logging/QVLogger.h>
 #include <QVFoundation/platform/text/Format.h>
 
-#include <unistd.h>
-
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <iostream>
-#include <memory>
-#include <optional>
-#include <string>
-#include <string_view>
-
 using namespace QVFoundation;
 
 namespace {
 
-void heading(std::string_view text) {
-  std::cout << "\n── " << text << '\n';
-}
+void heading(std::string_view text) { std::cout << "\n── " << text << '\n'; }
 
 /// A logger whose lines go to a file and to the terminal.
 std::shared_ptr<QVLogger> makeLogger(const std::filesystem::path& file) {
-  const auto logger = std::make_shared<QVLogger>(QVFileHandleLogWriter::fileHandleForLoggingAtPath(file, 0644),
-                                                 std::make_shared<QVLogStandardFormatter>(),
-                                                 std::make_shared<QVLogLevelFilter>());
+  const auto logger = std::make_shared<QVLogger>(
+      QVFileHandleLogWriter::fileHandleForLoggingAtPath(file, 0644),
+      std::make_shared<QVLogStandardFormatter>(), std::make_shared<QVLogLevelFilter>());
   logger->addWriter(QVFileHandleLogWriter::standardOutput());
   return logger;
 }
@@ -75,21 +72,24 @@ void showError(const NSError& error) {
   }
   if (const auto suggestion = error.localizedRecoverySuggestion()) std::cout << "  " << *suggestion << '\n';
   int number = 1;
-  for (const auto& title : error.localizedRecoveryOptions()) std::cout << "    [" << number++ << "] " << title << '\n';
+  for (const auto& title : error.localizedRecoveryOptions())
+    std::cout << "    [" << number++ << "] " << title << '\n';
 }
 
 }  // namespace
 
 int main() {
   std::cout << std::unitbuf;  // in step with the lines that the logger writes past it
-  const auto folder = std::filesystem::temp_directory_path() / stringWithFormat("qvfoundation-demo-%d", getpid());
+  const auto folder =
+      std::filesystem::temp_directory_path() / stringWithFormat("qvfoundation-demo-%d", getpid());
   std::filesystem::create_directories(folder);
   const auto logFile = folder / "demo.log";
 
   heading("Log lines, to the terminal and to a file");
   const auto logger = makeLogger(logFile);
   logger->logMarker("Demo");
-  logger->logInfo("%d tracks in %@ take %.1f minutes", 12, Dictionary{{"album", "Preludes"}, {"year", 1910}}, 39.75);
+  logger->logInfo("%d tracks in %@ take %.1f minutes", 12, Dictionary{{"album", "Preludes"}, {"year", 1910}},
+                  39.75);
   logger->logDebug("nobody sees this");
   logger->enableDebugLogging();
   logger->logDebugBlock([] { return "debug lines are on now"; });
@@ -107,7 +107,8 @@ int main() {
 
   heading("Recovering with option 1");
   const auto failure = performRecoveryWithIndex(error, 0);
-  logger->logInfo("%@", failure ? failure->localizedDescription() : stringWithFormat("exported to %@", target));
+  logger->logInfo("%@",
+                  failure ? failure->localizedDescription() : stringWithFormat("exported to %@", target));
 
   heading("An exception that was caught, with its call stack");
   logger->logErrorObject(QVWrapExceptionInError([] { QVThrowTestException(); }));

@@ -1,9 +1,9 @@
+#include "QVFoundation/platform/text/PropertyList.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <span>
-
-#include "QVFoundation/platform/text/PropertyList.h"
 
 using namespace QVFoundation;
 

@@ -1,10 +1,10 @@
+#include "QVFoundation/platform/text/StringTable.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <span>
 #include <string>
-
-#include "QVFoundation/platform/text/StringTable.h"
 
 using namespace QVFoundation;
 

@@ -22,7 +22,8 @@ bool QVBlockErrorRecoveryAttempter::attemptRecoveryFromError(const NSError& erro
   const Value block = error.userInfo()[QVRecoveryBlocksErrorKey].array()[optionIndex];
   const auto* handler = block.boxedContent<QVRecoveryHandler>();
   if (handler == nullptr || !*handler) {
-    throw NSException(NSInvalidArgumentException, "Recovery option " + std::to_string(optionIndex) + " has no handler");
+    throw NSException(NSInvalidArgumentException,
+                      "Recovery option " + std::to_string(optionIndex) + " has no handler");
   }
   recoveryError_ = (*handler)(error);
   return true;
@@ -30,7 +31,8 @@ bool QVBlockErrorRecoveryAttempter::attemptRecoveryFromError(const NSError& erro
 
 void QVBlockErrorRecoveryAttempter::attemptRecoveryFromError(const NSError& error, std::size_t optionIndex,
                                                              const std::shared_ptr<NSObject>& delegate,
-                                                             const DidRecover& didRecover, void* contextInfo) {
+                                                             const DidRecover& didRecover,
+                                                             void* contextInfo) {
   const bool recovered = attemptRecoveryFromError(error, optionIndex);
   if (delegate && didRecover) didRecover(*delegate, recovered, contextInfo);
 }

@@ -11,10 +11,12 @@
 
 namespace QVFoundation {
 
-/// The recovery attempter that calls the handlers stored in the error itself, under `QVRecoveryBlocksErrorKey`.
+/// The recovery attempter that calls the handlers stored in the error itself, under
+/// `QVRecoveryBlocksErrorKey`.
 ///
 /// Threads: used by one thread at a time.
-/// Ownership: an error owns its attempter, and the attempter owns the last recovery error. A handler that returns an error
+/// Ownership: an error owns its attempter, and the attempter owns the last recovery error. A handler that
+/// returns an error
 ///   which leads back to the one it recovers from closes a circle; `setRecoveryError({})` opens it again.
 class QV_EXPORT QVBlockErrorRecoveryAttempter : public NSObject, public QVErrorRecoveryAttempter {
 public:
@@ -27,11 +29,12 @@ public:
   [[nodiscard]] const std::optional<NSError>& recoveryError() const noexcept { return recoveryError_; }
   void setRecoveryError(std::optional<NSError> error) { recoveryError_ = std::move(error); }
 
-  /// Calls the handler at the index, keeps what it returns, and returns true, always. An index past the last handler is a
-  /// programming error and raises `NSRangeException`; an error without handlers likewise.
+  /// Calls the handler at the index, keeps what it returns, and returns true, always. An index past the last
+  /// handler is a programming error and raises `NSRangeException`; an error without handlers likewise.
   bool attemptRecoveryFromError(const NSError& error, std::size_t optionIndex) override;
-  void attemptRecoveryFromError(const NSError& error, std::size_t optionIndex, const std::shared_ptr<NSObject>& delegate,
-                                const DidRecover& didRecover, void* contextInfo) override;
+  void attemptRecoveryFromError(const NSError& error, std::size_t optionIndex,
+                                const std::shared_ptr<NSObject>& delegate, const DidRecover& didRecover,
+                                void* contextInfo) override;
 
 private:
   std::optional<NSError> recoveryError_;

@@ -28,9 +28,7 @@ QVCodableError::Fields ownFields(const NSError& error) {
 }
 
 /// The errors of a list; nothing where the value is no list of errors.
-std::optional<std::vector<NSError>> errorsIn(const Value& value) {
-  return value.as<std::vector<NSError>>();
-}
+std::optional<std::vector<NSError>> errorsIn(const Value& value) { return value.as<std::vector<NSError>>(); }
 
 /// An error of the tree that is being converted, and where in its parent its record belongs.
 struct Place {
@@ -45,10 +43,10 @@ std::vector<Place> flattened(const NSError& root) {
   std::vector<Place> places{{root, 0, false, {}}};
   for (std::size_t i = 0; i < places.size(); ++i) {
     const Dictionary userInfo = places[i].error.userInfo();
-    if (auto cause = userInfo[NSUnderlyingErrorKey].error()) places.push_back({*std::move(cause), i, false, {}});
+    if (auto cause = userInfo[NSUnderlyingErrorKey].error()) places.push_back({*cause, i, false, {}});
     if (auto causes = errorsIn(userInfo[NSMultipleUnderlyingErrorsKey])) {
       places[i].listSize = causes->size();
-      for (auto& cause : *causes) places.push_back({std::move(cause), i, true, {}});
+      for (const auto& cause : *causes) places.push_back({cause, i, true, {}});
     }
   }
   return places;
@@ -62,18 +60,19 @@ QVCodableError assembled(const Place& place, QVCodableError::Fields& causes) {
   if (place.listSize) {
     auto& list = fields.multipleUnderlyingErrors.emplace();
     auto& lastFirst = causes.multipleUnderlyingErrors;
-    if (lastFirst) list.assign(std::move_iterator(lastFirst->rbegin()), std::move_iterator(lastFirst->rend()));
+    if (lastFirst)
+      list.assign(std::move_iterator(lastFirst->rbegin()), std::move_iterator(lastFirst->rend()));
   }
   return QVCodableError(std::move(fields));
 }
 
-void attach(QVCodableError record, const Place& place, Pending& pending) {
+void attach(const QVCodableError& record, const Place& place, Pending& pending) {
   auto& parent = pending[place.parent];
   if (!place.inList) {
-    parent.underlyingError = std::move(record);
+    parent.underlyingError = record;
   } else {
     if (!parent.multipleUnderlyingErrors) parent.multipleUnderlyingErrors.emplace();
-    parent.multipleUnderlyingErrors->push_back(std::move(record));
+    parent.multipleUnderlyingErrors->push_back(record);
   }
 }
 
@@ -81,7 +80,8 @@ void attach(QVCodableError record, const Place& place, Pending& pending) {
 QVCodableError recordOf(const NSError& root) {
   const std::vector<Place> places = flattened(root);
   Pending pending(places.size());
-  for (std::size_t i = places.size() - 1; i > 0; --i) attach(assembled(places[i], pending[i]), places[i], pending);
+  for (std::size_t i = places.size() - 1; i > 0; --i)
+    attach(assembled(places[i], pending[i]), places[i], pending);
   return assembled(places[0], pending[0]);
 }
 
@@ -98,13 +98,9 @@ std::optional<QVCodableError> QVCodableError::from(const std::exception_ptr& err
   return QVCodableError(asNSError(error));
 }
 
-const std::string& QVCodableError::domain() const noexcept {
-  return node_->fields.domain;
-}
+const std::string& QVCodableError::domain() const noexcept { return node_->fields.domain; }
 
-std::int64_t QVCodableError::code() const noexcept {
-  return node_->fields.code;
-}
+std::int64_t QVCodableError::code() const noexcept { return node_->fields.code; }
 
 const std::optional<std::string>& QVCodableError::errorDescription() const noexcept {
   return node_->fields.errorDescription;

@@ -20,7 +20,8 @@ namespace detail {
 struct CodableErrorNode;
 }
 
-/// A snapshot of an error and all its causes as plain data, which can be written as JSON, read again elsewhere, and thrown.
+/// A snapshot of an error and all its causes as plain data, which can be written as JSON, read again
+/// elsewhere, and thrown.
 ///
 /// ```cpp
 /// const std::string json = jsonDescription(QVCodableError(error));
@@ -36,7 +37,8 @@ public:
   struct Fields;
 
   explicit QVCodableError(Fields fields);
-  /// The record of an error. Its description is always present, because an error without a text of its own has a generic one.
+  /// The record of an error. Its description is always present, because an error without a text of its own
+  /// has a generic one.
   explicit QVCodableError(const NSError& error);
   /// The record of anything that was thrown; nothing for a null pointer.
   [[nodiscard]] static std::optional<QVCodableError> from(const std::exception_ptr& error);
@@ -53,17 +55,18 @@ public:
   [[nodiscard]] const std::optional<QVCodableError>& underlyingError() const noexcept;
   [[nodiscard]] const std::optional<std::vector<QVCodableError>>& multipleUnderlyingErrors() const noexcept;
 
-  /// Writes the record: "domain" and "code" always, the other fields under their names where they are present.
+  /// Writes the record: "domain" and "code" always, the other fields under their names where they are
+  /// present.
   void encode(StructureSink& sink) const;
-  /// Reads a record from a dictionary with these keys; null and absent mean the same, other keys are ignored. Throws an
-  /// `NSError` that names the key where one is missing or holds a value of the wrong type.
+  /// Reads a record from a dictionary with these keys; null and absent mean the same, other keys are ignored.
+  /// Throws an `NSError` that names the key where one is missing or holds a value of the wrong type.
   [[nodiscard]] static QVCodableError decode(const Value& keyed);
-  /// Reads a record from the text that `jsonDescription` writes. Throws an `NSError` that says what is wrong and where: text
-  /// that is not UTF-8, not JSON, or of another shape.
+  /// Reads a record from the text that `jsonDescription` writes. Throws an `NSError` that says what is wrong
+  /// and where: text that is not UTF-8, not JSON, or of another shape.
   [[nodiscard]] static QVCodableError errorFromJSONDescription(std::string_view text);
 
-  /// As an `NSError` the record has the name of its type as domain, not the domain that it stores, deliberately: who needs
-  /// that one reads `domain()`.
+  /// As an `NSError` the record has the name of its type as domain, not the domain that it stores,
+  /// deliberately: who needs that one reads `domain()`.
   [[nodiscard]] std::int64_t errorCode() const override { return code(); }
   [[nodiscard]] Dictionary errorUserInfo() const override;
 

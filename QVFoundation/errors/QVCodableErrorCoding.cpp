@@ -1,9 +1,10 @@
+#include "QVFoundation/errors/QVCodableError.h"
+
 #include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "QVFoundation/errors/QVCodableError.h"
 #include "QVFoundation/errors/QVCodableErrorDecoder_p.h"
 #include "QVFoundation/errors/QVErrorConstructors.h"
 #include "QVFoundation/platform/text/JSON.h"

@@ -26,7 +26,8 @@ constexpr std::array<std::string_view, 9> fieldNames = {
 constexpr std::size_t shownLevels = 6;
 
 NSError decodingError(std::int64_t code, const std::string& text) {
-  return {std::string(NSCocoaErrorDomain), code, {{NSLocalizedDescriptionKey, "Invalid error record: " + text}}};
+  return {
+      std::string(NSCocoaErrorDomain), code, {{NSLocalizedDescriptionKey, "Invalid error record: " + text}}};
 }
 
 }  // namespace
@@ -55,7 +56,8 @@ void CodableErrorDecoder::beginDictionary() {
     ++ignoredDepth_;
     return;
   }
-  const bool isExpected = levels_.empty() || levels_.back().current == Field::underlyingError || levels_.back().inList;
+  const bool isExpected =
+      levels_.empty() || levels_.back().current == Field::underlyingError || levels_.back().inList;
   if (!isExpected) failType("an object");
   levels_.emplace_back();
 }
@@ -67,18 +69,18 @@ void CodableErrorDecoder::endDictionary() {
   }
   if (!levels_.back().hasDomain) failMissing("domain");
   if (!levels_.back().hasCode) failMissing("code");
-  QVCodableError record(std::move(levels_.back().fields));
+  const QVCodableError record(std::move(levels_.back().fields));
   levels_.pop_back();
-  take(std::move(record));
+  take(record);
 }
 
-void CodableErrorDecoder::take(QVCodableError record) {
+void CodableErrorDecoder::take(const QVCodableError& record) {
   if (levels_.empty()) {
-    record_ = std::move(record);
+    record_ = record;
   } else if (levels_.back().inList) {
-    levels_.back().fields.multipleUnderlyingErrors->push_back(std::move(record));
+    levels_.back().fields.multipleUnderlyingErrors->push_back(record);
   } else {
-    levels_.back().fields.underlyingError = std::move(record);
+    levels_.back().fields.underlyingError = record;
   }
 }
 
@@ -105,16 +107,11 @@ void CodableErrorDecoder::endArray() {
 std::optional<std::string>* CodableErrorDecoder::textField() {
   auto& fields = levels_.back().fields;
   switch (levels_.back().current) {
-    case Field::errorDescription:
-      return &fields.errorDescription;
-    case Field::recoverySuggestion:
-      return &fields.recoverySuggestion;
-    case Field::failureReason:
-      return &fields.failureReason;
-    case Field::localizedFailureError:
-      return &fields.localizedFailureError;
-    default:
-      return nullptr;
+    case Field::errorDescription: return &fields.errorDescription;
+    case Field::recoverySuggestion: return &fields.recoverySuggestion;
+    case Field::failureReason: return &fields.failureReason;
+    case Field::localizedFailureError: return &fields.localizedFailureError;
+    default: return nullptr;
   }
 }
 
@@ -161,16 +158,10 @@ void CodableErrorDecoder::null() {
   auto& fields = levels_.back().fields;
   switch (levels_.back().current) {
     case Field::domain:
-    case Field::code:
-      failType("null");
-    case Field::underlyingError:
-      fields.underlyingError.reset();
-      break;
-    case Field::multipleUnderlyingErrors:
-      fields.multipleUnderlyingErrors.reset();
-      break;
-    default:
-      textField()->reset();
+    case Field::code: failType("null");
+    case Field::underlyingError: fields.underlyingError.reset(); break;
+    case Field::multipleUnderlyingErrors: fields.multipleUnderlyingErrors.reset(); break;
+    default: textField()->reset();
   }
 }
 

@@ -12,8 +12,8 @@
 
 namespace QVFoundation::detail {
 
-/// Receives a tree of values and builds the error record that it describes. Throws an `NSError` that names the key where
-/// the tree has another shape.
+/// Receives a tree of values and builds the error record that it describes. Throws an `NSError` that names
+/// the key where the tree has another shape.
 class CodableErrorDecoder final : public StructureSink {
 public:
   void beginDictionary() override;
@@ -55,7 +55,7 @@ private:
 
   /// True where the value that comes now belongs to a key that records do not have, or lies inside of one.
   [[nodiscard]] bool isIgnored() const;
-  void take(QVCodableError record);
+  void take(const QVCodableError& record);
   [[nodiscard]] std::optional<std::string>* textField();
   [[noreturn]] void failType(std::string_view found) const;
   [[noreturn]] void failMissing(std::string_view name) const;

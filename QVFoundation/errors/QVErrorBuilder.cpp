@@ -20,14 +20,13 @@ const NSClass& QVErrorBuilder::staticClass() {
                     &QVErrorBuilder::setLocalizedRecoverySuggestion)
           .property("helpAnchor", &QVErrorBuilder::helpAnchor, &QVErrorBuilder::setHelpAnchor)
           .property("underlyingError", &QVErrorBuilder::underlyingError, &QVErrorBuilder::setUnderlyingError)
-          .property("recoveryAttempter", &QVErrorBuilder::recoveryAttempter, &QVErrorBuilder::setRecoveryAttempter)
+          .property("recoveryAttempter", &QVErrorBuilder::recoveryAttempter,
+                    &QVErrorBuilder::setRecoveryAttempter)
           .property("errorStyle", &QVErrorBuilder::errorStyle, &QVErrorBuilder::setErrorStyle);
   return cls;
 }
 
-std::shared_ptr<QVErrorBuilder> QVErrorBuilder::errorBuilder() {
-  return std::make_shared<QVErrorBuilder>();
-}
+std::shared_ptr<QVErrorBuilder> QVErrorBuilder::errorBuilder() { return std::make_shared<QVErrorBuilder>(); }
 
 NSError QVErrorBuilder::buildErrorWithBlock(const Block& block) {
   const auto builder = errorBuilder();
@@ -43,32 +42,30 @@ NSError QVErrorBuilder::buildError(const NSError& wrapping, std::optional<std::s
   });
 }
 
-void QVErrorBuilder::setUserInfoValue(const Value& value, std::string_view key) {
-  userInfo_.set(key, value);
-}
+void QVErrorBuilder::setUserInfoValue(const Value& value, std::string_view key) { userInfo_.set(key, value); }
 
 std::optional<std::string> QVErrorBuilder::localizedDescription() const {
   return userInfo_[NSLocalizedDescriptionKey].as<std::string>();
 }
 
-void QVErrorBuilder::setLocalizedDescription(std::optional<std::string> description) {
-  userInfo_.set(NSLocalizedDescriptionKey, std::move(description));
+void QVErrorBuilder::setLocalizedDescription(const std::optional<std::string>& description) {
+  userInfo_.set(NSLocalizedDescriptionKey, description);
 }
 
 std::optional<std::string> QVErrorBuilder::localizedRecoverySuggestion() const {
   return userInfo_[NSLocalizedRecoverySuggestionErrorKey].as<std::string>();
 }
 
-void QVErrorBuilder::setLocalizedRecoverySuggestion(std::optional<std::string> suggestion) {
-  userInfo_.set(NSLocalizedRecoverySuggestionErrorKey, std::move(suggestion));
+void QVErrorBuilder::setLocalizedRecoverySuggestion(const std::optional<std::string>& suggestion) {
+  userInfo_.set(NSLocalizedRecoverySuggestionErrorKey, suggestion);
 }
 
 std::optional<std::string> QVErrorBuilder::helpAnchor() const {
   return userInfo_[NSHelpAnchorErrorKey].as<std::string>();
 }
 
-void QVErrorBuilder::setHelpAnchor(std::optional<std::string> anchor) {
-  userInfo_.set(NSHelpAnchorErrorKey, std::move(anchor));
+void QVErrorBuilder::setHelpAnchor(const std::optional<std::string>& anchor) {
+  userInfo_.set(NSHelpAnchorErrorKey, anchor);
 }
 
 std::optional<NSError> QVErrorBuilder::underlyingError() const {
@@ -91,16 +88,15 @@ std::int64_t QVErrorBuilder::errorStyle() const {
   return userInfo_[QVErrorStyleKey].as<std::int64_t>().value_or(0);
 }
 
-void QVErrorBuilder::setErrorStyle(std::int64_t style) {
-  userInfo_.set(QVErrorStyleKey, style);
-}
+void QVErrorBuilder::setErrorStyle(std::int64_t style) { userInfo_.set(QVErrorStyleKey, style); }
 
 void QVErrorBuilder::addRecoveryOptionWithTitle(std::string_view title, QVRecoveryHandler recoveryHandler) {
   // A handler that does nothing keeps the indexes of titles and handlers the same.
   if (!recoveryHandler) recoveryHandler = [](const NSError&) { return std::optional<NSError>(); };
   appendTo(NSLocalizedRecoveryOptionsErrorKey, title);
   appendTo(QVRecoveryBlocksErrorKey, Value::boxed(std::move(recoveryHandler)));
-  if (!userInfo_.contains(NSRecoveryAttempterErrorKey)) setRecoveryAttempter(QVBlockErrorRecoveryAttempter::attempter());
+  if (!userInfo_.contains(NSRecoveryAttempterErrorKey))
+    setRecoveryAttempter(QVBlockErrorRecoveryAttempter::attempter());
 }
 
 void QVErrorBuilder::clearRecoveryOptionsAndBlocks() {

@@ -38,7 +38,8 @@ public:
   [[nodiscard]] static std::shared_ptr<QVErrorBuilder> errorBuilder();
   /// Calls the block once with a new builder and returns the error that it described.
   [[nodiscard]] static NSError buildErrorWithBlock(const Block& block);
-  /// The error with "message: " in front of its description, and all else as it was; unchanged without a message.
+  /// The error with "message: " in front of its description, and all else as it was; unchanged without a
+  /// message.
   [[nodiscard]] static NSError buildError(const NSError& wrapping, std::optional<std::string_view> message);
 
   [[nodiscard]] const std::optional<std::string>& domain() const noexcept { return domain_; }
@@ -56,11 +57,11 @@ public:
   void setUserInfoValue(const Value& value, std::string_view key);  ///< Nothing removes the key.
 
   [[nodiscard]] std::optional<std::string> localizedDescription() const;
-  void setLocalizedDescription(std::optional<std::string> description);
+  void setLocalizedDescription(const std::optional<std::string>& description);
   [[nodiscard]] std::optional<std::string> localizedRecoverySuggestion() const;
-  void setLocalizedRecoverySuggestion(std::optional<std::string> suggestion);
+  void setLocalizedRecoverySuggestion(const std::optional<std::string>& suggestion);
   [[nodiscard]] std::optional<std::string> helpAnchor() const;
-  void setHelpAnchor(std::optional<std::string> anchor);
+  void setHelpAnchor(const std::optional<std::string>& anchor);
   [[nodiscard]] std::optional<NSError> underlyingError() const;
   void setUnderlyingError(const std::optional<NSError>& error);
   [[nodiscard]] std::shared_ptr<NSObject> recoveryAttempter() const;
@@ -69,13 +70,14 @@ public:
   [[nodiscard]] std::int64_t errorStyle() const;
   void setErrorStyle(std::int64_t style);
 
-  /// Adds an option and what it does. An empty handler does nothing and reports no error. The attempter that calls the
-  /// handlers is added with the first option, unless there is one already.
+  /// Adds an option and what it does. An empty handler does nothing and reports no error. The attempter that
+  /// calls the handlers is added with the first option, unless there is one already.
   void addRecoveryOptionWithTitle(std::string_view title, QVRecoveryHandler recoveryHandler);
   /// Removes titles and handlers; the attempter stays.
   void clearRecoveryOptionsAndBlocks();
 
-  /// Takes over domain, code and class of an error, and its user info, style included, in place of the builder's own.
+  /// Takes over domain, code and class of an error, and its user info, style included, in place of the
+  /// builder's own.
   void takeAttributesFromError(const NSError& error);
 
   /// The error as described so far. The builder can be changed and asked again.

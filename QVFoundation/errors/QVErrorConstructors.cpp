@@ -72,18 +72,15 @@ std::optional<NSError> cocoaError(std::int64_t code, OptionalText description) {
   return statusError(NSCocoaErrorDomain, code, description);
 }
 
-NSError userCancelledError() {
-  return {std::string(NSCocoaErrorDomain), NSUserCancelledError};
-}
+NSError userCancelledError() { return {std::string(NSCocoaErrorDomain), NSUserCancelledError}; }
 
 NSError appError(std::int64_t code, OptionalText description) {
   auto identifier = NSBundle::mainBundle()->bundleIdentifier();
-  return describedError(identifier ? *std::move(identifier) : std::string(NSCocoaErrorDomain), code, description);
+  return describedError(identifier ? *std::move(identifier) : std::string(NSCocoaErrorDomain), code,
+                        description);
 }
 
-NSError errorWithDescription(OptionalText description) {
-  return appError(-1, description);
-}
+NSError errorWithDescription(OptionalText description) { return appError(-1, description); }
 
 NSError localizedError(std::string_view text, OptionalText /*comment*/) {
   return errorWithDescription(NSBundle::mainBundle()->localizedStringForKey(text, "", ""));
@@ -94,11 +91,13 @@ NSError errorWithDomain(OptionalText domain, std::int64_t code, OptionalText des
   if (!description) return {ownedText(domain), code};
   return {ownedText(domain),
           code,
-          {{NSLocalizedDescriptionKey, description}, {NSLocalizedRecoverySuggestionErrorKey, recoverySuggestion}}};
+          {{NSLocalizedDescriptionKey, description},
+           {NSLocalizedRecoverySuggestionErrorKey, recoverySuggestion}}};
 }
 
 NSError errorWithDomain(std::string_view domain, std::int32_t code, std::string_view description,
-                        std::string_view recoverySuggestion, const std::vector<std::string>& recoveryOptionTitles,
+                        std::string_view recoverySuggestion,
+                        const std::vector<std::string>& recoveryOptionTitles,
                         const std::vector<QVRecoveryHandler>& recoveryBlocks) {
   Array blocks;
   for (const auto& block : recoveryBlocks) blocks.append(Value::boxed(block));

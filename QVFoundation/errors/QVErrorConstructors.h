@@ -27,7 +27,8 @@ using OptionalText = std::optional<std::string_view>;
 /// `NSPOSIXErrorDomain` with an `errno` value.
 [[nodiscard]] QV_EXPORT std::optional<NSError> POSIXError(std::int32_t code, OptionalText description);
 
-/// `POSIXError` with the current `errno` where the result of a system call is exactly -1; nothing for any other result.
+/// `POSIXError` with the current `errno` where the result of a system call is exactly -1; nothing for any
+/// other result.
 [[nodiscard]] QV_EXPORT std::optional<NSError> errnoError(std::int32_t result, OptionalText description);
 
 /// `NSOSStatusErrorDomain` with the status of a system service.
@@ -39,36 +40,39 @@ using OptionalText = std::optional<std::string_view>;
 /// The error that says that the user cancelled; loggers and operations do not treat it as a failure.
 [[nodiscard]] QV_EXPORT NSError userCancelledError();
 
-/// The application's own domain, which is the main bundle's identifier, or `NSCocoaErrorDomain` if it has none.
+/// The application's own domain, which is the main bundle's identifier, or `NSCocoaErrorDomain` if it has
+/// none.
 [[nodiscard]] QV_EXPORT NSError appError(std::int64_t code, OptionalText description);
 
 /// `appError` with code -1, for errors that only have a text.
 [[nodiscard]] QV_EXPORT NSError errorWithDescription(OptionalText description);
 
-/// `errorWithDescription` of a text in the user's language: the main bundle's translation of `text`, which is its own key.
-/// The comment is for translators only.
+/// `errorWithDescription` of a text in the user's language: the main bundle's translation of `text`, which is
+/// its own key. The comment is for translators only.
 [[nodiscard]] QV_EXPORT NSError localizedError(std::string_view text, OptionalText comment = {});
 
-/// Any domain and code. An absent description leaves the suggestion out as well, deliberately: the description is what
-/// the list of texts begins with, and where it is absent the list ends.
-[[nodiscard]] QV_EXPORT NSError errorWithDomain(OptionalText domain, std::int64_t code, OptionalText description,
-                                                OptionalText recoverySuggestion);
+/// Any domain and code. An absent description leaves the suggestion out as well, deliberately: the
+/// description is what the list of texts begins with, and where it is absent the list ends.
+[[nodiscard]] QV_EXPORT NSError errorWithDomain(OptionalText domain, std::int64_t code,
+                                                OptionalText description, OptionalText recoverySuggestion);
 
 /// An error with recovery options: a title and a handler for each, at the same index.
-[[nodiscard]] QV_EXPORT NSError errorWithDomain(std::string_view domain, std::int32_t code, std::string_view description,
+[[nodiscard]] QV_EXPORT NSError errorWithDomain(std::string_view domain, std::int32_t code,
+                                                std::string_view description,
                                                 std::string_view recoverySuggestion,
                                                 const std::vector<std::string>& recoveryOptionTitles,
                                                 const std::vector<QVRecoveryHandler>& recoveryBlocks);
 
-/// An error that takes the texts of its cause into its own: "description (its description)" and "suggestion (its
-/// suggestion)". Without any suggestion the cause's description becomes the suggestion and the description stays as it is.
-/// With a suggestion but no description of its own, the error has no description.
-[[nodiscard]] QV_EXPORT NSError qv_errorWithDomain(OptionalText domain, std::int64_t code, OptionalText description,
-                                                   OptionalText recoverySuggestion,
+/// An error that takes the texts of its cause into its own: "description (its description)" and "suggestion
+/// (its suggestion)". Without any suggestion the cause's description becomes the suggestion and the
+/// description stays as it is. With a suggestion but no description of its own, the error has no description.
+[[nodiscard]] QV_EXPORT NSError qv_errorWithDomain(OptionalText domain, std::int64_t code,
+                                                   OptionalText description, OptionalText recoverySuggestion,
                                                    const std::optional<NSError>& underlyingError);
 
-/// The class that an error of that name is rebuilt with: the registered error class, or the base class for an absent or
-/// unknown name and for the private classes "__NSCFError" and "__NSNativeError", which only bridge foreign errors.
+/// The class that an error of that name is rebuilt with: the registered error class, or the base class for an
+/// absent or unknown name and for the private classes "__NSCFError" and "__NSNativeError", which only bridge
+/// foreign errors.
 [[nodiscard]] QV_EXPORT const NSClass& errorClassForName(OptionalText name);
 
 }  // namespace QVFoundation

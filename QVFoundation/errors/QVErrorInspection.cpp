@@ -36,7 +36,8 @@ bool isUserCancelledError(const NSError& error) {
 }
 
 bool isUserCancelledError(const std::exception& exception) {
-  return dynamic_cast<const CancellationError*>(&exception) != nullptr || isUserCancelledError(asNSError(exception));
+  return dynamic_cast<const CancellationError*>(&exception) != nullptr ||
+         isUserCancelledError(asNSError(exception));
 }
 
 bool isUserCancelledError(const std::exception_ptr& exception) {
@@ -50,13 +51,11 @@ bool isUserCancelledError(const std::exception_ptr& exception) {
 }
 
 std::string longDescription(const NSError& error) {
-  return stringWithFormat("<%@: %p domain=%@ code=%ld userInfo=%@>", error.className(), error.address(), error.domain(),
-                          error.code(), error.userInfo());
+  return stringWithFormat("<%@: %p domain=%@ code=%ld userInfo=%@>", error.className(), error.address(),
+                          error.domain(), error.code(), error.userInfo());
 }
 
-std::string debugDescription(const NSError& error) {
-  return longDescription(error);
-}
+std::string debugDescription(const NSError& error) { return longDescription(error); }
 
 std::string fullDescription(const std::exception& exception) {
   if (const auto* error = dynamic_cast<const NSError*>(&exception)) return error->description();

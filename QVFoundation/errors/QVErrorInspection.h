@@ -14,8 +14,8 @@
 /// Threads: safe from any thread.
 namespace QVFoundation {
 
-/// The single test for "the user cancelled", which is not a failure and is not logged: OS status -128, general code 3072,
-/// POSIX 89, or `QVErrorDomain` 1002.
+/// The single test for "the user cancelled", which is not a failure and is not logged: OS status -128,
+/// general code 3072, POSIX 89, or `QVErrorDomain` 1002.
 [[nodiscard]] QV_EXPORT bool isUserCancelledError(const NSError& error);
 /// The same of anything that was thrown; true also for `CancellationError`.
 [[nodiscard]] QV_EXPORT bool isUserCancelledError(const std::exception& exception);
@@ -25,14 +25,16 @@ namespace QVFoundation {
 [[nodiscard]] QV_EXPORT std::string longDescription(const NSError& error);
 [[nodiscard]] QV_EXPORT std::string debugDescription(const NSError& error);
 
-/// What a thrown value says of itself: errors with domain, code, user info and causes, other exceptions by type and text.
+/// What a thrown value says of itself: errors with domain, code, user info and causes, other exceptions by
+/// type and text.
 [[nodiscard]] QV_EXPORT std::string fullDescription(const std::exception& exception);
 [[nodiscard]] QV_EXPORT std::string fullDescription(const std::exception_ptr& exception);
 
 /// The error that caused this one.
 [[nodiscard]] QV_EXPORT std::optional<NSError> underlyingError(const NSError& error);
 
-/// How the error is to be presented. Without a style an error answers 2, where a builder answers 0; both are intended.
+/// How the error is to be presented. Without a style an error answers 2, where a builder answers 0; both are
+/// intended.
 [[nodiscard]] QV_EXPORT std::int64_t errorStyle(const NSError& error);
 
 /// The same error with one more entry in its user info; the error itself where the object is nothing.

@@ -11,9 +11,7 @@ namespace QVFoundation {
 
 QVErrorRecoveryAttempter::~QVErrorRecoveryAttempter() = default;
 
-bool canRecover(const NSError& error) {
-  return !error.userInfo()[NSRecoveryAttempterErrorKey].isNothing();
-}
+bool canRecover(const NSError& error) { return !error.userInfo()[NSRecoveryAttempterErrorKey].isNothing(); }
 
 std::shared_ptr<NSObject> underlyingAttempter(const NSError& error) {
   const auto cause = underlyingError(error);
@@ -27,7 +25,8 @@ std::optional<std::vector<QVRecoveryHandler>> recoveryBlocks(const NSError& erro
   const Array blocks = stored.array();
   for (const Value& block : blocks) {
     const auto* handler = block.boxedContent<QVRecoveryHandler>();
-    handlers.push_back(handler != nullptr ? *handler : QVRecoveryHandler());  // keeps the indexes those of the titles
+    handlers.push_back(handler != nullptr ? *handler
+                                          : QVRecoveryHandler());  // keeps the indexes those of the titles
   }
   return handlers;
 }
@@ -40,7 +39,8 @@ std::optional<NSError> performRecoveryWithIndex(const NSError& error, std::size_
 
 std::optional<NSError> findRecoveryError(const NSError& error) {
   for (std::optional<NSError> next = error; next; next = underlyingError(*next)) {
-    const auto attempter = std::dynamic_pointer_cast<QVBlockErrorRecoveryAttempter>(next->recoveryAttempter());
+    const auto attempter =
+        std::dynamic_pointer_cast<QVBlockErrorRecoveryAttempter>(next->recoveryAttempter());
     if (attempter && attempter->recoveryError()) return attempter->recoveryError();
   }
   return {};

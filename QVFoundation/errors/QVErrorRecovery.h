@@ -10,7 +10,8 @@
 #include "QVFoundation/platform/runtime/NSError.h"
 #include "QVFoundation/platform/runtime/NSObject.h"
 
-/// Errors that a person can act on: options with titles, such as "Replace" and "Keep both", and what each of them does.
+/// Errors that a person can act on: options with titles, such as "Replace" and "Keep both", and what each of
+/// them does.
 ///
 /// ```cpp
 /// const auto titles = error.localizedRecoveryOptions();
@@ -24,8 +25,8 @@ namespace QVFoundation {
 /// What a recovery option does. It is given the error and returns the error that recovering ran into, if any.
 using QVRecoveryHandler = std::function<std::optional<NSError>(const NSError&)>;
 
-/// What whoever presents an error calls with the option that was chosen. Attempters are objects (`NSObject`) found under
-/// `NSRecoveryAttempterErrorKey`.
+/// What whoever presents an error calls with the option that was chosen. Attempters are objects (`NSObject`)
+/// found under `NSRecoveryAttempterErrorKey`.
 class QV_EXPORT QVErrorRecoveryAttempter {
 public:
   using DidRecover = std::function<void(NSObject& delegate, bool didRecover, void* contextInfo)>;
@@ -35,8 +36,8 @@ public:
   virtual bool attemptRecoveryFromError(const NSError& error, std::size_t optionIndex) = 0;
   /// The same, and then tells the delegate, if both it and the callable are given.
   virtual void attemptRecoveryFromError(const NSError& error, std::size_t optionIndex,
-                                        const std::shared_ptr<NSObject>& delegate, const DidRecover& didRecover,
-                                        void* contextInfo) = 0;
+                                        const std::shared_ptr<NSObject>& delegate,
+                                        const DidRecover& didRecover, void* contextInfo) = 0;
 };
 
 /// True when the error has a recovery attempter.
@@ -48,7 +49,8 @@ public:
 /// The handlers in the order of the option titles; nothing where the error has none at all.
 [[nodiscard]] QV_EXPORT std::optional<std::vector<QVRecoveryHandler>> recoveryBlocks(const NSError& error);
 
-/// Calls the handler at an index and returns what it returns; past the end it calls nothing and returns nothing.
+/// Calls the handler at an index and returns what it returns; past the end it calls nothing and returns
+/// nothing.
 QV_EXPORT std::optional<NSError> performRecoveryWithIndex(const NSError& error, std::size_t index);
 
 /// The first error that a recovery ran into, searched from this error down the chain of causes.

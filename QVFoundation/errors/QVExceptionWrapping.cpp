@@ -2,8 +2,6 @@
 
 namespace QVFoundation {
 
-void QVThrowTestException() {
-  throw NSException(NSInternalInconsistencyException, "Test exception");
-}
+void QVThrowTestException() { throw NSException(NSInternalInconsistencyException, "Test exception"); }
 
 }  // namespace QVFoundation

@@ -22,8 +22,8 @@
 /// Threads: safe from any thread; callables run on the caller's.
 namespace QVFoundation {
 
-/// Runs a callable. A platform exception (`NSException`) that it raises comes back as the error 1003 of `QVErrorDomain`, with
-/// the call stack where it was raised; every other exception passes through.
+/// Runs a callable. A platform exception (`NSException`) that it raises comes back as the error 1003 of
+/// `QVErrorDomain`, with the call stack where it was raised; every other exception passes through.
 template <std::invocable Callable>
 [[nodiscard]] std::optional<NSError> QVWrapExceptionInError(Callable&& callable) {
   try {
@@ -59,8 +59,8 @@ std::invoke_result_t<Callable> QVThrowExceptions(Callable&& callable) {
   if constexpr (!std::is_void_v<Returned>) return std::move(result).value();
 }
 
-/// Returns what a callable returns. An exception is a programming error and ends the process with the message and all that
-/// is known of the exception.
+/// Returns what a callable returns. An exception is a programming error and ends the process with the message
+/// and all that is known of the exception.
 template <std::invocable Callable>
 std::invoke_result_t<Callable> QVAssertNoError(Callable&& callable, std::string_view message) {
   try {
@@ -76,7 +76,8 @@ decltype(auto) QVAssertNoError(Result<T> result, std::string_view message) {
   return QVAssertNoError([&]() -> T { return static_cast<T>(std::move(result).value()); }, message);
 }
 
-/// Raises `NSInternalInconsistencyException` with the reason "Test exception", for trying out the functions above.
+/// Raises `NSInternalInconsistencyException` with the reason "Test exception", for trying out the functions
+/// above.
 [[noreturn]] QV_EXPORT void QVThrowTestException();
 
 }  // namespace QVFoundation

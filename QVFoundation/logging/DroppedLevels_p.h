@@ -13,8 +13,8 @@ namespace QVFoundation::detail {
 
 /// What a filter drops unseen, and the gates of the loggers that have to know of it.
 ///
-/// A gate is written only by the filter that it is connected to, under that filter's mutex, so a filter that was just
-/// replaced cannot overwrite what its successor says.
+/// A gate is written only by the filter that it is connected to, under that filter's mutex, so a filter that
+/// was just replaced cannot overwrite what its successor says.
 ///
 /// Threads: safe from any thread. The mutex is taken after a logger's, never before one.
 class DroppedLevels {

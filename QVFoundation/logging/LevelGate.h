@@ -6,8 +6,8 @@
 
 namespace QVFoundation::detail {
 
-/// The levels that a logger drops before it does anything else. It stands beside the logger, not inside of its filter, so
-/// that it can be read without a lock while the filter is being replaced.
+/// The levels that a logger drops before it does anything else. It stands beside the logger, not inside of
+/// its filter, so that it can be read without a lock while the filter is being replaced.
 ///
 /// Threads: safe from any thread.
 class LevelGate {

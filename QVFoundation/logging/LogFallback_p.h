@@ -8,10 +8,12 @@
 
 namespace QVFoundation::detail {
 
-/// Says on standard error that a log line was lost, why, and what it was. It never uses a logger, and never throws.
+/// Says on standard error that a log line was lost, why, and what it was. It never uses a logger, and never
+/// throws.
 ///
 /// Threads: any.
-void reportLogFailure(std::string_view step, std::string_view message, const std::exception_ptr& failure) noexcept;
+void reportLogFailure(std::string_view step, std::string_view message,
+                      const std::exception_ptr& failure) noexcept;
 
 /// Runs one step of logging a message. What it throws is reported, and the step's result is then empty.
 ///

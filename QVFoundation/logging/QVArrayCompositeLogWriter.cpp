@@ -11,7 +11,8 @@ namespace {
 std::vector<std::shared_ptr<QVLogWriter>> writersAmong(const Array& elements) {
   std::vector<std::shared_ptr<QVLogWriter>> writers;
   for (const Value& element : elements) {
-    if (auto writer = std::dynamic_pointer_cast<QVLogWriter>(element.object())) writers.push_back(std::move(writer));
+    if (auto writer = std::dynamic_pointer_cast<QVLogWriter>(element.object()))
+      writers.push_back(std::move(writer));
   }
   return writers;
 }

@@ -12,13 +12,14 @@
 
 namespace QVFoundation {
 
-/// A list of writers that is itself a writer: each line goes to every element, in order. The list never changes;
-/// loggers replace it by another one.
+/// A list of writers that is itself a writer: each line goes to every element, in order. The list never
+/// changes; loggers replace it by another one.
 ///
 /// Elements that are no writers are skipped, and so are other lists.
 ///
-/// Threads: safe from any thread. A lock is held while a line goes out, so that it reaches all elements before the next.
-/// Errors: an element that throws is reported on standard error; the others still get the line.
+/// Threads: safe from any thread. A lock is held while a line goes out, so that it reaches all elements
+/// before the next. Errors: an element that throws is reported on standard error; the others still get the
+/// line.
 class QV_EXPORT QVArrayCompositeLogWriter : public NSObject, public QVLogWriter {
 public:
   explicit QVArrayCompositeLogWriter(std::vector<std::shared_ptr<QVLogWriter>> writers);

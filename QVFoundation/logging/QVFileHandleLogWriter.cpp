@@ -11,7 +11,8 @@ namespace QVFoundation {
 std::shared_ptr<QVFileHandleLogWriter> QVFileHandleLogWriter::fileHandleForLoggingAtPath(
     const std::filesystem::path& path, mode_t mode) {
   const int descriptor = openDescriptor(path, O_WRONLY | O_APPEND | O_CREAT, mode);
-  return descriptor < 0 ? nullptr : std::make_shared<QVFileHandleLogWriter>(descriptor, CloseOnRelease::yes, path);
+  return descriptor < 0 ? nullptr
+                        : std::make_shared<QVFileHandleLogWriter>(descriptor, CloseOnRelease::yes, path);
 }
 
 const std::shared_ptr<QVFileHandleLogWriter>& QVFileHandleLogWriter::standardOutput() {

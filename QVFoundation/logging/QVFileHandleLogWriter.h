@@ -1,10 +1,9 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <filesystem>
 #include <memory>
 #include <string_view>
+#include <sys/types.h>
 
 #include "QVFoundation/logging/QVLogWriter.h"
 #include "QVFoundation/platform/Export.h"
@@ -16,18 +15,20 @@ namespace QVFoundation {
 ///
 /// A line is in the file (or in the kernel's hands) when `logMessage` returns; nothing is buffered here.
 ///
-/// Threads: safe from any thread. A line is written under the handle's own lock and in one piece, so loggers that share a
+/// Threads: safe from any thread. A line is written under the handle's own lock and in one piece, so loggers
+/// that share a
 ///   handle never interleave parts of lines.
 /// Ownership: a handle made for a path closes its descriptor when it is released; standard output stays open.
-/// Errors: a line that cannot be written (full disk, closed descriptor, broken pipe) is lost and said so on standard error.
+/// Errors: a line that cannot be written (full disk, closed descriptor, broken pipe) is lost and said so on
+/// standard error.
 class QV_EXPORT QVFileHandleLogWriter : public NSFileHandle, public QVLogWriter {
 public:
   using NSFileHandle::NSFileHandle;
 
-  /// Opens a file for appending, never truncating it, and creates it with the permission bits `mode` where it is missing.
-  /// Null where the path is empty or the file cannot be opened.
-  [[nodiscard]] static std::shared_ptr<QVFileHandleLogWriter> fileHandleForLoggingAtPath(const std::filesystem::path& path,
-                                                                                         mode_t mode);
+  /// Opens a file for appending, never truncating it, and creates it with the permission bits `mode` where it
+  /// is missing. Null where the path is empty or the file cannot be opened.
+  [[nodiscard]] static std::shared_ptr<QVFileHandleLogWriter> fileHandleForLoggingAtPath(
+      const std::filesystem::path& path, mode_t mode);
   /// The process's standard output; one writer, shared by all.
   [[nodiscard]] static const std::shared_ptr<QVFileHandleLogWriter>& standardOutput();
 

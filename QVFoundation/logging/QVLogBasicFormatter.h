@@ -22,7 +22,8 @@ public:
 
 protected:
   /// Appends the message to a line that has begun already.
-  static void appendMessage(std::string& line, std::string_view format, std::optional<FormatArguments> arguments);
+  static void appendMessage(std::string& line, std::string_view format,
+                            std::optional<FormatArguments> arguments);
 };
 
 }  // namespace QVFoundation

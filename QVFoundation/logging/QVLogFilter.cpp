@@ -17,7 +17,8 @@ void DroppedLevels::set(QVLoggerLevel level, bool isDropped) {
 
 void DroppedLevels::connect(const std::shared_ptr<LevelGate>& gate) {
   const MutexLock lock(mutex_);
-  if (gates_.size() == gates_.capacity()) std::erase_if(gates_, [](const auto& entry) { return entry.expired(); });
+  if (gates_.size() == gates_.capacity())
+    std::erase_if(gates_, [](const auto& entry) { return entry.expired(); });
   gates_.push_back(gate);
   gate->set(levels());
 }
@@ -32,12 +33,8 @@ void DroppedLevels::disconnect(const std::shared_ptr<LevelGate>& gate) {
 QVLogFilter::QVLogFilter() : dropped_(std::make_shared<detail::DroppedLevels>()) {}
 QVLogFilter::~QVLogFilter() = default;
 
-QVLogLevelSet QVLogFilter::droppedLevels() const noexcept {
-  return dropped_->levels();
-}
+QVLogLevelSet QVLogFilter::droppedLevels() const noexcept { return dropped_->levels(); }
 
-void QVLogFilter::setDropped(QVLoggerLevel level, bool isDropped) {
-  dropped_->set(level, isDropped);
-}
+void QVLogFilter::setDropped(QVLoggerLevel level, bool isDropped) { dropped_->set(level, isDropped); }
 
 }  // namespace QVFoundation

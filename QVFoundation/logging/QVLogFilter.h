@@ -16,11 +16,12 @@ class LevelGate;
 
 /// Decides which lines are written.
 ///
-/// A filter that drops all lines of some level, whatever they say, declares that level with `setDropped`; loggers
-/// then drop such lines before they are formatted, at the cost of one load and one branch. A filter that looks at the
-/// text declares none.
+/// A filter that drops all lines of some level, whatever they say, declares that level with `setDropped`;
+/// loggers then drop such lines before they are formatted, at the cost of one load and one branch. A filter
+/// that looks at the text declares none.
 ///
-/// Threads: called on whatever thread logs, while the logger holds its lock; one filter may serve several loggers at once.
+/// Threads: called on whatever thread logs, while the logger holds its lock; one filter may serve several
+/// loggers at once.
 ///   A filter must not log through a logger that it serves.
 class QV_EXPORT QVLogFilter {
 public:
@@ -29,7 +30,8 @@ public:
   virtual ~QVLogFilter();
 
   /// True to let the line pass. An absent message asks about the level as such. Any level may come.
-  [[nodiscard]] virtual bool filterAllowsMessage(std::optional<std::string_view> message, QVLoggerLevel level) = 0;
+  [[nodiscard]] virtual bool filterAllowsMessage(std::optional<std::string_view> message,
+                                                 QVLoggerLevel level) = 0;
 
   /// The levels whose lines are dropped unseen.
   [[nodiscard]] QVLogLevelSet droppedLevels() const noexcept;

@@ -21,7 +21,8 @@ public:
   ///
   /// @param func       the function that logs, where it is known
   /// @param format     printf-style with "%@"; absent where there is no message
-  /// @param arguments  what fills the format; absent where the format is a finished text, in which "%" means itself
+  /// @param arguments  what fills the format; absent where the format is a finished text, in which "%" means
+  /// itself
   [[nodiscard]] virtual std::optional<std::string> stringForFunc(std::optional<std::string_view> func,
                                                                  std::optional<std::string_view> format,
                                                                  std::optional<FormatArguments> arguments,

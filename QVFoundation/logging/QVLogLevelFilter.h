@@ -12,8 +12,8 @@ namespace QVFoundation {
 
 /// Decides by level alone: debug lines on request, info lines unless switched off, all others always.
 ///
-/// A level that is switched off is dropped before the filter is asked. To look at the text of lines, derive from
-/// `QVLogFilter` instead.
+/// A level that is switched off is dropped before the filter is asked. To look at the text of lines, derive
+/// from `QVLogFilter` instead.
 ///
 /// Threads: the switches may be turned from any thread and take effect from the next line.
 class QV_EXPORT QVLogLevelFilter : public NSObject, public QVLogFilter {
@@ -28,7 +28,8 @@ public:
   [[nodiscard]] bool verboseLoggingEnabled() const noexcept;  ///< Lets info lines pass; true at first.
   void setVerboseLoggingEnabled(bool enabled);
 
-  [[nodiscard]] bool filterAllowsMessage(std::optional<std::string_view> message, QVLoggerLevel level) override;
+  [[nodiscard]] bool filterAllowsMessage(std::optional<std::string_view> message,
+                                         QVLoggerLevel level) override;
   [[nodiscard]] std::string description() const override;
 };
 

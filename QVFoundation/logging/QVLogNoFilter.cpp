@@ -2,7 +2,8 @@
 
 namespace QVFoundation {
 
-bool QVLogNoFilter::filterAllowsMessage(std::optional<std::string_view> /*message*/, QVLoggerLevel /*level*/) {
+bool QVLogNoFilter::filterAllowsMessage(std::optional<std::string_view> /*message*/,
+                                        QVLoggerLevel /*level*/) {
   return true;
 }
 

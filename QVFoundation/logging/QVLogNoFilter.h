@@ -14,7 +14,8 @@ namespace QVFoundation {
 /// Threads: safe from any thread.
 class QV_EXPORT QVLogNoFilter : public NSObject, public QVLogFilter {
 public:
-  [[nodiscard]] bool filterAllowsMessage(std::optional<std::string_view> message, QVLoggerLevel level) override;
+  [[nodiscard]] bool filterAllowsMessage(std::optional<std::string_view> message,
+                                         QVLoggerLevel level) override;
 };
 
 }  // namespace QVFoundation

@@ -1,10 +1,9 @@
 #include "QVFoundation/logging/QVLogStandardFormatter.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <unistd.h>
 
 namespace QVFoundation {
 

@@ -12,10 +12,10 @@
 namespace QVFoundation {
 
 const NSClass& QVLogger::staticClass() {
-  static const NSClass cls = NSClass::define<QVLogger>("QVLogger", NSObject::staticClass())
-                                 .property("numErrorsLogged", &QVLogger::numErrorsLogged, &QVLogger::setNumErrorsLogged)
-                                 .property("debugLoggingEnabled", &QVLogger::debugLoggingEnabled,
-                                           &QVLogger::setDebugLoggingEnabled);
+  static const NSClass cls =
+      NSClass::define<QVLogger>("QVLogger", NSObject::staticClass())
+          .property("numErrorsLogged", &QVLogger::numErrorsLogged, &QVLogger::setNumErrorsLogged)
+          .property("debugLoggingEnabled", &QVLogger::debugLoggingEnabled, &QVLogger::setDebugLoggingEnabled);
   return cls;
 }
 
@@ -34,7 +34,8 @@ const std::shared_ptr<QVLogger>& QVLogger::nullLogger() {
 }
 
 std::shared_ptr<QVLogger> QVLogger::standardLogger() {
-  return std::make_shared<QVLogger>(QVFileHandleLogWriter::standardOutput(), std::make_shared<QVLogStandardFormatter>(),
+  return std::make_shared<QVLogger>(QVFileHandleLogWriter::standardOutput(),
+                                    std::make_shared<QVLogStandardFormatter>(),
                                     std::make_shared<QVLogLevelFilter>());
 }
 
@@ -43,9 +44,8 @@ void QVLogger::logInternalFunc(std::optional<std::string_view> func, std::option
   if (gate_->drops(level)) return countDropped(level);
   const detail::ErrnoKeeper errnoKeeper;
   const auto parts = parts_.load();
-  const auto line = detail::reportingFailure("format", format.value_or(""), [&] {
-    return formattedLine(*parts, func, format, arguments, level);
-  });
+  const auto line = detail::reportingFailure(
+      "format", format.value_or(""), [&] { return formattedLine(*parts, func, format, arguments, level); });
 
   std::shared_ptr<const Parts> newer;  // outlives the lock, under which no part may be destroyed
   const UnfairLockGuard guard(writeLock_);
@@ -59,7 +59,8 @@ void QVLogger::logInternalFunc(std::optional<std::string_view> func, std::option
 
 std::optional<std::string> QVLogger::formattedLine(const Parts& parts, std::optional<std::string_view> func,
                                                    std::optional<std::string_view> format,
-                                                   std::optional<FormatArguments> arguments, QVLoggerLevel level) {
+                                                   std::optional<FormatArguments> arguments,
+                                                   QVLoggerLevel level) {
   if (parts.formatter) return parts.formatter->stringForFunc(func, format, arguments, level);
   return format ? std::optional<std::string>(*format) : std::nullopt;
 }
@@ -74,12 +75,8 @@ void QVLogger::logMessage(std::string_view message, QVLoggerLevel level) {
   logInternalFunc(std::nullopt, message, std::nullopt, level);
 }
 
-void QVLogger::logMarker(std::string_view text) {
-  logInfo("➡️ %@", text);
-}
+void QVLogger::logMarker(std::string_view text) { logInfo("➡️ %@", text); }
 
-void QVLogger::logDebugMarker(std::string_view text) {
-  logDebug("➡️ %@", text);
-}
+void QVLogger::logDebugMarker(std::string_view text) { logDebug("➡️ %@", text); }
 
 }  // namespace QVFoundation

@@ -31,8 +31,8 @@
 
 namespace QVFoundation {
 
-/// Where code says what it does. A formatter turns each message into a line, a filter decides whether it is written, a
-/// writer puts it somewhere; all three can be exchanged at any time.
+/// Where code says what it does. A formatter turns each message into a line, a filter decides whether it is
+/// written, a writer puts it somewhere; all three can be exchanged at any time.
 ///
 /// ```cpp
 /// auto file = QVFileHandleLogWriter::fileHandleForLoggingAtPath("player.log", 0644);
@@ -43,10 +43,12 @@ namespace QVFoundation {
 ///
 /// A logger without a filter writes nothing. A line that the filter drops by its level is never formatted.
 ///
-/// Threads: any thread may log, and exchange the parts, at any time. Lines are formatted without a lock; filter and writer
-///   are called under the logger's own lock, one line at a time, in the order in which the threads took it. So a filter
-///   or a writer must not log through the same logger.
-/// Errors: logging reports nothing to who logs, and keeps `errno`. What formatter, filter or writer throw goes to standard
+/// Threads: any thread may log, and exchange the parts, at any time. Lines are formatted without a lock;
+/// filter and writer
+///   are called under the logger's own lock, one line at a time, in the order in which the threads took it.
+///   So a filter or a writer must not log through the same logger.
+/// Errors: logging reports nothing to who logs, and keeps `errno`. What formatter, filter or writer throw
+/// goes to standard
 ///   error, together with the message.
 class QV_EXPORT QVLogger : public NSObject {
 public:
@@ -94,8 +96,8 @@ public:
   void logMarker(std::string_view text);
   void logDebugMarker(std::string_view text);
 
-  /// Logs the text that a callable returns, if it returns one, at debug level. While `debugLoggingEnabled()` is false the
-  /// callable is not called, so that costly messages cost nothing.
+  /// Logs the text that a callable returns, if it returns one, at debug level. While `debugLoggingEnabled()`
+  /// is false the callable is not called, so that costly messages cost nothing.
   template <std::invocable Callable>
   void logDebugBlock(Callable&& callable) {
     if (!debugLoggingEnabled()) return;
@@ -103,16 +105,18 @@ public:
     if (text) logDebugString(*text);
   }
 
-  /// Logs an error with its code, description and suggestion, and the call stack of an exception on a second line. That the
-  /// user cancelled is no error: it is not logged, and comes back. Returns nothing where the error was logged or absent.
+  /// Logs an error with its code, description and suggestion, and the call stack of an exception on a second
+  /// line. That the user cancelled is no error: it is not logged, and comes back. Returns nothing where the
+  /// error was logged or absent.
   std::optional<NSError> logErrorObject(const std::optional<NSError>& error);
 
-  /// Returns what a callable returns. An exception ends here: it is logged as "message: " and all that it says of itself, or
-  /// without a message by its description, and nothing is returned.
+  /// Returns what a callable returns. An exception ends here: it is logged as "message: " and all that it
+  /// says of itself, or without a message by its description, and nothing is returned.
   template <std::invocable Callable>
   auto logThrownError(std::optional<std::string_view> message, Callable&& callable) {
     using Returned = std::invoke_result_t<Callable>;
-    using Content = std::conditional_t<std::is_void_v<Returned>, std::monostate, std::remove_cvref_t<Returned>>;
+    using Content =
+        std::conditional_t<std::is_void_v<Returned>, std::monostate, std::remove_cvref_t<Returned>>;
     try {
       if constexpr (std::is_void_v<Returned>) {
         std::invoke(std::forward<Callable>(callable));
@@ -130,16 +134,23 @@ public:
     return logThrownError(std::nullopt, std::forward<Callable>(callable));
   }
 
-  /// How often something was logged at error level, whether it was written or not. Assert level does not count.
-  [[nodiscard]] std::int64_t numErrorsLogged() const noexcept { return numErrorsLogged_.load(std::memory_order_relaxed); }
-  void setNumErrorsLogged(std::int64_t count) noexcept { numErrorsLogged_.store(count, std::memory_order_relaxed); }
+  /// How often something was logged at error level, whether it was written or not. Assert level does not
+  /// count.
+  [[nodiscard]] std::int64_t numErrorsLogged() const noexcept {
+    return numErrorsLogged_.load(std::memory_order_relaxed);
+  }
+  void setNumErrorsLogged(std::int64_t count) noexcept {
+    numErrorsLogged_.store(count, std::memory_order_relaxed);
+  }
 
   [[nodiscard]] std::shared_ptr<QVLogWriter> writer() const { return parts_.load()->writer; }
   void setWriter(std::shared_ptr<QVLogWriter> writer);
-  /// Adds a writer beside those that there are: the writer becomes a list of writers. A logger without any writer has
-  /// nothing to add to: that is a programming error and raises `NSInvalidArgumentException`, as a null writer does.
+  /// Adds a writer beside those that there are: the writer becomes a list of writers. A logger without any
+  /// writer has nothing to add to: that is a programming error and raises `NSInvalidArgumentException`, as a
+  /// null writer does.
   void addWriter(const std::shared_ptr<QVLogWriter>& writer);
-  /// Removes a writer from the list, wherever it stands in it. Raises `NSInvalidArgumentException` where the writer is no list.
+  /// Removes a writer from the list, wherever it stands in it. Raises `NSInvalidArgumentException` where the
+  /// writer is no list.
   void removeWriter(const std::shared_ptr<QVLogWriter>& writer);
 
   [[nodiscard]] std::shared_ptr<QVLogFormatter> formatter() const { return parts_.load()->formatter; }
@@ -149,10 +160,14 @@ public:
   /// Sets `debugLoggingEnabled()` to what the new filter answers. The same filter again changes nothing.
   void setFilter(std::shared_ptr<QVLogFilter> filter);
 
-  /// Whether `logDebugBlock` calls its callable. It is computed when the logger is made and when the filter is replaced;
-  /// turning a switch of the filter itself does not change it.
-  [[nodiscard]] bool debugLoggingEnabled() const noexcept { return debugLoggingEnabled_.load(std::memory_order_relaxed); }
-  void setDebugLoggingEnabled(bool enabled) noexcept { debugLoggingEnabled_.store(enabled, std::memory_order_relaxed); }
+  /// Whether `logDebugBlock` calls its callable. It is computed when the logger is made and when the filter
+  /// is replaced; turning a switch of the filter itself does not change it.
+  [[nodiscard]] bool debugLoggingEnabled() const noexcept {
+    return debugLoggingEnabled_.load(std::memory_order_relaxed);
+  }
+  void setDebugLoggingEnabled(bool enabled) noexcept {
+    debugLoggingEnabled_.store(enabled, std::memory_order_relaxed);
+  }
   /// Turn the switch of a `QVLogLevelFilter` together with the logger's own.
   void enableDebugLogging() { switchDebugLogging(true); }
   void disableDebugLogging() { switchDebugLogging(false); }
@@ -192,15 +207,17 @@ private:
   /// Logs a text that is only composed if it can be written.
   void logErrorLine(const std::function<std::string()>& compose) noexcept;
   void switchDebugLogging(bool enabled);
-  /// Installs changed parts, starting again where another thread was faster. Returns all that it came across, those that
-  /// were replaced last: who holds a lock keeps them until it has let go, since writers may be destroyed with them.
+  /// Installs changed parts, starting again where another thread was faster. Returns all that it came across,
+  /// those that were replaced last: who holds a lock keeps them until it has let go, since writers may be
+  /// destroyed with them.
   SeenParts exchangeParts(const std::function<Parts(const Parts&)>& change);
   /// False where the filter was there already.
   bool installFilter(const std::shared_ptr<QVLogFilter>& filter);
 
   static std::optional<std::string> formattedLine(const Parts& parts, std::optional<std::string_view> func,
                                                   std::optional<std::string_view> format,
-                                                  std::optional<FormatArguments> arguments, QVLoggerLevel level);
+                                                  std::optional<FormatArguments> arguments,
+                                                  QVLoggerLevel level);
   static void writeLine(const Parts& parts, std::string_view line, QVLoggerLevel level);
 
   const std::shared_ptr<detail::LevelGate> gate_ = std::make_shared<detail::LevelGate>();

@@ -1,6 +1,7 @@
+#include "QVFoundation/logging/QVLogger.h"
+
 #include "QVFoundation/errors/QVErrorInspection.h"
 #include "QVFoundation/logging/LogFallback_p.h"
-#include "QVFoundation/logging/QVLogger.h"
 #include "QVFoundation/platform/application/NSBundle.h"
 #include "QVFoundation/platform/runtime/ErrorConversion.h"
 #include "QVFoundation/platform/text/Format.h"
@@ -18,7 +19,8 @@ std::string localizedLine(std::string_view format, const Args&... args) {
 
 std::string errorLine(const NSError& error) {
   if (const auto suggestion = error.localizedRecoverySuggestion()) {
-    return localizedLine("An error occurred (%ld): %@ (%@)", error.code(), error.localizedDescription(), *suggestion);
+    return localizedLine("An error occurred (%ld): %@ (%@)", error.code(), error.localizedDescription(),
+                         *suggestion);
   }
   return localizedLine("An error occurred (%ld): %@", error.code(), error.localizedDescription());
 }
@@ -30,13 +32,16 @@ std::optional<NSError> QVLogger::logErrorObject(const std::optional<NSError>& er
   if (isUserCancelledError(*error)) return error;
   logErrorLine([&] { return errorLine(*error); });
   const Value& callStack = error->userInfo()[QVExceptionCallStackSymbolsKey];
-  if (!callStack.isNothing()) logErrorLine([&] { return localizedLine("Exception call stack: %@", callStack); });
+  if (!callStack.isNothing())
+    logErrorLine([&] { return localizedLine("Exception call stack: %@", callStack); });
   return {};
 }
 
-void QVLogger::logCaughtError(std::optional<std::string_view> message, const std::exception_ptr& error) noexcept {
+void QVLogger::logCaughtError(std::optional<std::string_view> message,
+                              const std::exception_ptr& error) noexcept {
   logErrorLine([&] {
-    return message ? std::string(*message) + ": " + fullDescription(error) : asNSError(error).localizedDescription();
+    return message ? std::string(*message) + ": " + fullDescription(error)
+                   : asNSError(error).localizedDescription();
   });
 }
 

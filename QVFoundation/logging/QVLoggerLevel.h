@@ -20,14 +20,18 @@ enum QVLoggerLevel : std::int32_t {
 class QVLogLevelSet {
 public:
   constexpr QVLogLevelSet() noexcept = default;
-  [[nodiscard]] static constexpr QVLogLevelSet all() noexcept { return fromBits(bit(1) | bit(2) | bit(3) | bit(4)); }
+  [[nodiscard]] static constexpr QVLogLevelSet all() noexcept {
+    return fromBits(bit(1) | bit(2) | bit(3) | bit(4));
+  }
   [[nodiscard]] static constexpr QVLogLevelSet fromBits(std::uint32_t bits) noexcept {
     QVLogLevelSet set;
     set.bits_ = bits;
     return set;
   }
 
-  [[nodiscard]] constexpr bool contains(QVLoggerLevel level) const noexcept { return (bits_ & bit(level)) != 0; }
+  [[nodiscard]] constexpr bool contains(QVLoggerLevel level) const noexcept {
+    return (bits_ & bit(level)) != 0;
+  }
   [[nodiscard]] constexpr QVLogLevelSet with(QVLoggerLevel level, bool isMember) const noexcept {
     return fromBits(isMember ? bits_ | bit(level) : bits_ & ~bit(level));
   }

@@ -1,9 +1,10 @@
+#include "QVFoundation/logging/QVLogger.h"
+
 #include <utility>
 
 #include "QVFoundation/logging/DroppedLevels_p.h"
 #include "QVFoundation/logging/QVArrayCompositeLogWriter.h"
 #include "QVFoundation/logging/QVLogLevelFilter.h"
-#include "QVFoundation/logging/QVLogger.h"
 #include "QVFoundation/platform/runtime/NSException.h"
 
 namespace QVFoundation {
@@ -27,7 +28,8 @@ bool allowsDebugLogging(const std::shared_ptr<QVLogFilter>& filter) {
 QVLogger::SeenParts QVLogger::exchangeParts(const std::function<Parts(const Parts&)>& change) {
   auto current = parts_.load();
   SeenParts seen{current};
-  while (!parts_.compareExchange(current, std::make_shared<const Parts>(change(*current)))) seen.push_back(current);
+  while (!parts_.compareExchange(current, std::make_shared<const Parts>(change(*current))))
+    seen.push_back(current);
   return seen;
 }
 
@@ -43,17 +45,20 @@ void QVLogger::addWriter(const std::shared_ptr<QVLogWriter>& writer) {
     const auto list = std::dynamic_pointer_cast<QVArrayCompositeLogWriter>(parts.writer);
     auto writers = list ? list->writers() : std::vector{parts.writer};
     writers.push_back(writer);
-    return Parts{std::make_shared<QVArrayCompositeLogWriter>(std::move(writers)), parts.formatter, parts.filter};
+    return Parts{std::make_shared<QVArrayCompositeLogWriter>(std::move(writers)), parts.formatter,
+                 parts.filter};
   });
 }
 
 void QVLogger::removeWriter(const std::shared_ptr<QVLogWriter>& writer) {
   exchangeParts([&](const Parts& parts) {
     const auto list = std::dynamic_pointer_cast<QVArrayCompositeLogWriter>(parts.writer);
-    if (!list) throw NSException(NSInvalidArgumentException, "The logger has no list of writers to remove one from");
+    if (!list)
+      throw NSException(NSInvalidArgumentException, "The logger has no list of writers to remove one from");
     auto writers = list->writers();
     std::erase_if(writers, [&](const auto& element) { return areEqual(element, writer); });
-    return Parts{std::make_shared<QVArrayCompositeLogWriter>(std::move(writers)), parts.formatter, parts.filter};
+    return Parts{std::make_shared<QVArrayCompositeLogWriter>(std::move(writers)), parts.formatter,
+                 parts.filter};
   });
 }
 
@@ -63,7 +68,8 @@ void QVLogger::setFormatter(std::shared_ptr<QVLogFormatter> formatter) {
 
 void QVLogger::setFilter(std::shared_ptr<QVLogFilter> filter) {
   if (!installFilter(filter)) return;
-  // The filter is asked without a lock. Where another thread replaces it meanwhile, the new one is asked instead.
+  // The filter is asked without a lock. Where another thread replaces it meanwhile, the new one is asked
+  // instead.
   do {
     filter = this->filter();
     setDebugLoggingEnabled(allowsDebugLogging(filter));
@@ -85,9 +91,7 @@ bool QVLogger::installFilter(const std::shared_ptr<QVLogFilter>& filter) {
   return true;
 }
 
-bool QVLogger::shouldPerformDebugLogging() const {
-  return allowsDebugLogging(filter());
-}
+bool QVLogger::shouldPerformDebugLogging() const { return allowsDebugLogging(filter()); }
 
 void QVLogger::switchDebugLogging(bool enabled) {
   if (const auto levelFilter = std::dynamic_pointer_cast<QVLogLevelFilter>(filter())) {

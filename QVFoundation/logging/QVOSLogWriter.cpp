@@ -8,19 +8,16 @@ namespace {
 
 OSLogType typeOf(QVLoggerLevel level) {
   switch (level) {
-    case QVLoggerLevelDebug:
-      return OSLogType::debug;
+    case QVLoggerLevelDebug: return OSLogType::debug;
     case QVLoggerLevelError:
-    case QVLoggerLevelAssert:
-      return OSLogType::error;
-    default:
-      return OSLogType::info;
+    case QVLoggerLevelAssert: return OSLogType::error;
+    default: return OSLogType::info;
   }
 }
 
 }  // namespace
 
-QVOSLogWriter::QVOSLogWriter(OSLogger osLogger) : osLogger_(std::move(osLogger)) {}
+QVOSLogWriter::QVOSLogWriter(OSLogger osLogger) : osLogger_(osLogger) {}
 
 void QVOSLogWriter::logMessage(std::string_view message, QVLoggerLevel level) {
   const OSLogType type = typeOf(level);

@@ -9,8 +9,8 @@
 
 namespace QVFoundation {
 
-/// Writes each line as one entry of the system log: debug lines as debug, error and assert lines as errors, all others as
-/// info. Types that are switched off, debug by default, cost one look at a flag.
+/// Writes each line as one entry of the system log: debug lines as debug, error and assert lines as errors,
+/// all others as info. Types that are switched off, debug by default, cost one look at a flag.
 ///
 /// Threads: safe from any thread.
 class QV_EXPORT QVOSLogWriter : public NSObject, public QVLogWriter {

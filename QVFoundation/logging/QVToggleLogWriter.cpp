@@ -17,14 +17,16 @@ Value valueOf(const std::shared_ptr<QVLogWriter>& writer) {
 }  // namespace
 
 const NSClass& QVToggleLogWriter::staticClass() {
-  static const NSClass cls = NSClass::define<QVToggleLogWriter>("QVToggleLogWriter", NSObject::staticClass())
-                                 .readOnly("subWriter", [](const QVToggleLogWriter& writer) { return valueOf(writer.subWriter()); })
-                                 .property("writingEnabled", &QVToggleLogWriter::writingEnabled,
-                                           &QVToggleLogWriter::setWritingEnabled);
+  static const NSClass cls =
+      NSClass::define<QVToggleLogWriter>("QVToggleLogWriter", NSObject::staticClass())
+          .readOnly("subWriter", [](const QVToggleLogWriter& writer) { return valueOf(writer.subWriter()); })
+          .property("writingEnabled", &QVToggleLogWriter::writingEnabled,
+                    &QVToggleLogWriter::setWritingEnabled);
   return cls;
 }
 
-QVToggleLogWriter::QVToggleLogWriter(std::shared_ptr<QVLogWriter> subWriter) : subWriter_(std::move(subWriter)) {}
+QVToggleLogWriter::QVToggleLogWriter(std::shared_ptr<QVLogWriter> subWriter)
+    : subWriter_(std::move(subWriter)) {}
 
 void QVToggleLogWriter::logMessage(std::string_view message, QVLoggerLevel level) {
   if (!writingEnabled()) return;

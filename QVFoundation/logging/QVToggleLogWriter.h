@@ -26,7 +26,9 @@ public:
   [[nodiscard]] std::shared_ptr<QVLogWriter> subWriter() const { return subWriter_.load(); }
   void setSubWriter(std::shared_ptr<QVLogWriter> subWriter) { subWriter_.store(std::move(subWriter)); }
 
-  [[nodiscard]] bool writingEnabled() const noexcept { return writingEnabled_.load(std::memory_order_relaxed); }
+  [[nodiscard]] bool writingEnabled() const noexcept {
+    return writingEnabled_.load(std::memory_order_relaxed);
+  }
   void setWritingEnabled(bool enabled) { writingEnabled_.store(enabled, std::memory_order_relaxed); }
 
   void logMessage(std::string_view message, QVLoggerLevel level) override;

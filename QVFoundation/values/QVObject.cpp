@@ -1,5 +1,6 @@
 #include "QVFoundation/values/QVObject.h"
 
+#include <cmath>
 #include <string_view>
 
 #include "QVFoundation/platform/runtime/Array.h"
@@ -23,45 +24,46 @@ std::string withLineBreaks(std::string_view text) {
   return lines.append(text);
 }
 
-Value asJSONValue(const Value& value);
+// What is nested deeper is cut to an ellipsis, as in descriptions: no input may exhaust the stack.
+constexpr unsigned deepestLevel = 100;
+
+Value asJSONValue(const Value& value, unsigned level);
 
 template <class Container>
-Array asJSONArray(const Container& elements) {
+Array asJSONArray(const Container& elements, unsigned level) {
   Array array;
-  for (const Value& element : elements) array.append(asJSONValue(element));
+  for (const Value& element : elements) array.append(asJSONValue(element, level));
   return array;
 }
 
-Dictionary asJSONDictionary(const Dictionary& entries) {
+Dictionary asJSONDictionary(const Dictionary& entries, unsigned level) {
   Dictionary dictionary;
-  for (const auto& [key, value] : entries) dictionary.set(key.description(), asJSONValue(value));
+  for (const auto& [key, value] : entries) dictionary.set(key.description(), asJSONValue(value, level));
   return dictionary;
 }
 
-Value asJSONValue(const Value& value) {
+Value asJSONNumber(const NSNumber& number) {
+  if (number.isFloatingPoint() && !std::isfinite(number.doubleValue())) return number.description();
+  return number;
+}
+
+Value asJSONValue(const Value& value, unsigned level) {
+  if (level > deepestLevel) return "…";
   switch (value.kind()) {
     case ValueKind::nothing:
-    case ValueKind::null:
-      return NSNull{};
-    case ValueKind::number:
-    case ValueKind::text:
-      return value;
-    case ValueKind::array:
-      return asJSONArray(value.array());
-    case ValueKind::set:
-      return asJSONArray(value.set());
-    case ValueKind::dictionary:
-      return asJSONDictionary(value.dictionary());
-    default:
-      return value.description();
+    case ValueKind::null: return NSNull{};
+    case ValueKind::number: return asJSONNumber(*value.number());
+    case ValueKind::text: return value;
+    case ValueKind::array: return asJSONArray(value.array(), level + 1);
+    case ValueKind::set: return asJSONArray(value.set(), level + 1);
+    case ValueKind::dictionary: return asJSONDictionary(value.dictionary(), level + 1);
+    default: return value.description();
   }
 }
 
 }  // namespace
 
-std::string QVObject::description() const {
-  return descriptionWithLocale(nullptr, 0);
-}
+std::string QVObject::description() const { return descriptionWithLocale(nullptr, 0); }
 
 std::string QVObject::descriptionWithLocale(const NSLocale* locale, unsigned indent) const {
   if (indent > deepestFullDescription) return shortDescription();
@@ -69,7 +71,7 @@ std::string QVObject::descriptionWithLocale(const NSLocale* locale, unsigned ind
 }
 
 std::string jsonDescription(const NSObject& object) {
-  return jsonFromValue(asJSONDictionary(object.debugDictionary()), JSONStyle::pretty);
+  return jsonFromValue(asJSONValue(object.debugDictionary(), 0), JSONStyle::pretty);
 }
 
 }  // namespace QVFoundation

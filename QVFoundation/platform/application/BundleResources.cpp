@@ -1,9 +1,8 @@
-#include "QVFoundation/platform/application/BundleResources_p.h"
-
 #include <algorithm>
 #include <set>
 #include <system_error>
 
+#include "QVFoundation/platform/application/BundleResources_p.h"
 #include "QVFoundation/platform/application/NSBundle.h"
 #include "QVFoundation/platform/text/PropertyList.h"
 #include "QVFoundation/platform/tracing/NSLog.h"
@@ -27,7 +26,7 @@ void appendOnce(std::vector<std::string>& names, std::string_view name) {
 
 /// Whether a name stays below the folder that it is appended to.
 bool staysInside(std::string_view name) {
-  if (name.find('\0') != name.npos || path(name).is_absolute()) return false;
+  if (name.find('\0') != std::string_view::npos || path(name).is_absolute()) return false;
   return std::ranges::none_of(path(name), [](const path& part) { return part == ".."; });
 }
 
@@ -35,7 +34,8 @@ bool staysInside(std::string_view name) {
 std::vector<std::string> namesIn(const path& folder) {
   std::vector<std::string> names;
   std::error_code error;
-  for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+  for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+       entry.increment(error)) {
     names.push_back(entry->path().filename().string());
   }
   std::ranges::sort(names);
@@ -91,7 +91,8 @@ std::optional<std::string> BundleResources::developmentLocalization() const {
   return info_["CFBundleDevelopmentRegion"].as<std::string>();
 }
 
-std::vector<std::string> BundleResources::chooseLocalizations(const std::vector<std::string>& localizations) const {
+std::vector<std::string> BundleResources::chooseLocalizations(
+    const std::vector<std::string>& localizations) const {
   auto chosen = NSBundle::preferredLocalizationsFromArray(localizations, languages_);
   if (chosen.empty()) {
     chosen = fallbacksAmong(localizations);
@@ -101,7 +102,8 @@ std::vector<std::string> BundleResources::chooseLocalizations(const std::vector<
 }
 
 /// The development localisation and "Base", as far as they are among those given.
-std::vector<std::string> BundleResources::fallbacksAmong(const std::vector<std::string>& localizations) const {
+std::vector<std::string> BundleResources::fallbacksAmong(
+    const std::vector<std::string>& localizations) const {
   std::vector<std::string> fallbacks;
   if (const auto development = developmentLocalization()) {
     fallbacks = NSBundle::preferredLocalizationsFromArray(localizations, {*development});
@@ -110,7 +112,8 @@ std::vector<std::string> BundleResources::fallbacksAmong(const std::vector<std::
   return fallbacks;
 }
 
-std::optional<path> BundleResources::find(std::string_view name, std::string_view type, std::string_view subdirectory,
+std::optional<path> BundleResources::find(std::string_view name, std::string_view type,
+                                          std::string_view subdirectory,
                                           std::string_view localization) const {
   if (name.empty()) return {};
   const auto names = fileNames(name, type);
@@ -131,14 +134,16 @@ std::vector<path> BundleResources::findAll(std::string_view type, std::string_vi
   std::set<std::string> found;
   for (const path& folder : foldersFor(subdirectory, localization)) {
     for (const std::string& name : namesIn(folder)) {
-      if (!name.ends_with(suffix) || name.size() == suffix.size() || name.ends_with(localizationSuffix)) continue;
+      if (!name.ends_with(suffix) || name.size() == suffix.size() || name.ends_with(localizationSuffix))
+        continue;
       if (found.insert(name).second) files.push_back(folder / name);
     }
   }
   return files;
 }
 
-std::vector<path> BundleResources::foldersFor(std::string_view subdirectory, std::string_view localization) const {
+std::vector<path> BundleResources::foldersFor(std::string_view subdirectory,
+                                              std::string_view localization) const {
   if (!staysInside(subdirectory)) return {};
   const auto folderOf = [&](std::string_view name) {
     return folder_ / (std::string(name) + std::string(localizationSuffix)) / subdirectory;

@@ -25,13 +25,16 @@ public:
     return preferredLocalizations_;
   }
 
-  /// Of some localisations those that serve the readers of this bundle, else the development localisation, else "Base".
-  [[nodiscard]] std::vector<std::string> chooseLocalizations(const std::vector<std::string>& localizations) const;
+  /// Of some localisations those that serve the readers of this bundle, else the development localisation,
+  /// else "Base".
+  [[nodiscard]] std::vector<std::string> chooseLocalizations(
+      const std::vector<std::string>& localizations) const;
 
   [[nodiscard]] std::optional<std::filesystem::path> find(std::string_view name, std::string_view type,
                                                           std::string_view subdirectory,
                                                           std::string_view localization) const;
-  [[nodiscard]] std::vector<std::filesystem::path> findAll(std::string_view type, std::string_view subdirectory,
+  [[nodiscard]] std::vector<std::filesystem::path> findAll(std::string_view type,
+                                                           std::string_view subdirectory,
                                                            std::string_view localization) const;
 
 private:

@@ -1,9 +1,8 @@
-#include "QVFoundation/platform/application/BundleStringTables_p.h"
-
 #include <optional>
 #include <utility>
 #include <vector>
 
+#include "QVFoundation/platform/application/BundleStringTables_p.h"
 #include "QVFoundation/platform/runtime/NSError.h"
 #include "QVFoundation/platform/text/PropertyList.h"
 #include "QVFoundation/platform/text/StringTable.h"
@@ -13,7 +12,8 @@ namespace QVFoundation::detail {
 
 namespace {
 
-/// What a reader makes of a file; where that fails, an empty dictionary and a line for those who look after the bundle.
+/// What a reader makes of a file; where that fails, an empty dictionary and a line for those who look after
+/// the bundle.
 template <class Read>
 Dictionary readOrReport(const std::filesystem::path& file, Read read) {
   std::optional<NSError> error;
@@ -26,7 +26,8 @@ Dictionary readOrReport(const std::filesystem::path& file, Read read) {
 std::vector<std::string> localizationsOf(const Dictionary& table) {
   std::vector<std::string> localizations;
   for (const auto& [name, texts] : table.sortedEntries()) {
-    if (name.text() != nullptr && texts.kind() == ValueKind::dictionary) localizations.push_back(*name.text());
+    if (name.text() != nullptr && texts.kind() == ValueKind::dictionary)
+      localizations.push_back(*name.text());
   }
   return localizations;
 }

@@ -11,10 +11,11 @@
 
 namespace QVFoundation::detail {
 
-/// The string tables of a bundle, each loaded when it is first asked for and then kept, also where there is none.
+/// The string tables of a bundle, each loaded when it is first asked for and then kept, also where there is
+/// none.
 ///
-/// They form a list that only ever grows at its end, so that those who look for a table need no lock. A program has a
-/// handful of tables.
+/// They form a list that only ever grows at its end, so that those who look for a table need no lock. A
+/// program has a handful of tables.
 ///
 /// Threads: any. One thread at a time loads a table; those who ask for one that is loaded do not wait.
 class BundleStringTables {

@@ -14,10 +14,10 @@ struct LanguageName {
 
 // English names of languages, which stood for the codes once, and codes that have been replaced.
 constexpr LanguageName languageNames[] = {
-    {"danish", "da"},   {"dutch", "nl"},      {"english", "en"}, {"finnish", "fi"},    {"french", "fr"},
-    {"german", "de"},   {"italian", "it"},    {"iw", "he"},      {"in", "id"},         {"japanese", "ja"},
-    {"korean", "ko"},   {"no", "nb"},         {"norwegian", "nb"}, {"polish", "pl"},   {"portuguese", "pt"},
-    {"russian", "ru"},  {"spanish", "es"},    {"swedish", "sv"},
+    {"danish", "da"},  {"dutch", "nl"},   {"english", "en"},   {"finnish", "fi"}, {"french", "fr"},
+    {"german", "de"},  {"italian", "it"}, {"iw", "he"},        {"in", "id"},      {"japanese", "ja"},
+    {"korean", "ko"},  {"no", "nb"},      {"norwegian", "nb"}, {"polish", "pl"},  {"portuguese", "pt"},
+    {"russian", "ru"}, {"spanish", "es"}, {"swedish", "sv"},
 };
 
 /// In lower case with hyphens, without the encoding that the name of a locale may have.
@@ -57,10 +57,12 @@ LocalizationName::LocalizationName(std::string_view name) {
 }
 
 int fitOfLocalization(std::string_view localization, std::string_view language) {
+  if (language.empty()) return 0;
   if (normalized(localization) == normalized(language)) return 4;
   const LocalizationName offered(localization);
   const LocalizationName wanted(language);
-  const bool scriptsDiffer = !offered.script.empty() && !wanted.script.empty() && offered.script != wanted.script;
+  const bool scriptsDiffer =
+      !offered.script.empty() && !wanted.script.empty() && offered.script != wanted.script;
   if (offered.language != wanted.language || scriptsDiffer) return 0;
   if (offered.region == wanted.region) return 3;
   return offered.region.empty() ? 2 : 1;

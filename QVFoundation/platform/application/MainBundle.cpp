@@ -22,7 +22,8 @@ std::filesystem::path executable() {
   // While a program is being replaced by a new version, the old one's file is gone.
   constexpr std::string_view deleted = " (deleted)";
   std::string text = path.string();
-  if (text.ends_with(deleted) && !std::filesystem::exists(path, error)) text.resize(text.size() - deleted.size());
+  if (text.ends_with(deleted) && !std::filesystem::exists(path, error))
+    text.resize(text.size() - deleted.size());
   return text;
 }
 
@@ -33,7 +34,8 @@ std::filesystem::path folderFromEnvironment() {
 }
 
 Slot bundleOfThisProgram() {
-  return detail::BundleFactory::bundleOfProgram(executable(), folderFromEnvironment(), NSLocale::preferredLanguages());
+  return detail::BundleFactory::bundleOfProgram(executable(), folderFromEnvironment(),
+                                                NSLocale::preferredLanguages());
 }
 
 /// The main bundle. Never destroyed, since texts are needed to the very end.
@@ -48,7 +50,8 @@ const std::shared_ptr<NSBundle>& NSBundle::mainBundle() { return *current().load
 
 namespace detail {
 
-std::shared_ptr<NSBundle> BundleFactory::bundleOfProgram(const Path& executable, const Path& folderFromEnvironment,
+std::shared_ptr<NSBundle> BundleFactory::bundleOfProgram(const Path& executable,
+                                                         const Path& folderFromEnvironment,
                                                          const Languages& languages) {
   const Path folder = executable.parent_path();
   const std::string name = executable.filename().string();

@@ -43,7 +43,8 @@ std::shared_ptr<NSBundle> BundleFactory::bundleInFolder(const Path& folder, cons
   Path path = std::filesystem::absolute(folder).lexically_normal();
   if (!path.has_filename()) path = path.parent_path();
   auto contents = std::make_unique<const BundleContents>(path, languages);
-  return std::shared_ptr<NSBundle>(new NSBundle(path, name.value_or(path.stem().string()), std::move(contents)));
+  return std::shared_ptr<NSBundle>(
+      new NSBundle(path, name.value_or(path.stem().string()), std::move(contents)));
 }
 
 std::shared_ptr<NSBundle> BundleFactory::bundleWithoutResources(const Path& folder, const std::string& name) {
@@ -52,7 +53,8 @@ std::shared_ptr<NSBundle> BundleFactory::bundleWithoutResources(const Path& fold
 
 }  // namespace detail
 
-NSBundle::NSBundle(std::filesystem::path path, std::string name, std::unique_ptr<const detail::BundleContents> contents)
+NSBundle::NSBundle(std::filesystem::path path, std::string name,
+                   std::unique_ptr<const detail::BundleContents> contents)
     : path_(std::move(path)), fallbackName_(std::move(name)), contents_(std::move(contents)) {}
 
 NSBundle::~NSBundle() = default;
@@ -62,14 +64,15 @@ std::shared_ptr<NSBundle> NSBundle::bundleWithPath(const std::filesystem::path& 
 }
 
 const NSClass& NSBundle::staticClass() {
-  static const NSClass cls = NSClass::define<NSBundle>("NSBundle", NSObject::staticClass())
-                                 .readOnly("bundlePath", [](const NSBundle& bundle) { return bundle.path_.string(); })
-                                 .readOnly("bundleIdentifier", &NSBundle::bundleIdentifier)
-                                 .readOnly("infoDictionary", &NSBundle::infoDictionary)
-                                 .readOnly("name", &NSBundle::name)
-                                 .readOnly("localizations", &NSBundle::localizations)
-                                 .readOnly("developmentLocalization", &NSBundle::developmentLocalization)
-                                 .readOnly("preferredLocalizations", &NSBundle::preferredLocalizations);
+  static const NSClass cls =
+      NSClass::define<NSBundle>("NSBundle", NSObject::staticClass())
+          .readOnly("bundlePath", [](const NSBundle& bundle) { return bundle.path_.string(); })
+          .readOnly("bundleIdentifier", &NSBundle::bundleIdentifier)
+          .readOnly("infoDictionary", &NSBundle::infoDictionary)
+          .readOnly("name", &NSBundle::name)
+          .readOnly("localizations", &NSBundle::localizations)
+          .readOnly("developmentLocalization", &NSBundle::developmentLocalization)
+          .readOnly("preferredLocalizations", &NSBundle::preferredLocalizations);
   return cls;
 }
 
@@ -98,13 +101,14 @@ const std::vector<std::string>& NSBundle::preferredLocalizations() const noexcep
   return contents_ ? contents_->resources.preferredLocalizations() : noLocalizations();
 }
 
-std::vector<std::string> NSBundle::preferredLocalizationsFromArray(const std::vector<std::string>& localizations,
-                                                                   const std::vector<std::string>& preferences) {
+std::vector<std::string> NSBundle::preferredLocalizationsFromArray(
+    const std::vector<std::string>& localizations, const std::vector<std::string>& preferences) {
   std::vector<std::string> chosen;
   for (const std::string& language : preferences) {
     const auto fit = [&](const std::string& name) { return detail::fitOfLocalization(name, language); };
     const auto best = std::ranges::max_element(localizations, {}, fit);
-    const bool isNew = best != localizations.end() && fit(*best) > 0 && std::ranges::find(chosen, *best) == chosen.end();
+    const bool isNew =
+        best != localizations.end() && fit(*best) > 0 && std::ranges::find(chosen, *best) == chosen.end();
     if (isNew) chosen.push_back(*best);
   }
   return chosen;

@@ -20,7 +20,8 @@ public:
   using Languages = std::vector<std::string>;
 
   /// Null where there is no such folder. Without a name of its own the bundle has that of the folder.
-  [[nodiscard]] static std::shared_ptr<NSBundle> bundleInFolder(const Path& folder, const Languages& languages,
+  [[nodiscard]] static std::shared_ptr<NSBundle> bundleInFolder(const Path& folder,
+                                                                const Languages& languages,
                                                                 const std::optional<std::string>& name = {});
 
   /// The main bundle of a program. `folderFromEnvironment` is empty where the environment names none.
@@ -29,7 +30,8 @@ public:
                                                                  const Languages& languages);
 
 private:
-  [[nodiscard]] static std::shared_ptr<NSBundle> bundleWithoutResources(const Path& folder, const std::string& name);
+  [[nodiscard]] static std::shared_ptr<NSBundle> bundleWithoutResources(const Path& folder,
+                                                                        const std::string& name);
 };
 
 /// Makes another bundle the main one for a scope, for tests.

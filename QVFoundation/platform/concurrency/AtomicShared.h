@@ -10,7 +10,8 @@ namespace QVFoundation {
 
 /// A `std::shared_ptr` that threads may read and replace at the same time.
 ///
-/// Threads: safe from any thread. What is replaced is released after the lock inside has been let go, so no destructor
+/// Threads: safe from any thread. What is replaced is released after the lock inside has been let go, so no
+/// destructor
 ///   ever runs under it.
 template <class T>
 class AtomicShared {
@@ -40,7 +41,8 @@ public:
     return desired;
   }
 
-  /// Stores `desired` if the slot still holds `expected`. Otherwise changes `expected` to what it holds, for another try.
+  /// Stores `desired` if the slot still holds `expected`. Otherwise changes `expected` to what it holds, for
+  /// another try.
   [[nodiscard]] bool compareExchange(std::shared_ptr<T>& expected, std::shared_ptr<T> desired) noexcept {
     std::shared_ptr<T> released;
     const UnfairLockGuard guard(lock_);

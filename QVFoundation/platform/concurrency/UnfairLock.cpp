@@ -1,16 +1,16 @@
 #include "QVFoundation/platform/concurrency/UnfairLock.h"
 
+#include <cerrno>
 #include <linux/futex.h>
 #include <sys/syscall.h>
 #include <unistd.h>
-
-#include <cerrno>
 
 namespace QVFoundation {
 
 namespace {
 
-// About two microseconds, which is what a write of one line to a file takes. Longer only keeps the holder from its core.
+// About two microseconds, which is what a write of one line to a file takes. Longer only keeps the holder
+// from its core.
 constexpr int spins = 100;
 
 void pause() noexcept {
@@ -37,7 +37,8 @@ bool UnfairLock::spinAndTake() noexcept {
 void UnfairLock::waitAndTake() noexcept {
   if (spinAndTake()) return;
   const int savedErrno = errno;
-  // Taken this way the lock says that somebody sleeps even when nobody does any more; one needless wake-up settles it.
+  // Taken this way the lock says that somebody sleeps even when nobody does any more; one needless wake-up
+  // settles it.
   while (state_.exchange(takenWithSleepers, std::memory_order_acquire) != free) {
     syscall(SYS_futex, &state_, FUTEX_WAIT_PRIVATE, takenWithSleepers, nullptr, nullptr, 0);
   }

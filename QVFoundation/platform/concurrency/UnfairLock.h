@@ -10,8 +10,9 @@ namespace QVFoundation {
 
 /// A lock of four bytes for short sections, such as handing one line to the kernel.
 ///
-/// A thread that finds it taken spins for about as long as such a section lasts and then sleeps. It is not handed over: a
-/// running thread may take it before one that has waited longer, which is what keeps the throughput up under contention.
+/// A thread that finds it taken spins for about as long as such a section lasts and then sleeps. It is not
+/// handed over: a running thread may take it before one that has waited longer, which is what keeps the
+/// throughput up under contention.
 ///
 /// Threads: safe from any thread. Not recursive: a thread that takes it twice waits for itself, for ever.
 class QV_EXPORT QV_CAPABILITY("lock") UnfairLock {
@@ -34,7 +35,8 @@ private:
 
   [[nodiscard]] bool tryTake() noexcept {
     std::uint32_t expected = free;
-    return state_.compare_exchange_strong(expected, taken, std::memory_order_acquire, std::memory_order_relaxed);
+    return state_.compare_exchange_strong(expected, taken, std::memory_order_acquire,
+                                          std::memory_order_relaxed);
   }
   [[nodiscard]] bool spinAndTake() noexcept;
   void waitAndTake() noexcept;

@@ -1,8 +1,7 @@
-#include <sys/socket.h>
-
 #include <cerrno>
 #include <csignal>
 #include <ctime>
+#include <sys/socket.h>
 
 #include "QVFoundation/platform/files/FileOutput_p.h"
 #include "QVFoundation/platform/files/SystemCalls_p.h"
@@ -11,14 +10,13 @@ namespace QVFoundation::detail {
 
 namespace {
 
-/// Keeps SIGPIPE from this thread for a scope, and takes back one that was raised meanwhile. One that was pending before
-/// stays pending: it is not ours.
+/// Keeps SIGPIPE from this thread for a scope, and takes back one that was raised meanwhile. One that was
+/// pending before stays pending: it is not ours.
 class BrokenPipeGuard {
 public:
-  BrokenPipeGuard() noexcept {
+  BrokenPipeGuard() noexcept : wasPending_(isPending()) {
     sigemptyset(&brokenPipe_);
     sigaddset(&brokenPipe_, SIGPIPE);
-    wasPending_ = isPending();
     pthread_sigmask(SIG_BLOCK, &brokenPipe_, &previous_);
   }
   BrokenPipeGuard(const BrokenPipeGuard&) = delete;
@@ -42,7 +40,7 @@ private:
 
   sigset_t brokenPipe_{};
   sigset_t previous_{};
-  bool wasPending_ = false;
+  bool wasPending_;
 };
 
 /// One write, and the `errno` that it left.
@@ -84,7 +82,8 @@ OutputKind outputKindOf(int descriptor) noexcept {
   return S_ISSOCK(status.st_mode) ? OutputKind::socket : OutputKind::stream;
 }
 
-std::error_code writeAll(int descriptor, OutputKind kind, std::string_view text, std::size_t& written) noexcept {
+std::error_code writeAll(int descriptor, OutputKind kind, std::string_view text,
+                         std::size_t& written) noexcept {
   written = 0;
   while (written < text.size()) {
     const auto [count, code] = writeOnce(descriptor, kind, text.substr(written));

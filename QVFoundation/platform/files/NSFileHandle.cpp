@@ -1,12 +1,11 @@
 #include "QVFoundation/platform/files/NSFileHandle.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <fcntl.h>
 #include <system_error>
+#include <unistd.h>
 #include <utility>
 
 #include "QVFoundation/platform/files/FileOutput_p.h"
@@ -39,17 +38,11 @@ NSFileHandle::~NSFileHandle() {
   if (closeOnRelease_ == CloseOnRelease::yes) closeFile();
 }
 
-const std::shared_ptr<NSFileHandle>& NSFileHandle::standardInput() {
-  return standardHandle(STDIN_FILENO);
-}
+const std::shared_ptr<NSFileHandle>& NSFileHandle::standardInput() { return standardHandle(STDIN_FILENO); }
 
-const std::shared_ptr<NSFileHandle>& NSFileHandle::standardOutput() {
-  return standardHandle(STDOUT_FILENO);
-}
+const std::shared_ptr<NSFileHandle>& NSFileHandle::standardOutput() { return standardHandle(STDOUT_FILENO); }
 
-const std::shared_ptr<NSFileHandle>& NSFileHandle::standardError() {
-  return standardHandle(STDERR_FILENO);
-}
+const std::shared_ptr<NSFileHandle>& NSFileHandle::standardError() { return standardHandle(STDERR_FILENO); }
 
 std::shared_ptr<NSFileHandle> NSFileHandle::fileHandleForReadingAtPath(const std::filesystem::path& path) {
   const int descriptor = openDescriptor(path, O_RDONLY);
@@ -62,7 +55,8 @@ std::shared_ptr<NSFileHandle> NSFileHandle::fileHandleForWritingAtPath(const std
 }
 
 int NSFileHandle::openDescriptor(const std::filesystem::path& path, int flags, mode_t mode) noexcept {
-  if (path.native().find('\0') != std::string::npos) {  // the system would open the file whose name ends there
+  if (path.native().find('\0') !=
+      std::string::npos) {  // the system would open the file whose name ends there
     errno = ENOENT;
     return -1;
   }
@@ -91,9 +85,7 @@ NSData NSFileHandle::readDataOfLength(std::size_t length) {
   return data;
 }
 
-NSData NSFileHandle::readDataToEndOfFile() {
-  return readDataOfLength(NSData().max_size());
-}
+NSData NSFileHandle::readDataToEndOfFile() { return readDataOfLength(NSData().max_size()); }
 
 // Reading takes no lock: it may wait for ever, and must not keep others from writing or closing.
 std::size_t NSFileHandle::read(std::span<std::byte> buffer) {
@@ -123,7 +115,8 @@ void NSFileHandle::writeText(std::string_view text) {
 }
 
 void NSFileHandle::appendLine(std::string_view line) {
-  std::array<char, 2048> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled as far as it is used
+  std::array<char, 2048>
+      buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled as far as it is used
   std::string longLine;
   std::span<char> whole(buffer);
   if (line.size() + 2 > whole.size()) {
@@ -143,7 +136,8 @@ void NSFileHandle::appendLine(std::string_view line) {
   if (failure) fail("write to", failure.value());
 }
 
-// A descriptor that belongs to somebody else may be led elsewhere at any time (dup2), so it is looked at for each write.
+// A descriptor that belongs to somebody else may be led elsewhere at any time (dup2), so it is looked at for
+// each write.
 detail::OutputKind NSFileHandle::outputKind() const noexcept {
   return closeOnRelease_ == CloseOnRelease::yes ? outputKind_ : detail::outputKindOf(descriptor_);
 }
@@ -166,8 +160,8 @@ void NSFileHandle::closeFile() {
 
 void NSFileHandle::fail(std::string_view action, int code) const {
   const std::string file = path_.empty() ? "the file handle" : "“" + path_.string() + "”";
-  throw NSException(NSFileHandleOperationException,
-                    "Could not " + std::string(action) + ' ' + file + ": " + std::generic_category().message(code));
+  throw NSException(NSFileHandleOperationException, "Could not " + std::string(action) + ' ' + file + ": " +
+                                                        std::generic_category().message(code));
 }
 
 Dictionary NSFileHandle::debugDictionary() const {

@@ -1,13 +1,12 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <cstddef>
 #include <filesystem>
 #include <memory>
 #include <span>
 #include <string>
 #include <string_view>
+#include <sys/types.h>
 
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/concurrency/ThreadSafety.h"
@@ -24,8 +23,9 @@ enum class OutputKind;
 /// A file descriptor as an object.
 ///
 /// Threads: safe from any thread; one write goes out whole before the next begins.
-/// Ownership: closes its descriptor when it is released, if it was told to at its making; the standard handles never do.
-/// Errors: what cannot be read or written raises `NSException` named `NSFileHandleOperationException`, whose reason names the
+/// Ownership: closes its descriptor when it is released, if it was told to at its making; the standard
+/// handles never do. Errors: what cannot be read or written raises `NSException` named
+/// `NSFileHandleOperationException`, whose reason names the
 ///   file and what the system said. A broken pipe is such an error, never a signal to the process.
 class QV_EXPORT NSFileHandle : public NSObject {
 public:
@@ -41,9 +41,11 @@ public:
   [[nodiscard]] static const std::shared_ptr<NSFileHandle>& standardError();
 
   // Null where the file cannot be opened; `errno` then says why.
-  [[nodiscard]] static std::shared_ptr<NSFileHandle> fileHandleForReadingAtPath(const std::filesystem::path& path);
+  [[nodiscard]] static std::shared_ptr<NSFileHandle> fileHandleForReadingAtPath(
+      const std::filesystem::path& path);
   /// Writes to an existing file, from its beginning.
-  [[nodiscard]] static std::shared_ptr<NSFileHandle> fileHandleForWritingAtPath(const std::filesystem::path& path);
+  [[nodiscard]] static std::shared_ptr<NSFileHandle> fileHandleForWritingAtPath(
+      const std::filesystem::path& path);
 
   [[nodiscard]] int fileDescriptor() const noexcept;  ///< -1 once it is closed.
   [[nodiscard]] const std::filesystem::path& path() const noexcept { return path_; }
@@ -64,10 +66,11 @@ public:
 
 protected:
   /// Opens a file whose descriptor is not inherited by child processes; -1 where that fails.
-  [[nodiscard]] static int openDescriptor(const std::filesystem::path& path, int flags, mode_t mode = 0) noexcept;
+  [[nodiscard]] static int openDescriptor(const std::filesystem::path& path, int flags,
+                                          mode_t mode = 0) noexcept;
 
-  /// Writes a line and a line break in one piece. After a line that was cut off by a failure the next one begins on a line
-  /// of its own.
+  /// Writes a line and a line break in one piece. After a line that was cut off by a failure the next one
+  /// begins on a line of its own.
   void appendLine(std::string_view line);
 
 private:

@@ -1,10 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <poll.h>
 #include <sys/stat.h>
 #include <sys/types.h>
-
-#include <cstddef>
 
 #include "QVFoundation/platform/Export.h"
 

@@ -14,26 +14,18 @@ Array::Array(std::vector<Value> elements) {
   if (!elements.empty()) node_ = detail::makeNode<detail::ArrayNode>(std::move(elements));
 }
 
-std::size_t Array::size() const noexcept {
-  return node_ ? node_->elements.size() : 0;
-}
+std::size_t Array::size() const noexcept { return node_ ? node_->elements.size() : 0; }
 
-Array::const_iterator Array::begin() const noexcept {
-  return node_ ? node_->elements.data() : nullptr;
-}
+Array::const_iterator Array::begin() const noexcept { return node_ ? node_->elements.data() : nullptr; }
 
 const Value& Array::operator[](std::size_t index) const {
   checkIndex(index, size());
   return node_->elements[index];
 }
 
-bool Array::contains(const Value& element) const {
-  return std::find(begin(), end(), element) != end();
-}
+bool Array::contains(const Value& element) const { return std::find(begin(), end(), element) != end(); }
 
-void Array::append(Value element) {
-  mutableElements().push_back(std::move(element));
-}
+void Array::append(Value element) { mutableElements().push_back(std::move(element)); }
 
 void Array::insert(std::size_t index, Value element) {
   checkIndex(index, size() + 1);
@@ -71,9 +63,7 @@ void Array::checkIndex(std::size_t index, std::size_t limit) const {
                                           std::to_string(size()) + " elements");
 }
 
-bool operator==(const Array& a, const Array& b) {
-  return a.node_ == b.node_ || Value(a) == Value(b);
-}
+bool operator==(const Array& a, const Array& b) { return a.node_ == b.node_ || Value(a) == Value(b); }
 
 Value::Value(const Array& array) noexcept : content_(array.node_) {}
 

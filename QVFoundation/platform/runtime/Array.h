@@ -13,9 +13,9 @@ namespace QVFoundation {
 
 /// A list of values; itself a value, whose copies share storage until one of them is written.
 ///
-/// It is a contiguous range: `for (const Value& element : array)`, `std::ranges::find(array, Value("x"))`. Compilers
-/// disagree on what `Array{other}` means: write `Array(other)` for a copy and `Array{Value(other)}` for an array in an
-/// array.
+/// It is a contiguous range: `for (const Value& element : array)`, `std::ranges::find(array, Value("x"))`.
+/// Compilers disagree on what `Array{other}` means: write `Array(other)` for a copy and `Array{Value(other)}`
+/// for an array in an array.
 ///
 /// Threads: as for `Value`.
 /// Errors: an index past the end raises `NSException` named `NSRangeException`.
@@ -43,7 +43,9 @@ public:
   void clear() noexcept { node_ = {}; }
   void reserve(std::size_t capacity);
 
-  [[nodiscard]] std::string description(const NSLocale* locale = nullptr) const { return Value(*this).description(locale); }
+  [[nodiscard]] std::string description(const NSLocale* locale = nullptr) const {
+    return Value(*this).description(locale);
+  }
   friend QV_EXPORT bool operator==(const Array& a, const Array& b);
 
 private:

@@ -34,7 +34,8 @@ protected:
 template <class T>
 class Box final : public BoxNode {
 public:
-  explicit Box(T content) : content_(std::move(content)) {}
+  template <class U>
+  explicit Box(U&& content) : content_(std::forward<U>(content)) {}
 
   [[nodiscard]] const std::type_info& type() const noexcept override { return typeid(T); }
   [[nodiscard]] const void* content() const noexcept override { return &content_; }

@@ -1,9 +1,8 @@
-#include <dlfcn.h>
-#include <execinfo.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <dlfcn.h>
+#include <execinfo.h>
 #include <sstream>
 #include <string_view>
 
@@ -27,9 +26,7 @@ struct Frame {
   std::uintptr_t offset = 0;
 };
 
-std::string_view lastComponent(std::string_view path) {
-  return path.substr(path.rfind('/') + 1);
-}
+std::string_view lastComponent(std::string_view path) { return path.substr(path.rfind('/') + 1); }
 
 #ifdef QV_HAVE_LIBBACKTRACE
 
@@ -43,14 +40,16 @@ int takeSource(void* context, std::uintptr_t /*pc*/, const char* file, int line,
   return function != nullptr ? 1 : 0;  // the innermost function is enough
 }
 
-void takeSymbol(void* context, std::uintptr_t pc, const char* symbol, std::uintptr_t value, std::uintptr_t /*size*/) {
+void takeSymbol(void* context, std::uintptr_t pc, const char* symbol, std::uintptr_t value,
+                std::uintptr_t /*size*/) {
   auto& frame = *static_cast<Frame*>(context);
   if (symbol == nullptr) return;
   frame.offset = pc - value;
   if (frame.function.empty()) frame.function = demangledSymbol(symbol);
 }
 
-/// Asks the debug information and the symbol tables on disk, so that functions that are not exported have names too.
+/// Asks the debug information and the symbol tables on disk, so that functions that are not exported have
+/// names too.
 void lookUp(std::uintptr_t address, Frame& frame) {
   static backtrace_state* const state = backtrace_create_state(nullptr, /*threaded=*/1, ignoreError, nullptr);
   if (state == nullptr) return;
@@ -65,7 +64,8 @@ void lookUp(std::uintptr_t, Frame&) {}
 #endif
 
 std::string describe(std::size_t index, void* address) {
-  const auto pc = reinterpret_cast<std::uintptr_t>(address) - 1;  // a return address may belong to the next line
+  const auto pc =
+      reinterpret_cast<std::uintptr_t>(address) - 1;  // a return address may belong to the next line
   Frame frame;
   lookUp(pc, frame);
 
@@ -77,7 +77,8 @@ std::string describe(std::size_t index, void* address) {
   }
 
   std::ostringstream text;
-  text << index << "  " << (known && module.dli_fname != nullptr ? lastComponent(module.dli_fname) : "?") << "  ";
+  text << index << "  " << (known && module.dli_fname != nullptr ? lastComponent(module.dli_fname) : "?")
+       << "  ";
   if (!frame.function.empty()) {
     text << frame.function << " + " << frame.offset;
   } else {

@@ -12,8 +12,8 @@ namespace QVFoundation::detail {
 /// Threads: a value; `symbols` may be called from any thread.
 class QV_TEST_EXPORT CallStack {
 public:
-  /// The thread's stack from the frame of `innermost` outwards, a return address. By default that is whoever called the
-  /// function that captures, such as the thrower and not the exception's constructor.
+  /// The thread's stack from the frame of `innermost` outwards, a return address. By default that is whoever
+  /// called the function that captures, such as the thrower and not the exception's constructor.
   [[nodiscard]] static CallStack capture(const void* innermost = __builtin_return_address(0));
 
   [[nodiscard]] std::vector<std::string> symbols() const;

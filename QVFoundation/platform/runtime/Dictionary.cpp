@@ -28,10 +28,8 @@ bool keyPrecedes(const std::pair<Value, Value>& a, const std::pair<Value, Value>
     case ValueKind::number:
     case ValueKind::text:
     case ValueKind::data:
-    case ValueKind::date:
-      return a.first.compare(b.first) < 0;
-    default:
-      return a.first.description() < b.first.description();
+    case ValueKind::date: return a.first.compare(b.first) < 0;
+    default: return a.first.description() < b.first.description();
   }
 }
 
@@ -41,13 +39,9 @@ Dictionary::Dictionary(std::initializer_list<std::pair<Value, Value>> entries) {
   for (const auto& [key, value] : entries) set(key, value);
 }
 
-const Value& Dictionary::operator[](const Value& key) const {
-  return valueUnder(key, entries());
-}
+const Value& Dictionary::operator[](const Value& key) const { return valueUnder(key, entries()); }
 
-const Value& Dictionary::valueUnderText(std::string_view key) const {
-  return valueUnder(key, entries());
-}
+const Value& Dictionary::valueUnderText(std::string_view key) const { return valueUnder(key, entries()); }
 
 std::vector<Value> Dictionary::keys() const {
   std::vector<Value> keys;
@@ -63,7 +57,8 @@ std::vector<std::pair<Value, Value>> Dictionary::sortedEntries() const {
 }
 
 void Dictionary::set(Value key, Value value) {
-  if (key.isNothing()) throw NSException(NSInvalidArgumentException, "A dictionary cannot have nothing as a key");
+  if (key.isNothing())
+    throw NSException(NSInvalidArgumentException, "A dictionary cannot have nothing as a key");
   if (value.isNothing()) {
     remove(key);
   } else {
@@ -100,8 +95,6 @@ Dictionary Value::dictionary() const noexcept {
   return node != nullptr ? Dictionary(*node) : Dictionary();
 }
 
-Value Value::operator[](std::string_view key) const {
-  return dictionary()[key];
-}
+Value Value::operator[](std::string_view key) const { return dictionary()[key]; }
 
 }  // namespace QVFoundation

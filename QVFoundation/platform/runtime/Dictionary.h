@@ -15,8 +15,8 @@
 
 namespace QVFoundation {
 
-/// Values by key; itself a value, whose copies share storage until one of them is written. Keys are mostly texts, and
-/// looking one up makes no copy of it. The order of iteration means nothing; `description` sorts.
+/// Values by key; itself a value, whose copies share storage until one of them is written. Keys are mostly
+/// texts, and looking one up makes no copy of it. The order of iteration means nothing; `description` sorts.
 ///
 /// Threads: as for `Value`.
 /// Errors: a key that is nothing raises `NSException` named `NSInvalidArgumentException`.
@@ -36,7 +36,8 @@ public:
   [[nodiscard]] const_iterator begin() const noexcept { return entries().begin(); }
   [[nodiscard]] const_iterator end() const noexcept { return entries().end(); }
 
-  /// The value under a key; nothing where the key is absent. The reference holds until the dictionary is written.
+  /// The value under a key; nothing where the key is absent. The reference holds until the dictionary is
+  /// written.
   [[nodiscard]] const Value& operator[](const Value& key) const;
   template <detail::TextLike T>
   [[nodiscard]] const Value& operator[](const T& key) const {
@@ -48,7 +49,8 @@ public:
     return !(*this)[key].isNothing();
   }
   [[nodiscard]] std::vector<Value> keys() const;
-  /// The entries ordered by key: by kind, and within a kind by their order, or by what they print where they have none.
+  /// The entries ordered by key: by kind, and within a kind by their order, or by what they print where they
+  /// have none.
   [[nodiscard]] std::vector<std::pair<Value, Value>> sortedEntries() const;
 
   /// Stores a value under a key; storing nothing removes the key.
@@ -56,7 +58,9 @@ public:
   void remove(const Value& key);
   void clear() noexcept { node_ = {}; }
 
-  [[nodiscard]] std::string description(const NSLocale* locale = nullptr) const { return Value(*this).description(locale); }
+  [[nodiscard]] std::string description(const NSLocale* locale = nullptr) const {
+    return Value(*this).description(locale);
+  }
   friend QV_EXPORT bool operator==(const Dictionary& a, const Dictionary& b);
 
 private:

@@ -17,8 +17,8 @@ namespace QVFoundation {
 
 namespace {
 
-// Marks errors that stand for an exception of another kind. It carries no meaning of its own, so an error that is rebuilt
-// from one is of the base class.
+// Marks errors that stand for an exception of another kind. It carries no meaning of its own, so an error
+// that is rebuilt from one is of the base class.
 const NSClass& nativeErrorClass() {
   static const NSClass& cls = *new NSClass("__NSNativeError", NSError::staticClass());
   return cls;
@@ -36,13 +36,15 @@ std::string joined(const std::vector<std::string>& lines) {
 }
 
 NSError fromPlatformException(const NSException& exception) {
-  return {QVErrorDomain, QVExceptionCaughtError,
+  return {QVErrorDomain,
+          QVExceptionCaughtError,
           {{NSLocalizedDescriptionKey, exception.reason()},
            {QVExceptionCallStackSymbolsKey, joined(exception.callStackSymbols())}}};
 }
 
 NSError fromSystemError(const std::error_code& code, Dictionary userInfo) {
-  const bool isErrno = code.category() == std::generic_category() || code.category() == std::system_category();
+  const bool isErrno =
+      code.category() == std::generic_category() || code.category() == std::system_category();
   return {isErrno ? NSPOSIXErrorDomain : code.category().name(), code.value(), std::move(userInfo),
           nativeErrorClass()};
 }
@@ -58,7 +60,8 @@ NSError fromExceptionAlone(const std::exception& exception) {
   if (const auto* custom = dynamic_cast<const CustomNSError*>(&exception)) {
     return {custom->errorDomain(), custom->errorCode(), custom->errorUserInfo()};
   }
-  if (const auto* platform = dynamic_cast<const NSException*>(&exception)) return fromPlatformException(*platform);
+  if (const auto* platform = dynamic_cast<const NSException*>(&exception))
+    return fromPlatformException(*platform);
   if (const auto* file = dynamic_cast<const std::filesystem::filesystem_error*>(&exception)) {
     return fromFilesystemError(*file);
   }
@@ -100,11 +103,11 @@ NSError withCause(const NSError& error, const NSError& cause) {
 }
 
 /// From the innermost of the nested exceptions outwards.
-NSError withNested(NSError outermost, std::exception_ptr nested) {
-  std::vector<NSError> chain{std::move(outermost)};
+NSError withNested(const NSError& outermost, std::exception_ptr nested) {
+  std::vector<NSError> chain{outermost};
   while (nested) {
     auto [error, next] = splitOff(nested);
-    chain.push_back(std::move(error));
+    chain.push_back(error);
     nested = std::move(next);
   }
   NSError whole = chain.back();
@@ -116,13 +119,9 @@ NSError withNested(NSError outermost, std::exception_ptr nested) {
 
 CustomNSError::~CustomNSError() = default;
 
-std::string CustomNSError::errorDomain() const {
-  return dottedTypeName(typeid(*this));
-}
+std::string CustomNSError::errorDomain() const { return dottedTypeName(typeid(*this)); }
 
-std::string CustomNSError::description() const {
-  return asNSError(*this).description();
-}
+std::string CustomNSError::description() const { return asNSError(*this).description(); }
 
 NSError asNSError(const std::exception& exception) {
   return withNested(fromExceptionAlone(exception), nestedIn(exception));
@@ -130,7 +129,7 @@ NSError asNSError(const std::exception& exception) {
 
 NSError asNSError(const std::exception_ptr& exception) {
   auto [error, nested] = splitOff(exception);
-  return withNested(std::move(error), std::move(nested));
+  return withNested(error, std::move(nested));
 }
 
 }  // namespace QVFoundation

@@ -8,9 +8,10 @@
 namespace QVFoundation {
 
 void fatalError(std::string_view message, std::string_view file, unsigned line) noexcept {
-  std::fprintf(stderr, "Fatal error: %.*s: file %.*s, line %u\n", static_cast<int>(message.size()), message.data(),
-               static_cast<int>(file.size()), file.data(), line);
-  for (const auto& frame : detail::CallStack::capture().symbols()) std::fprintf(stderr, "%s\n", frame.c_str());
+  std::fprintf(stderr, "Fatal error: %.*s: file %.*s, line %u\n", static_cast<int>(message.size()),
+               message.data(), static_cast<int>(file.size()), file.data(), line);
+  for (const auto& frame : detail::CallStack::capture().symbols())
+    std::fprintf(stderr, "%s\n", frame.c_str());
   std::abort();
 }
 

@@ -31,24 +31,17 @@ Value valuesOfElements(std::string_view key, const Container& elements, unsigned
 
 Value valueUnder(std::string_view key, const Value& value, unsigned level) {
   switch (value.kind()) {
-    case ValueKind::object:
-      return value.object()->valueForKey(key);
-    case ValueKind::dictionary:
-      return value.dictionary()[key];
-    case ValueKind::array:
-      return valuesOfElements(key, value.array(), level);
-    case ValueKind::set:
-      return valuesOfElements(key, value.set(), level);
-    default:
-      return {};
+    case ValueKind::object: return value.object()->valueForKey(key);
+    case ValueKind::dictionary: return value.dictionary()[key];
+    case ValueKind::array: return valuesOfElements(key, value.array(), level);
+    case ValueKind::set: return valuesOfElements(key, value.set(), level);
+    default: return {};
   }
 }
 
 }  // namespace
 
-Value valueForKey(const Value& value, std::string_view key) {
-  return valueUnder(key, value, 0);
-}
+Value valueForKey(const Value& value, std::string_view key) { return valueUnder(key, value, 0); }
 
 Value valueForKeyPath(const Value& value, std::string_view keyPath) {
   Value current = value;

@@ -36,7 +36,8 @@ public:
 
 private:
   std::shared_mutex mutex_;
-  std::multimap<std::string, const NSClass*, std::less<>> classes_;  // of one name in the order of registration
+  std::multimap<std::string, const NSClass*, std::less<>>
+      classes_;  // of one name in the order of registration
 };
 
 }  // namespace
@@ -50,13 +51,9 @@ NSClass::NSClass(Parts parts) : parts_(std::move(parts)) {
 NSClass::NSClass(std::string name, const NSClass& superclass)
     : NSClass(Parts{std::move(name), &superclass, nullptr, {}, {}}) {}
 
-NSClass::~NSClass() {
-  Registry::shared().remove(*this);
-}
+NSClass::~NSClass() { Registry::shared().remove(*this); }
 
-const NSClass* NSClass::named(std::string_view name) {
-  return Registry::shared().find(name);
-}
+const NSClass* NSClass::named(std::string_view name) { return Registry::shared().find(name); }
 
 bool NSClass::isSubclassOf(const NSClass& other) const noexcept {
   for (const NSClass* cls = this; cls != nullptr; cls = cls->superclass()) {

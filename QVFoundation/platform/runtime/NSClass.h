@@ -37,9 +37,10 @@ inline constexpr bool isSharedPointer<std::shared_ptr<T>> = true;
 
 /// A class as data: its name, its superclass, its properties, and how to make an instance.
 ///
-/// Classes register themselves by name while they live; `staticClass()` keeps them for the life of the process. A class
-/// that must be found by name before anybody has used it registers itself when the program starts, with a line in its
-/// source file: `[[maybe_unused]] static const NSClass& registered = Track::staticClass();`
+/// Classes register themselves by name while they live; `staticClass()` keeps them for the life of the
+/// process. A class that must be found by name before anybody has used it registers itself when the program
+/// starts, with a line in its source file: `[[maybe_unused]] static const NSClass& registered =
+/// Track::staticClass();`
 ///
 /// Threads: immutable once made; the registry may be asked from any thread.
 class QV_EXPORT NSClass {
@@ -62,12 +63,14 @@ public:
   NSClass& operator=(const NSClass&) = delete;
   ~NSClass();
 
-  /// The class registered under a name, or null. Of several with one name the first that was registered is found.
+  /// The class registered under a name, or null. Of several with one name the first that was registered is
+  /// found.
   [[nodiscard]] static const NSClass* named(std::string_view name);
 
   [[nodiscard]] const std::string& name() const noexcept { return parts_.name; }
   [[nodiscard]] const NSClass* superclass() const noexcept { return parts_.superclass; }
-  [[nodiscard]] bool isSubclassOf(const NSClass& other) const noexcept;  ///< True for the class itself as well.
+  [[nodiscard]] bool isSubclassOf(
+      const NSClass& other) const noexcept;  ///< True for the class itself as well.
   /// True when this class describes exactly that C++ type.
   [[nodiscard]] bool describes(const std::type_info& type) const noexcept {
     return parts_.type != nullptr && *parts_.type == type;
@@ -105,7 +108,8 @@ private:
 template <class T>
 class NSClassDefinition {
 public:
-  /// A property that can be read and written. The getter and the setter are members of `T` or callables that take a `T&`.
+  /// A property that can be read and written. The getter and the setter are members of `T` or callables that
+  /// take a `T&`.
   template <class Getter, class Setter>
   NSClassDefinition&& property(std::string name, Getter getter, Setter setter) && {
     using Stored = std::decay_t<std::invoke_result_t<Getter&, const T&>>;

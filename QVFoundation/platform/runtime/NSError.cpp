@@ -14,7 +14,8 @@ namespace QVFoundation {
 namespace detail {
 
 struct ErrorNode final : Node {
-  ErrorNode(std::optional<std::string_view> errorDomain, std::int64_t errorCode, Dictionary info, const NSClass& type)
+  ErrorNode(std::optional<std::string_view> errorDomain, std::int64_t errorCode, Dictionary info,
+            const NSClass& type)
       : domain(errorDomain), code(errorCode), userInfo(std::move(info)), errorClass(&type) {}
 
   std::optional<std::string> domain;
@@ -33,13 +34,12 @@ std::optional<std::string> textUnder(std::string_view key, const Dictionary& use
   return userInfo[key].as<std::string>();
 }
 
-std::string domainText(const NSError& error) {
-  return error.domain().value_or("(null)");
-}
+std::string domainText(const NSError& error) { return error.domain().value_or("(null)"); }
 
 std::string reasonOrSystemText(const NSError& error) {
   if (auto reason = error.localizedFailureReason()) return *reason;
-  if (error.domain() == NSPOSIXErrorDomain) return std::generic_category().message(static_cast<int>(error.code()));
+  if (error.domain() == NSPOSIXErrorDomain)
+    return std::generic_category().message(static_cast<int>(error.code()));
   return '(' + domainText(error) + " error " + std::to_string(error.code()) + ".)";
 }
 
@@ -85,7 +85,8 @@ std::optional<NSError> appendUpToCause(std::string& out, std::string& tail, cons
 NSError::NSError(std::optional<std::string_view> domain, std::int64_t code, Dictionary userInfo)
     : NSError(domain, code, std::move(userInfo), staticClass()) {}
 
-NSError::NSError(std::optional<std::string_view> domain, std::int64_t code, Dictionary userInfo, const NSClass& errorClass)
+NSError::NSError(std::optional<std::string_view> domain, std::int64_t code, Dictionary userInfo,
+                 const NSClass& errorClass)
     : node_(new detail::ErrorNode(domain, code, std::move(userInfo), errorClass)) {}
 
 NSError::NSError(detail::Ref<const detail::ErrorNode> node) noexcept : node_(std::move(node)) {}
@@ -99,25 +100,15 @@ const NSClass& NSError::staticClass() {
   return cls;
 }
 
-const std::optional<std::string>& NSError::domain() const noexcept {
-  return node_->domain;
-}
+const std::optional<std::string>& NSError::domain() const noexcept { return node_->domain; }
 
-std::int64_t NSError::code() const noexcept {
-  return node_->code;
-}
+std::int64_t NSError::code() const noexcept { return node_->code; }
 
-const Dictionary& NSError::userInfo() const noexcept {
-  return node_->userInfo;
-}
+const Dictionary& NSError::userInfo() const noexcept { return node_->userInfo; }
 
-const NSClass& NSError::errorClass() const noexcept {
-  return *node_->errorClass;
-}
+const NSClass& NSError::errorClass() const noexcept { return *node_->errorClass; }
 
-const std::string& NSError::className() const noexcept {
-  return errorClass().name();
-}
+const std::string& NSError::className() const noexcept { return errorClass().name(); }
 
 const std::string& NSError::localizedDescription() const {
   std::call_once(node_->described, [this] { node_->localizedDescription = composedDescription(*this); });
@@ -137,9 +128,7 @@ std::vector<std::string> NSError::localizedRecoveryOptions() const {
       std::vector<std::string>{});
 }
 
-std::optional<std::string> NSError::helpAnchor() const {
-  return textUnder(NSHelpAnchorErrorKey, userInfo());
-}
+std::optional<std::string> NSError::helpAnchor() const { return textUnder(NSHelpAnchorErrorKey, userInfo()); }
 
 std::shared_ptr<NSObject> NSError::recoveryAttempter() const {
   return userInfo()[NSRecoveryAttempterErrorKey].object();
@@ -155,11 +144,10 @@ std::vector<NSError> NSError::underlyingErrors() const {
   return causes;
 }
 
-const char* NSError::what() const noexcept {
-  return localizedDescription().c_str();
-}
+const char* NSError::what() const noexcept { return localizedDescription().c_str(); }
 
-// Walks down the chain of causes and closes what it opened on the way back, without recursion: a chain may be long.
+// Walks down the chain of causes and closes what it opened on the way back, without recursion: a chain may be
+// long.
 std::string NSError::description() const {
   std::string out;
   std::vector<std::string> tails;
@@ -176,9 +164,7 @@ std::string NSError::description() const {
   return out;
 }
 
-bool operator==(const NSError& a, const NSError& b) {
-  return a.node_ == b.node_ || Value(a) == Value(b);
-}
+bool operator==(const NSError& a, const NSError& b) { return a.node_ == b.node_ || Value(a) == Value(b); }
 
 Value::Value(const NSError& error) noexcept : content_(error.node_) {}
 

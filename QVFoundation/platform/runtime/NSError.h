@@ -19,8 +19,8 @@ namespace QVFoundation {
 class NSClass;
 class NSObject;
 
-/// What went wrong: a domain, a code that means something in it, and a dictionary with texts for people, causes and ways
-/// to recover. It is returned, stored and thrown as it is.
+/// What went wrong: a domain, a code that means something in it, and a dictionary with texts for people,
+/// causes and ways to recover. It is returned, stored and thrown as it is.
 ///
 /// ```cpp
 /// throw NSError("PlayerErrorDomain", 7, {{NSLocalizedDescriptionKey, "The track cannot be played."}});
@@ -31,7 +31,8 @@ class QV_EXPORT NSError : public std::exception {
 public:
   NSError(std::optional<std::string_view> domain, std::int64_t code, Dictionary userInfo = {});
   /// An error of a class of one's own, which must be a subclass of `staticClass()`.
-  NSError(std::optional<std::string_view> domain, std::int64_t code, Dictionary userInfo, const NSClass& errorClass);
+  NSError(std::optional<std::string_view> domain, std::int64_t code, Dictionary userInfo,
+          const NSClass& errorClass);
   ~NSError() override;
   NSError(const NSError&) noexcept;
   NSError& operator=(const NSError&) noexcept;
@@ -44,8 +45,9 @@ public:
   [[nodiscard]] const NSClass& errorClass() const noexcept;
   [[nodiscard]] const std::string& className() const noexcept;
 
-  /// What happened, for people. Without a text of its own an error says that the operation could not be completed, with
-  /// what else is known: the failure reason, the system's text for an `errno`, or domain and code.
+  /// What happened, for people. Without a text of its own an error says that the operation could not be
+  /// completed, with what else is known: the failure reason, the system's text for an `errno`, or domain and
+  /// code.
   [[nodiscard]] const std::string& localizedDescription() const;
   [[nodiscard]] std::optional<std::string> localizedFailureReason() const;
   [[nodiscard]] std::optional<std::string> localizedRecoverySuggestion() const;

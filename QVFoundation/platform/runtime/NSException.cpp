@@ -21,24 +21,14 @@ NSException::~NSException() = default;
 NSException::NSException(const NSException&) noexcept = default;
 NSException& NSException::operator=(const NSException&) noexcept = default;
 
-const std::string& NSException::name() const noexcept {
-  return state_->name;
-}
+const std::string& NSException::name() const noexcept { return state_->name; }
 
-const std::optional<std::string>& NSException::reason() const noexcept {
-  return state_->reason;
-}
+const std::optional<std::string>& NSException::reason() const noexcept { return state_->reason; }
 
-const Dictionary& NSException::userInfo() const noexcept {
-  return state_->userInfo;
-}
+const Dictionary& NSException::userInfo() const noexcept { return state_->userInfo; }
 
-std::vector<std::string> NSException::callStackSymbols() const {
-  return state_->callStack.symbols();
-}
+std::vector<std::string> NSException::callStackSymbols() const { return state_->callStack.symbols(); }
 
-const char* NSException::what() const noexcept {
-  return reason() ? reason()->c_str() : name().c_str();
-}
+const char* NSException::what() const noexcept { return reason() ? reason()->c_str() : name().c_str(); }
 
 }  // namespace QVFoundation

@@ -19,8 +19,8 @@ inline constexpr std::string_view NSInternalInconsistencyException = "NSInternal
 inline constexpr std::string_view NSUndefinedKeyException = "NSUndefinedKeyException";
 inline constexpr std::string_view NSFileHandleOperationException = "NSFileHandleOperationException";
 
-/// The exception for what a caller got wrong: an index past the end, a key that no class has, a closed file handle. What
-/// goes wrong in the world outside is an `NSError`.
+/// The exception for what a caller got wrong: an index past the end, a key that no class has, a closed file
+/// handle. What goes wrong in the world outside is an `NSError`.
 ///
 /// Threads: immutable; copies share their state and may be used on any thread.
 class QV_EXPORT NSException : public std::exception {

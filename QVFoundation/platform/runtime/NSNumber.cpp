@@ -22,7 +22,8 @@ std::string decimal(T number, Format... format) {
   return {digits.data(), end};
 }
 
-// An exponent may be shorter, "1e+05", but only very large and very small numbers are easier to read with one.
+// An exponent may be shorter, "1e+05", but only very large and very small numbers are easier to read with
+// one.
 template <class T>
 std::string readable(T number) {
   const T size = std::abs(number);
@@ -32,7 +33,9 @@ std::string readable(T number) {
 
 std::weak_ordering orderOf(double a, double b) noexcept {
   if (std::isnan(a) || std::isnan(b)) return std::isnan(b) <=> std::isnan(a);
-  return a < b ? std::weak_ordering::less : a > b ? std::weak_ordering::greater : std::weak_ordering::equivalent;
+  return a < b   ? std::weak_ordering::less
+         : a > b ? std::weak_ordering::greater
+                 : std::weak_ordering::equivalent;
 }
 
 // Compares an integer with a double that need not be exact as one: first the whole parts, then the fraction.
@@ -47,9 +50,7 @@ std::weak_ordering orderOf(Integer integer, double floating, double low, double 
 
 }  // namespace
 
-bool NSNumber::boolValue() const noexcept {
-  return isFloatingPoint() ? asFloating() != 0.0 : bits_ != 0;
-}
+bool NSNumber::boolValue() const noexcept { return isFloatingPoint() ? asFloating() != 0.0 : bits_ != 0; }
 
 double NSNumber::doubleValue() const noexcept {
   if (isFloatingPoint()) return asFloating();
@@ -58,7 +59,9 @@ double NSNumber::doubleValue() const noexcept {
 
 std::optional<std::int64_t> NSNumber::exactSigned() const noexcept {
   if (isFloatingPoint()) {
-    if (!(asFloating() >= -beyondSigned && asFloating() < beyondSigned) || asFloating() != std::trunc(asFloating())) return {};
+    if (!(asFloating() >= -beyondSigned && asFloating() < beyondSigned) ||
+        asFloating() != std::trunc(asFloating()))
+      return {};
     return static_cast<std::int64_t>(asFloating());
   }
   if (isUnsigned() && bits_ > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) return {};
@@ -67,7 +70,8 @@ std::optional<std::int64_t> NSNumber::exactSigned() const noexcept {
 
 std::optional<std::uint64_t> NSNumber::exactUnsigned() const noexcept {
   if (isFloatingPoint()) {
-    if (!(asFloating() >= 0 && asFloating() < beyondUnsigned) || asFloating() != std::trunc(asFloating())) return {};
+    if (!(asFloating() >= 0 && asFloating() < beyondUnsigned) || asFloating() != std::trunc(asFloating()))
+      return {};
     return static_cast<std::uint64_t>(asFloating());
   }
   if (!isUnsigned() && asSigned() < 0) return {};
@@ -97,7 +101,8 @@ std::size_t NSNumber::hash() const noexcept {
 
 std::string NSNumber::description(const NSLocale* locale) const {
   if (!isFloatingPoint()) return isUnsigned() ? decimal(bits_) : decimal(asSigned());
-  std::string text = type_ == Type::float32 ? readable(static_cast<float>(asFloating())) : readable(asFloating());
+  std::string text =
+      type_ == Type::float32 ? readable(static_cast<float>(asFloating())) : readable(asFloating());
   if (locale != nullptr) {
     if (const auto point = text.find('.'); point != std::string::npos) {
       text.replace(point, 1, locale->decimalSeparator());

@@ -18,9 +18,9 @@ class NSLocale;
 
 /// A number that remembers the type that it was stored as.
 ///
-/// Numbers compare by what they are worth, whatever their types: `NSNumber(1) == NSNumber(1.0)`, exactly, without
-/// a detour through `double`. Not-a-number equals itself and stands below all others, so that numbers can be sorted
-/// and used as keys.
+/// Numbers compare by what they are worth, whatever their types: `NSNumber(1) == NSNumber(1.0)`, exactly,
+/// without a detour through `double`. Not-a-number equals itself and stands below all others, so that numbers
+/// can be sorted and used as keys.
 ///
 /// Threads: a value; reading it from several threads is safe.
 class QV_EXPORT NSNumber {
@@ -58,8 +58,8 @@ public:
     return isBoolean() || (type_ >= Type::uint8 && type_ <= Type::uint64);
   }
 
-  /// The number as a `T`, or nothing where `T` cannot hold it exactly. Any number converts to a floating type, to the
-  /// nearest, and to `bool`, where all but zero is true.
+  /// The number as a `T`, or nothing where `T` cannot hold it exactly. Any number converts to a floating
+  /// type, to the nearest, and to `bool`, where all but zero is true.
   template <class T>
     requires std::is_arithmetic_v<T>
   [[nodiscard]] std::optional<T> exactly() const noexcept {
@@ -81,14 +81,17 @@ public:
   [[nodiscard]] bool boolValue() const noexcept;      ///< False for zero only.
   [[nodiscard]] double doubleValue() const noexcept;  ///< The nearest `double`.
 
-  /// Decimal text: integers as they are, booleans as 1 or 0, floating numbers with the fewest digits that read back as
-  /// the same number, and with an exponent below 0.0001 and from 1e16. A locale supplies the decimal separator.
+  /// Decimal text: integers as they are, booleans as 1 or 0, floating numbers with the fewest digits that
+  /// read back as the same number, and with an exponent below 0.0001 and from 1e16. A locale supplies the
+  /// decimal separator.
   [[nodiscard]] std::string description(const NSLocale* locale = nullptr) const;
 
   [[nodiscard]] std::weak_ordering compare(const NSNumber& other) const noexcept;
   [[nodiscard]] std::size_t hash() const noexcept;
   friend bool operator==(const NSNumber& a, const NSNumber& b) noexcept { return a.compare(b) == 0; }
-  friend std::weak_ordering operator<=>(const NSNumber& a, const NSNumber& b) noexcept { return a.compare(b); }
+  friend std::weak_ordering operator<=>(const NSNumber& a, const NSNumber& b) noexcept {
+    return a.compare(b);
+  }
 
 private:
   template <class T>

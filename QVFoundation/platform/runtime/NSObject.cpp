@@ -18,38 +18,28 @@ const NSClass& NSObject::staticClass() {
   return cls;
 }
 
-const NSClass& NSObject::dynamicClass() const {
-  return staticClass();
-}
+const NSClass& NSObject::dynamicClass() const { return staticClass(); }
 
 std::string NSObject::className() const {
   const NSClass& cls = dynamicClass();
   return cls.describes(typeid(*this)) ? cls.name() : unqualifiedTypeName(typeid(*this));
 }
 
-bool NSObject::isEqual(const NSObject& other) const {
-  return this == &other;
-}
+bool NSObject::isEqual(const NSObject& other) const { return this == &other; }
 
-std::size_t NSObject::hash() const {
-  return std::hash<const NSObject*>{}(this);
-}
+std::size_t NSObject::hash() const { return std::hash<const NSObject*>{}(this); }
 
 std::shared_ptr<NSObject> NSObject::copy() const {
   throw NSException(NSInvalidArgumentException, shortDescription() + " cannot be copied");
 }
 
-std::string NSObject::description() const {
-  return NSObject::shortDescription();
-}
+std::string NSObject::description() const { return NSObject::shortDescription(); }
 
 std::string NSObject::descriptionWithLocale(const NSLocale* /*locale*/, unsigned /*indent*/) const {
   return description();
 }
 
-std::string NSObject::debugDescription() const {
-  return description();
-}
+std::string NSObject::debugDescription() const { return description(); }
 
 std::string NSObject::shortDescription() const {
   std::ostringstream text;
@@ -57,9 +47,7 @@ std::string NSObject::shortDescription() const {
   return text.str();
 }
 
-Dictionary NSObject::debugDictionary() const {
-  return {{"__self__", shortDescription()}};
-}
+Dictionary NSObject::debugDictionary() const { return {{"__self__", shortDescription()}}; }
 
 Value NSObject::valueForKey(std::string_view key) const {
   const NSProperty* property = dynamicClass().property(key);
@@ -75,13 +63,12 @@ void NSObject::setValueForKey(const Value& value, std::string_view key) {
   }
   if (!property->set(*this, value)) {
     throw NSException(NSInvalidArgumentException, "The property \"" + std::string(key) + "\" of " +
-                                                      shortDescription() + " cannot be set to " + value.description());
+                                                      shortDescription() + " cannot be set to " +
+                                                      value.description());
   }
 }
 
-Value NSObject::valueForUndefinedKey(std::string_view key) const {
-  throw undefinedKeyException(*this, key);
-}
+Value NSObject::valueForUndefinedKey(std::string_view key) const { throw undefinedKeyException(*this, key); }
 
 void NSObject::setValueForUndefinedKey(const Value& /*value*/, std::string_view key) {
   throw undefinedKeyException(*this, key);
@@ -90,7 +77,8 @@ void NSObject::setValueForUndefinedKey(const Value& /*value*/, std::string_view 
 Value NSObject::valueForKeyPath(std::string_view keyPath) const {
   const auto dot = keyPath.find('.');
   Value value = valueForKey(keyPath.substr(0, dot));
-  return dot == std::string_view::npos ? value : QVFoundation::valueForKeyPath(value, keyPath.substr(dot + 1));
+  return dot == std::string_view::npos ? value
+                                       : QVFoundation::valueForKeyPath(value, keyPath.substr(dot + 1));
 }
 
 void NSObject::setValueForKeyPath(const Value& value, std::string_view keyPath) {
@@ -100,10 +88,8 @@ void NSObject::setValueForKeyPath(const Value& value, std::string_view keyPath) 
   const auto key = keyPath.substr(dot + 1);
   const Value owner = valueForKeyPath(ownerPath);
   switch (owner.kind()) {
-    case ValueKind::nothing:
-      return;  // as reading past a missing object gives nothing
-    case ValueKind::object:
-      return owner.object()->setValueForKey(value, key);
+    case ValueKind::nothing: return;  // as reading past a missing object gives nothing
+    case ValueKind::object: return owner.object()->setValueForKey(value, key);
     case ValueKind::dictionary: {
       Dictionary changed = owner.dictionary();
       changed.set(key, value);

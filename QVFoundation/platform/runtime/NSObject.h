@@ -19,8 +19,8 @@ namespace detail {
 class ObservationInfo;
 }
 
-/// The base of everything that has an identity: a class, a description, and properties that can be read and written by
-/// name.
+/// The base of everything that has an identity: a class, a description, and properties that can be read and
+/// written by name.
 ///
 /// A class lists its properties once, in `staticClass()`; nothing else is needed to reach them by name:
 ///
@@ -56,7 +56,8 @@ public:
   static const NSClass& staticClass();
   /// The class whose properties the object has. A class that lists properties overrides it.
   [[nodiscard]] virtual const NSClass& dynamicClass() const;
-  /// The name of the most derived class: as it was given to `NSClass::define`, else its C++ name without namespaces.
+  /// The name of the most derived class: as it was given to `NSClass::define`, else its C++ name without
+  /// namespaces.
   [[nodiscard]] std::string className() const;
 
   /// Identity, unless a class overrides it together with `hash`.
@@ -73,17 +74,19 @@ public:
 
   /// The plain description, whatever `description` says: class name and address.
   [[nodiscard]] virtual std::string shortDescription() const;
-  /// The object's state for a debugger or a log; by default "__self__" with the short description. Classes add theirs.
+  /// The object's state for a debugger or a log; by default "__self__" with the short description. Classes
+  /// add theirs.
   [[nodiscard]] virtual Dictionary debugDictionary() const;
 
   /// The value of a property. An unknown key goes to `valueForUndefinedKey`.
   [[nodiscard]] virtual Value valueForKey(std::string_view key) const;
-  /// Writes a property. Raises `NSInvalidArgumentException` where the property is read-only or the value does not fit.
+  /// Writes a property. Raises `NSInvalidArgumentException` where the property is read-only or the value does
+  /// not fit.
   virtual void setValueForKey(const Value& value, std::string_view key);
   /// The same along a path such as "album.artist.name".
   [[nodiscard]] Value valueForKeyPath(std::string_view keyPath) const;
-  /// Past a missing object it writes nothing. A dictionary on the way is a value: it is changed and written back. What
-  /// has no keys raises `NSUndefinedKeyException`.
+  /// Past a missing object it writes nothing. A dictionary on the way is a value: it is changed and written
+  /// back. What has no keys raises `NSUndefinedKeyException`.
   void setValueForKeyPath(const Value& value, std::string_view keyPath);
   /// Raise `NSUndefinedKeyException` unless a class overrides them to serve keys of its own.
   [[nodiscard]] virtual Value valueForUndefinedKey(std::string_view key) const;

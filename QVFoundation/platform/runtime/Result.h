@@ -30,8 +30,10 @@ public:
     requires std::is_void_v<T>
   = default;
   template <class U = Content>
-    requires(!std::is_void_v<T> && std::constructible_from<Content, U> && !std::same_as<std::remove_cvref_t<U>, Result>)
-  explicit(!std::convertible_to<U, Content>) Result(U&& value) : content_(std::in_place_index<0>, std::forward<U>(value)) {}
+    requires(!std::is_void_v<T> && std::constructible_from<Content, U> &&
+             !std::same_as<std::remove_cvref_t<U>, Result>)
+  explicit(!std::convertible_to<U, Content>) Result(U&& value)
+      : content_(std::in_place_index<0>, std::forward<U>(value)) {}
 
   /// A failure; `exception` must not be null.
   static Result failure(std::exception_ptr exception) { return Result(Failed{}, std::move(exception)); }

@@ -8,17 +8,11 @@ Set::Set(std::initializer_list<Value> members) {
   for (const Value& member : members) add(member);
 }
 
-bool Set::contains(const Value& member) const {
-  return members().find(member) != members().end();
-}
+bool Set::contains(const Value& member) const { return members().find(member) != members().end(); }
 
-bool Set::add(Value member) {
-  return !contains(member) && mutableMembers().insert(std::move(member)).second;
-}
+bool Set::add(Value member) { return !contains(member) && mutableMembers().insert(std::move(member)).second; }
 
-bool Set::remove(const Value& member) {
-  return contains(member) && mutableMembers().erase(member) != 0;
-}
+bool Set::remove(const Value& member) { return contains(member) && mutableMembers().erase(member) != 0; }
 
 const Set::Members& Set::members() const noexcept {
   static const Members& none = *new Members;
@@ -34,9 +28,7 @@ Set::Members& Set::mutableMembers() {
   return node_->members;
 }
 
-bool operator==(const Set& a, const Set& b) {
-  return a.node_ == b.node_ || Value(a) == Value(b);
-}
+bool operator==(const Set& a, const Set& b) { return a.node_ == b.node_ || Value(a) == Value(b); }
 
 Value::Value(const Set& set) noexcept : content_(set.node_) {}
 

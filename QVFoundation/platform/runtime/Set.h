@@ -9,8 +9,8 @@
 
 namespace QVFoundation {
 
-/// Values, each once; itself a value, whose copies share storage until one of them is written. The order of iteration
-/// means nothing; `description` sorts.
+/// Values, each once; itself a value, whose copies share storage until one of them is written. The order of
+/// iteration means nothing; `description` sorts.
 ///
 /// Threads: as for `Value`.
 class QV_EXPORT Set {
@@ -33,7 +33,9 @@ public:
   bool remove(const Value& member);  ///< False where there was none.
   void clear() noexcept { node_ = {}; }
 
-  [[nodiscard]] std::string description(const NSLocale* locale = nullptr) const { return Value(*this).description(locale); }
+  [[nodiscard]] std::string description(const NSLocale* locale = nullptr) const {
+    return Value(*this).description(locale);
+  }
   friend QV_EXPORT bool operator==(const Set& a, const Set& b);
 
 private:

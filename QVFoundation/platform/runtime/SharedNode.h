@@ -8,15 +8,15 @@
 
 /// Shared, reference-counted storage behind the value types (`Array`, `Dictionary`, `NSError`, …).
 ///
-/// Threads: counts are atomic, so handles to one node may be copied and dropped on any thread; one handle itself
-/// belongs to one thread at a time, as an `int` does.
+/// Threads: counts are atomic, so handles to one node may be copied and dropped on any thread; one handle
+/// itself belongs to one thread at a time, as an `int` does.
 namespace QVFoundation::detail {
 
 /// The base of all shared storage.
 ///
-/// Destruction does not recurse without bound: beyond a fixed nesting the nodes that lose their last owner are
-/// queued and destroyed one after the other, so that a chain of 100,000 errors or a document nested as deeply
-/// lets go without exhausting the stack.
+/// Destruction does not recurse without bound: beyond a fixed nesting the nodes that lose their last owner
+/// are queued and destroyed one after the other, so that a chain of 100,000 errors or a document nested as
+/// deeply lets go without exhausting the stack.
 class QV_EXPORT Node {
 public:
   Node(const Node&) = delete;

@@ -1,8 +1,7 @@
 #include "QVFoundation/platform/runtime/TypeName.h"
 
-#include <cxxabi.h>
-
 #include <cstdlib>
+#include <cxxabi.h>
 #include <memory>
 #include <string_view>
 
@@ -49,7 +48,8 @@ std::string typeName(const std::type_info& type) {
 std::string unqualifiedTypeName(const std::type_info& type) {
   std::string name = typeName(type);
   name.erase(0, startOfLastComponent(name));
-  if (const auto arguments = name.find('<'); arguments != std::string::npos && arguments > 0) name.resize(arguments);
+  if (const auto arguments = name.find('<'); arguments != std::string::npos && arguments > 0)
+    name.resize(arguments);
   return name;
 }
 

@@ -7,8 +7,8 @@
 
 namespace QVFoundation {
 
-/// The readable name of a C++ type, such as "Library::Track<int>". Of what `std::throw_with_nested` threw it is the name
-/// of the exception that it was given.
+/// The readable name of a C++ type, such as "Library::Track<int>". Of what `std::throw_with_nested` threw it
+/// is the name of the exception that it was given.
 ///
 /// Threads: safe from any thread.
 [[nodiscard]] QV_EXPORT std::string typeName(const std::type_info& type);

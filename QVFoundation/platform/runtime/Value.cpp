@@ -9,7 +9,8 @@ Value::Value(const char* text) {
   if (text != nullptr) content_ = std::string(text);
 }
 
-Value::Value(NSData data) : content_(detail::Ref<const detail::DataNode>(new detail::DataNode(std::move(data)))) {}
+Value::Value(NSData data)
+    : content_(detail::Ref<const detail::DataNode>(new detail::DataNode(std::move(data)))) {}
 
 const NSData* Value::data() const noexcept {
   const auto* node = std::get_if<detail::Ref<const detail::DataNode>>(&content_);

@@ -35,7 +35,8 @@ struct DictionaryNode;
 struct ErrorNode;
 struct SetNode;
 
-/// What stands for text in a comparison or as a key. The literal 0, which would convert as a null pointer, does not.
+/// What stands for text in a comparison or as a key. The literal 0, which would convert as a null pointer,
+/// does not.
 template <class T>
 concept TextLike = std::convertible_to<const T&, std::string_view> && !std::same_as<T, std::nullptr_t>;
 }  // namespace detail
@@ -75,12 +76,12 @@ struct ValueTraits;
 /// int size = info["size"].as<int>().value_or(0);
 /// ```
 ///
-/// Values are values: a copy is independent, and cheap because its storage is shared until one of them is written.
-/// Objects keep their identity. `Array`, `Dictionary`, `Set` and `NSError` have headers of their own, which a caller
-/// includes who puts them in or takes them out.
+/// Values are values: a copy is independent, and cheap because its storage is shared until one of them is
+/// written. Objects keep their identity. `Array`, `Dictionary`, `Set` and `NSError` have headers of their
+/// own, which a caller includes who puts them in or takes them out.
 ///
-/// Threads: different values may be used on different threads, also when they share storage; one value must not be
-/// written while others read it.
+/// Threads: different values may be used on different threads, also when they share storage; one value must
+/// not be written while others read it.
 class QV_EXPORT Value {
 public:
   Value() noexcept = default;
@@ -124,17 +125,18 @@ public:
 
   /// Puts anything that can be copied into a value. Boxes are equal when their contents are.
   template <class T>
-  [[nodiscard]] static Value boxed(T content) {
+  [[nodiscard]] static Value boxed(T&& content) {
     Value value;
-    value.content_ = detail::Ref<const detail::BoxNode>(new detail::Box<T>(std::move(content)));
+    using Box = detail::Box<std::remove_cvref_t<T>>;
+    value.content_ = detail::Ref<const detail::BoxNode>(new Box(std::forward<T>(content)));
     return value;
   }
 
   [[nodiscard]] ValueKind kind() const noexcept { return static_cast<ValueKind>(content_.index()); }
   [[nodiscard]] bool isNothing() const noexcept { return kind() == ValueKind::nothing; }
 
-  /// The content as a `T`, or nothing where it is of another kind or `T` cannot hold it exactly: numbers, text,
-  /// containers, errors, shared objects of a class, and whatever `ValueTraits` knows.
+  /// The content as a `T`, or nothing where it is of another kind or `T` cannot hold it exactly: numbers,
+  /// text, containers, errors, shared objects of a class, and whatever `ValueTraits` knows.
   template <class T>
   [[nodiscard]] std::optional<T> as() const {
     return ValueTraits<T>::fromValue(*this);
@@ -154,15 +156,16 @@ public:
   template <class T>
   [[nodiscard]] const T* boxedContent() const noexcept {
     const auto* node = std::get_if<detail::Ref<const detail::BoxNode>>(&content_);
-    return node != nullptr && (*node)->type() == typeid(T) ? static_cast<const T*>((*node)->content()) : nullptr;
+    return node != nullptr && (*node)->type() == typeid(T) ? static_cast<const T*>((*node)->content())
+                                                           : nullptr;
   }
 
   /// The entry of a dictionary; nothing where this is none or the key is absent.
   [[nodiscard]] Value operator[](std::string_view key) const;
   Value operator[](std::nullptr_t) const = delete;  // the literal 0 is neither a key nor an index
 
-  /// Text for people. Containers print nested, with four blanks for each level; objects describe themselves. What is
-  /// nested deeper than 100 levels is cut to an ellipsis.
+  /// Text for people. Containers print nested, with four blanks for each level; objects describe themselves.
+  /// What is nested deeper than 100 levels is cut to an ellipsis.
   [[nodiscard]] std::string description(const NSLocale* locale = nullptr) const {
     return descriptionWithLocale(locale, 0);
   }
@@ -187,8 +190,9 @@ private:
 
   // In the order of `ValueKind`.
   std::variant<std::monostate, NSNull, NSNumber, std::string, detail::Ref<const detail::DataNode>, NSDate,
-               detail::Ref<detail::ArrayNode>, detail::Ref<detail::DictionaryNode>, detail::Ref<detail::SetNode>,
-               detail::Ref<const detail::ErrorNode>, std::shared_ptr<NSObject>, detail::Ref<const detail::BoxNode>>
+               detail::Ref<detail::ArrayNode>, detail::Ref<detail::DictionaryNode>,
+               detail::Ref<detail::SetNode>, detail::Ref<const detail::ErrorNode>, std::shared_ptr<NSObject>,
+               detail::Ref<const detail::BoxNode>>
       content_;
 };
 

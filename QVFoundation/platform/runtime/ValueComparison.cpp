@@ -24,8 +24,9 @@ bool shareStorage(const Container& a, const Container& b) noexcept {
   return !a.empty() && !b.empty() && &*a.begin() == &*b.begin();
 }
 
-/// Looking up a member of a set, or a key that is a container, compares within a comparison. Sets in sets are told apart
-/// down to a limit; below it they are equal only where they share storage, so that no nesting exhausts the stack.
+/// Looking up a member of a set, or a key that is a container, compares within a comparison. Sets in sets are
+/// told apart down to a limit; below it they are equal only where they share storage, so that no nesting
+/// exhausts the stack.
 class Lookup {
 public:
   Lookup() noexcept { ++depth; }
@@ -41,7 +42,8 @@ private:
 
 thread_local int Lookup::depth = 0;
 
-/// Compares without recursion: containers within containers wait in a list of pairs that must be equal as well.
+/// Compares without recursion: containers within containers wait in a list of pairs that must be equal as
+/// well.
 class Comparison {
 public:
   bool equal(const Value& a, const Value& b) {
@@ -57,27 +59,25 @@ public:
 private:
   bool contentsMatch(const Value& a, const Value& b) {
     switch (a.kind()) {
-      case ValueKind::array:
-        return match(a.array(), b.array());
-      case ValueKind::dictionary:
-        return match(a.dictionary(), b.dictionary());
-      case ValueKind::set:
-        return match(a.set(), b.set());
-      default:
-        return match(*a.error(), *b.error());
+      case ValueKind::array: return match(a.array(), b.array());
+      case ValueKind::dictionary: return match(a.dictionary(), b.dictionary());
+      case ValueKind::set: return match(a.set(), b.set());
+      default: return match(*a.error(), *b.error());
     }
   }
 
   bool match(const Array& a, const Array& b) {
-    return shareStorage(a, b) || std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                                            [this](const Value& x, const Value& y) { return matchOrWait(x, y); });
+    return shareStorage(a, b) ||
+           std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [this](const Value& x, const Value& y) { return matchOrWait(x, y); });
   }
 
   bool match(const Dictionary& a, const Dictionary& b) {
     if (shareStorage(a, b)) return true;
     if (a.size() != b.size() || Lookup::isTooDeep()) return false;
     const Lookup lookup;
-    return std::all_of(a.begin(), a.end(), [&](const auto& entry) { return matchOrWait(entry.second, b[entry.first]); });
+    return std::all_of(a.begin(), a.end(),
+                       [&](const auto& entry) { return matchOrWait(entry.second, b[entry.first]); });
   }
 
   static bool match(const Set& a, const Set& b) {
@@ -106,17 +106,14 @@ constexpr std::size_t mixed(std::size_t hash) noexcept {
   return hash ^ (hash >> (sizeof(hash) * 4));
 }
 
-/// The hash of what stands in a container. It does not look into nested containers, so that no nesting makes it dear.
+/// The hash of what stands in a container. It does not look into nested containers, so that no nesting makes
+/// it dear.
 std::size_t elementHash(const Value& value) {
   switch (value.kind()) {
-    case ValueKind::array:
-      return value.array().size();
-    case ValueKind::dictionary:
-      return value.dictionary().size();
-    case ValueKind::set:
-      return value.set().size();
-    default:
-      return value.hash();
+    case ValueKind::array: return value.array().size();
+    case ValueKind::dictionary: return value.dictionary().size();
+    case ValueKind::set: return value.set().size();
+    default: return value.hash();
   }
 }
 
@@ -144,16 +141,11 @@ std::size_t hashOf(const Set& set) {
 std::partial_ordering Value::compare(const Value& other) const {
   if (kind() == other.kind()) {
     switch (kind()) {
-      case ValueKind::number:
-        return *number() <=> *other.number();
-      case ValueKind::text:
-        return *text() <=> *other.text();
-      case ValueKind::data:
-        return *data() <=> *other.data();
-      case ValueKind::date:
-        return *date() <=> *other.date();
-      default:
-        break;
+      case ValueKind::number: return *number() <=> *other.number();
+      case ValueKind::text: return *text() <=> *other.text();
+      case ValueKind::data: return *data() <=> *other.data();
+      case ValueKind::date: return *date() <=> *other.date();
+      default: break;
     }
   }
   return *this == other ? std::partial_ordering::equivalent : std::partial_ordering::unordered;
@@ -163,16 +155,11 @@ bool operator==(const Value& a, const Value& b) {
   if (a.kind() != b.kind()) return false;
   switch (a.kind()) {
     case ValueKind::nothing:
-    case ValueKind::null:
-      return true;
-    case ValueKind::number:
-      return *a.number() == *b.number();
-    case ValueKind::text:
-      return *a.text() == *b.text();
-    case ValueKind::data:
-      return *a.data() == *b.data();
-    case ValueKind::date:
-      return *a.date() == *b.date();
+    case ValueKind::null: return true;
+    case ValueKind::number: return *a.number() == *b.number();
+    case ValueKind::text: return *a.text() == *b.text();
+    case ValueKind::data: return *a.data() == *b.data();
+    case ValueKind::date: return *a.date() == *b.date();
     case ValueKind::object: {
       const auto object = a.object();
       const auto other = b.object();
@@ -184,38 +171,27 @@ bool operator==(const Value& a, const Value& b) {
     case ValueKind::array:
     case ValueKind::dictionary:
     case ValueKind::set:
-    case ValueKind::error:
-      break;
+    case ValueKind::error: break;
   }
   return Comparison().equal(a, b);
 }
 
 std::size_t Value::hash() const {
   switch (kind()) {
-    case ValueKind::number:
-      return number()->hash();
-    case ValueKind::text:
-      return std::hash<std::string_view>{}(*text());
+    case ValueKind::number: return number()->hash();
+    case ValueKind::text: return std::hash<std::string_view>{}(*text());
     case ValueKind::data:
       return std::hash<std::string_view>{}(
           {reinterpret_cast<const char*>(data()->data()), std::min<std::size_t>(data()->size(), 64)});
-    case ValueKind::date:
-      return std::hash<NSDate::rep>{}(date()->time_since_epoch().count());
-    case ValueKind::array:
-      return hashOf(array());
-    case ValueKind::dictionary:
-      return hashOf(dictionary());
-    case ValueKind::set:
-      return hashOf(set());
-    case ValueKind::error:
-      return std::hash<std::int64_t>{}(error()->code());
-    case ValueKind::object:
-      return object()->hash();
-    case ValueKind::boxed:
-      return std::get<detail::Ref<const detail::BoxNode>>(content_)->hash();
+    case ValueKind::date: return std::hash<NSDate::rep>{}(date()->time_since_epoch().count());
+    case ValueKind::array: return hashOf(array());
+    case ValueKind::dictionary: return hashOf(dictionary());
+    case ValueKind::set: return hashOf(set());
+    case ValueKind::error: return std::hash<std::int64_t>{}(error()->code());
+    case ValueKind::object: return object()->hash();
+    case ValueKind::boxed: return std::get<detail::Ref<const detail::BoxNode>>(content_)->hash();
     case ValueKind::nothing:
-    case ValueKind::null:
-      break;
+    case ValueKind::null: break;
   }
   return 0;
 }

@@ -14,8 +14,9 @@ namespace QVFoundation {
 
 namespace {
 
-/// One level of what a thread describes. What is nested deeper than the last one is cut to an ellipsis: nobody reads it,
-/// and no input may exhaust the stack. Errors and objects come back here for what they hold, so it counts for the thread.
+/// One level of what a thread describes. What is nested deeper than the last one is cut to an ellipsis:
+/// nobody reads it, and no input may exhaust the stack. Errors and objects come back here for what they hold,
+/// so it counts for the thread.
 class Level {
 public:
   Level() noexcept { ++current; }
@@ -33,8 +34,8 @@ thread_local unsigned Level::current = 0;
 
 bool needsNoQuotes(std::string_view text) {
   return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == '.' ||
-           c == '/' || c == '$' || c == ':';
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' ||
+           c == '.' || c == '/' || c == '$' || c == ':';
   });
 }
 
@@ -47,17 +48,10 @@ void appendQuoted(std::string& out, std::string_view text) {
         out += '\\';
         out += c;
         break;
-      case '\n':
-        out += "\\n";
-        break;
-      case '\t':
-        out += "\\t";
-        break;
-      case '\r':
-        out += "\\r";
-        break;
-      default:
-        out += c;
+      case '\n': out += "\\n"; break;
+      case '\t': out += "\\t"; break;
+      case '\r': out += "\\r"; break;
+      default: out += c;
     }
   }
   out += '"';
@@ -92,12 +86,9 @@ public:
     if (Level::isTooDeep()) return void(out_ += "…");
     const Level level;
     switch (value.kind()) {
-      case ValueKind::array:
-        return printList("(", ")", value.array(), indent);
-      case ValueKind::set:
-        return printList("{(", ")}", sortedMembersOf(value.set()), indent);
-      default:
-        return printDictionary(value.dictionary(), indent);
+      case ValueKind::array: return printList("(", ")", value.array(), indent);
+      case ValueKind::set: return printList("{(", ")}", sortedMembersOf(value.set()), indent);
+      default: return printDictionary(value.dictionary(), indent);
     }
   }
 
@@ -108,10 +99,8 @@ private:
         return needsNoQuotes(*value.text()) ? void(out_ += *value.text()) : appendQuoted(out_, *value.text());
       case ValueKind::array:
       case ValueKind::dictionary:
-      case ValueKind::set:
-        return printContainer(value, indent);
-      default:
-        out_ += value.descriptionWithLocale(locale_, indent);
+      case ValueKind::set: return printContainer(value, indent);
+      default: out_ += value.descriptionWithLocale(locale_, indent);
     }
   }
 
@@ -162,18 +151,12 @@ private:
 std::string Value::descriptionWithLocale(const NSLocale* locale, unsigned indent) const {
   if (Level::isTooDeep()) return "…";
   switch (kind()) {
-    case ValueKind::nothing:
-      return "(null)";
-    case ValueKind::null:
-      return "<null>";
-    case ValueKind::number:
-      return number()->description(locale);
-    case ValueKind::text:
-      return *text();
-    case ValueKind::data:
-      return dataDescription(*data());
-    case ValueKind::date:
-      return dateDescription(*date());
+    case ValueKind::nothing: return "(null)";
+    case ValueKind::null: return "<null>";
+    case ValueKind::number: return number()->description(locale);
+    case ValueKind::text: return *text();
+    case ValueKind::data: return dataDescription(*data());
+    case ValueKind::date: return dateDescription(*date());
     case ValueKind::error: {
       const Level level;
       return error()->description();
@@ -182,12 +165,10 @@ std::string Value::descriptionWithLocale(const NSLocale* locale, unsigned indent
       const Level level;
       return object()->descriptionWithLocale(locale, indent);
     }
-    case ValueKind::boxed:
-      return std::get<detail::Ref<const detail::BoxNode>>(content_)->description();
+    case ValueKind::boxed: return std::get<detail::Ref<const detail::BoxNode>>(content_)->description();
     case ValueKind::array:
     case ValueKind::dictionary:
-    case ValueKind::set:
-      break;
+    case ValueKind::set: break;
   }
   std::string out;
   Printer(out, locale).printContainer(*this, indent);

@@ -1,10 +1,9 @@
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
+#include <fcntl.h>
 #include <string>
+#include <sys/stat.h>
 #include <system_error>
+#include <unistd.h>
 
 #include "QVFoundation/platform/runtime/NSError.h"
 #include "QVFoundation/platform/text/FileContents_p.h"
@@ -50,7 +49,7 @@ NSError corruptFileError(const std::filesystem::path& path, const NSError& cause
 
 NSData contentsOfFile(const std::filesystem::path& path) {
   const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  struct stat status {};
+  struct stat status{};
   if (file.number() < 0 || fstat(file.number(), &status) != 0) fail(path, errno);
   if (!S_ISREG(status.st_mode)) fail(path, S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
 

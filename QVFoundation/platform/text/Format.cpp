@@ -1,6 +1,7 @@
 #include "QVFoundation/platform/text/Format.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <optional>

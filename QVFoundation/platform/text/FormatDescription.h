@@ -2,6 +2,7 @@
 
 #include <concepts>
 #include <exception>
+#include <memory>
 #include <ostream>
 #include <string>
 #include <string_view>

@@ -19,6 +19,8 @@ public:
   /// What `room` can give.
   static constexpr std::size_t mostRoom = 512;
 
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): filling the buffer would cost more than the
+  // formatting
   explicit FormatOutput(std::string& text) : text_(text) {}
   FormatOutput(const FormatOutput&) = delete;
   FormatOutput& operator=(const FormatOutput&) = delete;

@@ -10,7 +10,8 @@ namespace QVFoundation {
 namespace {
 
 bool isNoJSONNumber(const Value& value) {
-  return value.number() != nullptr && value.number()->isFloatingPoint() && !std::isfinite(value.number()->doubleValue());
+  return value.number() != nullptr && value.number()->isFloatingPoint() &&
+         !std::isfinite(value.number()->doubleValue());
 }
 
 }  // namespace

@@ -1,3 +1,5 @@
+#include "QVFoundation/platform/text/JSON.h"
+
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
@@ -5,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "QVFoundation/platform/text/JSON.h"
 #include "QVFoundation/platform/text/JSONText_p.h"
 #include "QVFoundation/platform/text/SyntaxError_p.h"
 #include "QVFoundation/platform/text/Unicode.h"
@@ -18,12 +19,14 @@ constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
-/// Whether a number that `double` cannot hold is too large for it rather than too small: whether its first digit that
-/// counts stands, with the exponent taken into account, before the point. `text` is a valid JSON number.
+/// Whether a number that `double` cannot hold is too large for it rather than too small: whether its first
+/// digit that counts stands, with the exponent taken into account, before the point. `text` is a valid JSON
+/// number.
 bool isLarge(std::string_view text) {
   const std::string_view mantissa = text.substr(0, text.find_first_of("eE"));
   const std::size_t point = std::min(mantissa.find('.'), mantissa.size());
-  const auto places = static_cast<std::int64_t>(point) - static_cast<std::int64_t>(mantissa.find_first_of("123456789"));
+  const auto places =
+      static_cast<std::int64_t>(point) - static_cast<std::int64_t>(mantissa.find_first_of("123456789"));
 
   std::string_view exponent = text.substr(std::min(mantissa.size() + 1, text.size()));
   if (exponent.starts_with('+')) exponent.remove_prefix(1);
@@ -66,16 +69,12 @@ private:
     return true;
   }
 
-  /// Sends a whole scalar or an empty container and answers false; or enters a container and answers true, which means
-  /// that another value begins here.
+  /// Sends a whole scalar or an empty container and answers false; or enters a container and answers true,
+  /// which means that another value begins here.
   bool parseBeginningOfValue() {
     switch (peek()) {
-      case '{':
-        ++at_;
-        return enterDictionary();
-      case '[':
-        ++at_;
-        return enterArray();
+      case '{': ++at_; return enterDictionary();
+      case '[': ++at_; return enterArray();
       case '"':
         ++at_;
         sink_.text(parseText());
@@ -92,9 +91,7 @@ private:
         parseWord("null");
         sink_.null();
         return false;
-      default:
-        parseNumber();
-        return false;
+      default: parseNumber(); return false;
     }
   }
 
@@ -182,29 +179,14 @@ private:
     switch (at_ != end_ ? *at_++ : '\0') {
       case '"':
       case '\\':
-      case '/':
-        unescaped_ += at_[-1];
-        break;
-      case 'b':
-        unescaped_ += '\b';
-        break;
-      case 'f':
-        unescaped_ += '\f';
-        break;
-      case 'n':
-        unescaped_ += '\n';
-        break;
-      case 'r':
-        unescaped_ += '\r';
-        break;
-      case 't':
-        unescaped_ += '\t';
-        break;
-      case 'u':
-        appendUTF8(unescaped_, parseEscapedCodePoint(start));
-        break;
-      default:
-        fail(start, "an unknown escape in a text");
+      case '/': unescaped_ += at_[-1]; break;
+      case 'b': unescaped_ += '\b'; break;
+      case 'f': unescaped_ += '\f'; break;
+      case 'n': unescaped_ += '\n'; break;
+      case 'r': unescaped_ += '\r'; break;
+      case 't': unescaped_ += '\t'; break;
+      case 'u': appendUTF8(unescaped_, parseEscapedCodePoint(start)); break;
+      default: fail(start, "an unknown escape in a text");
     }
   }
 
@@ -232,8 +214,10 @@ private:
     const bool isNegative = skip('-');
     const char* const digits = at_;
     std::uint64_t magnitude = 0;
-    for (; at_ != end_ && isDigit(*at_); ++at_) magnitude = magnitude * 10 + static_cast<unsigned>(*at_ - '0');
-    if (at_ == digits) fail(start, at_ == end_ ? "the text ends where a value is expected" : "expected a value");
+    for (; at_ != end_ && isDigit(*at_); ++at_)
+      magnitude = magnitude * 10 + static_cast<unsigned>(*at_ - '0');
+    if (at_ == digits)
+      fail(start, at_ == end_ ? "the text ends where a value is expected" : "expected a value");
     if (*digits == '0' && at_ - digits > 1) fail(start, "a number must not begin with 0");
     if (at_ != end_ && (*at_ == '.' || *at_ == 'e' || *at_ == 'E')) return parseReal(start);
     // Up to nineteen digits the sum above cannot have overflown.

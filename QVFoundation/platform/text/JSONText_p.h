@@ -20,8 +20,9 @@ inline constexpr std::array<bool, 256> isPlainInJSON = [] {
   return table;
 }();
 
-/// Where a run of such ASCII ends. Looks at eight bytes at a time: each gets its high bit set where it is not plain.
-/// A borrow may set the bit of a plain byte too, but only above one that is not, so the lowest bit is always right.
+/// Where a run of such ASCII ends. Looks at eight bytes at a time: each gets its high bit set where it is not
+/// plain. A borrow may set the bit of a plain byte too, but only above one that is not, so the lowest bit is
+/// always right.
 inline const char* endOfPlainASCII(const char* at, const char* end) noexcept {
   constexpr std::uint64_t ones = 0x0101010101010101;
   constexpr std::uint64_t highBits = 0x8080808080808080;
@@ -31,7 +32,8 @@ inline const char* endOfPlainASCII(const char* at, const char* end) noexcept {
       std::memcpy(&word, at, sizeof word);
       const std::uint64_t quotes = word ^ (ones * '"');
       const std::uint64_t backslashes = word ^ (ones * '\\');
-      const std::uint64_t marks = (word | (word - ones * 0x20) | (quotes - ones) | (backslashes - ones)) & highBits;
+      const std::uint64_t marks =
+          (word | (word - ones * 0x20) | (quotes - ones) | (backslashes - ones)) & highBits;
       if (marks != 0) return at + std::countr_zero(marks) / 8;
     }
   }

@@ -90,8 +90,9 @@ void JSONWriter::unsignedInteger(std::uint64_t number) {
 
 void JSONWriter::real(double number) {
   if (!std::isfinite(number)) {
-    throw NSError(std::string(NSCocoaErrorDomain), NSPropertyListWriteInvalidError,
-                  {{NSLocalizedDescriptionKey, "JSON has no form for the number " + NSNumber(number).description()}});
+    throw NSError(
+        std::string(NSCocoaErrorDomain), NSPropertyListWriteInvalidError,
+        {{NSLocalizedDescriptionKey, "JSON has no form for the number " + NSNumber(number).description()}});
   }
   beginValue();
   const std::size_t start = out_.size();

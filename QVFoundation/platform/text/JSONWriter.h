@@ -23,12 +23,14 @@ enum class JSONStyle {
 /// visit(value, writer);
 /// ```
 ///
-/// Any depth is fine: the writer remembers no more than how deep it stands. Beyond 64 levels the indentation stops to
-/// grow, so that a chain of 100,000 levels has a length in proportion. Bytes that are no UTF-8 become U+FFFD.
+/// Any depth is fine: the writer remembers no more than how deep it stands. Beyond 64 levels the indentation
+/// stops to grow, so that a chain of 100,000 levels has a length in proportion. Bytes that are no UTF-8
+/// become U+FFFD.
 ///
 /// Threads:   one thread at a time.
 /// Ownership: borrows the text and appends to it.
-/// Errors:    not-a-number and the infinities are `NSError` `NSPropertyListWriteInvalidError` in `NSCocoaErrorDomain`.
+/// Errors:    not-a-number and the infinities are `NSError` `NSPropertyListWriteInvalidError` in
+/// `NSCocoaErrorDomain`.
 class QV_EXPORT JSONWriter final : public StructureSink {
 public:
   explicit JSONWriter(std::string& out, JSONStyle style = JSONStyle::compact) : out_(out), style_(style) {}
@@ -55,8 +57,8 @@ private:
 
   std::string& out_;
   JSONStyle style_;
-  bool follows_ = false;      // the next entry is not the first of its container
-  bool completesKey_ = false; // the next value belongs to a key that is written
+  bool follows_ = false;       // the next entry is not the first of its container
+  bool completesKey_ = false;  // the next value belongs to a key that is written
   std::size_t depth_ = 0;
 };
 

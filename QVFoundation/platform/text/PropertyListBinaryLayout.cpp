@@ -7,7 +7,9 @@ namespace QVFoundation::detail::binary {
 
 namespace {
 
-[[noreturn]] void failWith(const std::string& problem) { throw corruptError("Invalid binary property list: " + problem); }
+[[noreturn]] void failWith(const std::string& problem) {
+  throw corruptError("Invalid binary property list: " + problem);
+}
 
 }  // namespace
 
@@ -46,14 +48,16 @@ Layout::Object Layout::object(std::uint64_t index) const {
   const auto type = static_cast<Type>(marker >> 4);
   const unsigned detail = marker & 0xF;
   const std::size_t unit = unitLengthOf(type);
-  const std::uint64_t length = unit > 0 ? takeLength(index, detail, rest) : lengthByDetail(index, type, detail);
+  const std::uint64_t length =
+      unit > 0 ? takeLength(index, detail, rest) : lengthByDetail(index, type, detail);
   const std::size_t bytesOfUnit = unit > 0 ? unit : 1;
   if (length > rest.size() / bytesOfUnit) fail(index, "it is longer than the file has room for");
   return {index, type, detail, length, rest.first(length * bytesOfUnit)};
 }
 
 std::uint64_t Layout::reference(const Object& container, std::size_t position) const {
-  const std::uint64_t index = bigEndian(container.content.subspan(position * referenceWidth_, referenceWidth_));
+  const std::uint64_t index =
+      bigEndian(container.content.subspan(position * referenceWidth_, referenceWidth_));
   if (index >= count_) fail(container.index, "it refers to an object that does not exist");
   return index;
 }
@@ -71,20 +75,16 @@ std::uint64_t Layout::offsetOf(std::uint64_t index) const noexcept {
 std::size_t Layout::unitLengthOf(Type type) const noexcept {
   switch (type) {
     case Type::data:
-    case Type::asciiText:
-      return 1;
-    case Type::utf16Text:
-      return 2;
-    case Type::array:
-      return referenceWidth_;
-    case Type::dictionary:
-      return 2 * referenceWidth_;
-    default:
-      return 0;
+    case Type::asciiText: return 1;
+    case Type::utf16Text: return 2;
+    case Type::array: return referenceWidth_;
+    case Type::dictionary: return 2 * referenceWidth_;
+    default: return 0;
   }
 }
 
-std::uint64_t Layout::takeLength(std::uint64_t index, unsigned detail, std::span<const std::byte>& rest) const {
+std::uint64_t Layout::takeLength(std::uint64_t index, unsigned detail,
+                                 std::span<const std::byte>& rest) const {
   if (detail != lengthFollows) return detail;
   const unsigned marker = rest.empty() ? 0 : std::to_integer<unsigned>(rest.front());
   const std::size_t width = std::size_t{1} << (marker & 0x3);
@@ -97,17 +97,14 @@ std::uint64_t Layout::takeLength(std::uint64_t index, unsigned detail, std::span
 
 std::uint64_t Layout::lengthByDetail(std::uint64_t index, Type type, unsigned detail) const {
   switch (type) {
-    case Type::singleton:
-      return 0;
+    case Type::singleton: return 0;
     case Type::integer:
     case Type::real:
     case Type::date:
       if (detail <= 4) return std::uint64_t{1} << detail;
       break;
-    case Type::uid:
-      return detail + 1;
-    default:
-      break;
+    case Type::uid: return detail + 1;
+    default: break;
   }
   fail(index, "its type is unknown");
 }

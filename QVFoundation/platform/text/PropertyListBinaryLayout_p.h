@@ -9,7 +9,8 @@
 
 namespace QVFoundation::detail::binary {
 
-/// A binary property list as a table of objects, none of which reaches beyond the file whatever the file says.
+/// A binary property list as a table of objects, none of which reaches beyond the file whatever the file
+/// says.
 ///
 /// Threads: reading it from several threads is safe.
 /// Errors:  what does not fit is an `NSError` that names the object and its place.
@@ -37,7 +38,8 @@ public:
 private:
   [[nodiscard]] std::uint64_t offsetOf(std::uint64_t index) const noexcept;
   [[nodiscard]] std::size_t unitLengthOf(Type type) const noexcept;
-  [[nodiscard]] std::uint64_t takeLength(std::uint64_t index, unsigned detail, std::span<const std::byte>& rest) const;
+  [[nodiscard]] std::uint64_t takeLength(std::uint64_t index, unsigned detail,
+                                         std::span<const std::byte>& rest) const;
   [[nodiscard]] std::uint64_t lengthByDetail(std::uint64_t index, Type type, unsigned detail) const;
 
   std::span<const std::byte> file_;

@@ -30,20 +30,13 @@ public:
 
   [[nodiscard]] Value read(const Layout::Object& object) const {
     switch (object.type) {
-      case Type::singleton:
-        return readBoolean(object);
-      case Type::integer:
-        return readInteger(object);
-      case Type::real:
-        return readReal(object);
-      case Type::date:
-        return readDate(object);
-      case Type::data:
-        return NSData(object.content.begin(), object.content.end());
-      case Type::uid:
-        return Dictionary{{"CF$UID", readInteger(object)}};
-      default:
-        return readText(object);
+      case Type::singleton: return readBoolean(object);
+      case Type::integer: return readInteger(object);
+      case Type::real: return readReal(object);
+      case Type::date: return readDate(object);
+      case Type::data: return NSData(object.content.begin(), object.content.end());
+      case Type::uid: return Dictionary{{"CF$UID", readInteger(object)}};
+      default: return readText(object);
     }
   }
 
@@ -77,7 +70,8 @@ private:
   }
 
   [[nodiscard]] Value readReal(const Layout::Object& object) const {
-    const std::uint64_t bits = bigEndian(object.content.first(std::min<std::size_t>(object.content.size(), 8)));
+    const std::uint64_t bits =
+        bigEndian(object.content.first(std::min<std::size_t>(object.content.size(), 8)));
     if (object.content.size() == sizeof(float)) return std::bit_cast<float>(static_cast<std::uint32_t>(bits));
     if (object.content.size() == sizeof(double)) return std::bit_cast<double>(bits);
     layout_.fail(object.index, "a real number has an impossible length");
@@ -94,9 +88,10 @@ private:
 
 /// Builds containers from the root down, without recursion.
 ///
-/// Objects may be shared, and what is small in the file may stand for a tree that nobody could ever walk over: forty
-/// arrays, each with the next one twice, are 2^40 values. So each container is built once, and the reader keeps account
-/// of what the whole tree would take if nothing were shared, and stops where that is out of all proportion to the file.
+/// Objects may be shared, and what is small in the file may stand for a tree that nobody could ever walk
+/// over: forty arrays, each with the next one twice, are 2^40 values. So each container is built once, and
+/// the reader keeps account of what the whole tree would take if nothing were shared, and stops where that is
+/// out of all proportion to the file.
 class Reader {
 public:
   explicit Reader(std::span<const std::byte> data)
@@ -158,7 +153,8 @@ private:
     const BuiltContainer& built = entry->second;
     if (!isNew && built.height == 0) layout_.fail(object.index, "it contains itself");
     if (open_.size() + std::max<std::size_t>(built.height, 1) > deepestPropertyListLevel) {
-      layout_.fail(object.index, "values are nested deeper than " + std::to_string(deepestPropertyListLevel) + " levels");
+      layout_.fail(object.index,
+                   "values are nested deeper than " + std::to_string(deepestPropertyListLevel) + " levels");
     }
     if (isNew) return beginContainer(object);
     spend(object, built.cost);
@@ -175,7 +171,8 @@ private:
   void endContainer() {
     OpenContainer container = std::move(open_.back());
     open_.pop_back();
-    const Value value = container.isDictionary() ? Value(container.entries) : Value(Array(std::move(container.elements)));
+    const Value value =
+        container.isDictionary() ? Value(container.entries) : Value(Array(std::move(container.elements)));
     built_[container.object.index] = {value, container.creditBefore - credit_, container.height};
     deliver(value, container.height);
   }

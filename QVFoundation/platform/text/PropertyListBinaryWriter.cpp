@@ -46,13 +46,10 @@ private:
   void take(Event event) {
     switch (event) {
       case Event::beginDictionary:
-      case Event::beginArray:
-        return begin(event == Event::beginDictionary);
+      case Event::beginArray: return begin(event == Event::beginDictionary);
       case Event::endDictionary:
-      case Event::endArray:
-        return open_.pop_back();
-      case Event::key:
-        return referFromKey(indexOfText(walk_.key()));
+      case Event::endArray: return open_.pop_back();
+      case Event::key: return referFromKey(indexOfText(walk_.key()));
       case Event::leaf:
         return refer(walk_.value().text() != nullptr ? indexOfText(*walk_.value().text()) : indexOfLeaf());
     }
@@ -61,7 +58,8 @@ private:
   void begin(bool isDictionary) {
     if (walk_.value().kind() == ValueKind::set) throw walk_.kindError();
     if (walk_.depth() > deepestPropertyListLevel) {
-      throw walk_.writeError("it is nested deeper than " + std::to_string(deepestPropertyListLevel) + " levels");
+      throw walk_.writeError("it is nested deeper than " + std::to_string(deepestPropertyListLevel) +
+                             " levels");
     }
     const std::size_t index = objects_.size();
     refer(index);
@@ -88,7 +86,8 @@ private:
 
   std::uint64_t indexOfLeaf() {
     const ValueKind kind = walk_.value().kind();
-    if (kind != ValueKind::number && kind != ValueKind::date && kind != ValueKind::data) throw walk_.kindError();
+    if (kind != ValueKind::number && kind != ValueKind::date && kind != ValueKind::data)
+      throw walk_.kindError();
     objects_.emplace_back(&walk_.value());
     return objects_.size() - 1;
   }
@@ -108,7 +107,8 @@ unsigned widthOf(std::uint64_t number) {
 
 class Encoder {
 public:
-  explicit Encoder(std::vector<Object> objects) : objects_(std::move(objects)), referenceWidth_(widthOf(objects_.size())) {}
+  explicit Encoder(std::vector<Object> objects)
+      : objects_(std::move(objects)), referenceWidth_(widthOf(objects_.size())) {}
 
   NSData encode() {
     appendBytes(std::as_bytes(std::span(binary::magic)));

@@ -11,9 +11,11 @@
 /// | magic | "bplist00" |
 /// | objects | each a marker, for some a length, and its content; containers refer to others by their index |
 /// | offset table | where each object begins |
-/// | trailer | the widths of offsets and references, the number of objects, the root, where the table begins |
+/// | trailer | the widths of offsets and references, the number of objects, the root, where the table begins
+/// |
 ///
-/// Numbers are big-endian. The high half of a marker tells the type, the low half a length or the type's details.
+/// Numbers are big-endian. The high half of a marker tells the type, the low half a length or the type's
+/// details.
 ///
 /// Threads: constants.
 namespace QVFoundation::detail::binary {
@@ -30,13 +32,13 @@ inline constexpr std::uint8_t dateMarker = 0x33;
 /// The high half of a marker.
 enum class Type : std::uint8_t {
   singleton = 0x0,
-  integer = 0x1,     // low half: the width as a power of two
-  real = 0x2,        // likewise
-  date = 0x3,        // seconds since 2001 as a real of eight bytes
-  data = 0x4,        // low half of these, and of the containers: the length
+  integer = 0x1,  // low half: the width as a power of two
+  real = 0x2,     // likewise
+  date = 0x3,     // seconds since 2001 as a real of eight bytes
+  data = 0x4,     // low half of these, and of the containers: the length
   asciiText = 0x5,
-  utf16Text = 0x6,   // the length counts units
-  uid = 0x8,         // low half: the width less one
+  utf16Text = 0x6,  // the length counts units
+  uid = 0x8,        // low half: the width less one
   array = 0xA,
   dictionary = 0xD,  // all keys before all values
 };

@@ -23,8 +23,8 @@ public:
     int number = 0;
     const auto parsed = std::from_chars(rest_.data(), rest_.data() + rest_.size(), number);
     const auto digits = static_cast<std::size_t>(parsed.ptr - rest_.data());
-    fits_ = fits_ && parsed.ec == std::errc() && number >= 0 && digits >= leastDigits && digits < rest_.size() &&
-            rest_[digits] == separator;
+    fits_ = fits_ && parsed.ec == std::errc() && number >= 0 && digits >= leastDigits &&
+            digits < rest_.size() && rest_[digits] == separator;
     rest_.remove_prefix(fits_ ? digits + 1 : rest_.size());
     return number;
   }
@@ -51,9 +51,10 @@ std::string textFromDate(NSDate date) {
   const year_month_day ymd(day);
   const hh_mm_ss time(wholeDate - day);
   std::array<char, 40> text{};
-  const int length = std::snprintf(text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d:%02dZ", int{ymd.year()},
-                                   unsigned{ymd.month()}, unsigned{ymd.day()}, static_cast<int>(time.hours().count()),
-                                   static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()));
+  const int length =
+      std::snprintf(text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d:%02dZ", int{ymd.year()},
+                    unsigned{ymd.month()}, unsigned{ymd.day()}, static_cast<int>(time.hours().count()),
+                    static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()));
   return {text.data(), static_cast<std::size_t>(length)};
 }
 

@@ -14,7 +14,8 @@ namespace QVFoundation::detail {
 /// "2026-01-31T23:59:59Z"; what is less than a second is left out.
 [[nodiscard]] std::string textFromDate(NSDate date);
 
-/// Nothing where the text is no such date. A date that `NSDate` cannot hold becomes the first or the last that it can.
+/// Nothing where the text is no such date. A date that `NSDate` cannot hold becomes the first or the last
+/// that it can.
 [[nodiscard]] std::optional<NSDate> dateFromText(std::string_view text);
 
 /// Binary property lists count seconds from the start of 2001.

@@ -38,11 +38,13 @@ std::optional<NSNumber> integerFromText(std::string_view text) {
   const bool isNegative = text.starts_with('-');
   if (isNegative || text.starts_with('+')) text.remove_prefix(1);
   const bool isHexadecimal = text.starts_with("0x") || text.starts_with("0X");
-  const auto magnitude = isHexadecimal ? wholeNumber<std::uint64_t>(text.substr(2), 16) : wholeNumber<std::uint64_t>(text);
+  const auto magnitude =
+      isHexadecimal ? wholeNumber<std::uint64_t>(text.substr(2), 16) : wholeNumber<std::uint64_t>(text);
   if (!magnitude) return {};
 
   constexpr auto largest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
-  if (!isNegative) return *magnitude <= largest ? NSNumber(static_cast<std::int64_t>(*magnitude)) : NSNumber(*magnitude);
+  if (!isNegative)
+    return *magnitude <= largest ? NSNumber(static_cast<std::int64_t>(*magnitude)) : NSNumber(*magnitude);
   if (*magnitude > largest + 1) return {};
   return NSNumber(static_cast<std::int64_t>(0 - *magnitude));
 }
@@ -132,7 +134,8 @@ private:
 
   void beginContainer(const Tag& tag) {
     if (open_.size() == deepestPropertyListLevel) {
-      scanner_.fail(tag.offset, "values are nested deeper than " + std::to_string(deepestPropertyListLevel) + " levels");
+      scanner_.fail(tag.offset,
+                    "values are nested deeper than " + std::to_string(deepestPropertyListLevel) + " levels");
     }
     tag.name == "dict" ? builder_.beginDictionary() : builder_.beginArray();
     open_.push_back(tag.name);

@@ -13,27 +13,26 @@ namespace QVFoundation::detail {
 
 namespace {
 
-// No document type: naming one would only send parsers to the network, and no reader of property lists needs it.
-constexpr std::string_view beginning = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n";
+// No document type: naming one would only send parsers to the network, and no reader of property lists needs
+// it.
+constexpr std::string_view beginning =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n";
 constexpr std::string_view ending = "</plist>\n";
 
 /// What a reader would not give back as it is: a line feed alone survives the reading of text.
 std::string_view escapeOf(char c) {
   switch (c) {
-    case '<':
-      return "&lt;";
-    case '>':
-      return "&gt;";
-    case '&':
-      return "&amp;";
-    case '\r':
-      return "&#13;";
-    default:
-      return {};
+    case '<': return "&lt;";
+    case '>': return "&gt;";
+    case '&': return "&amp;";
+    case '\r': return "&#13;";
+    default: return {};
   }
 }
 
-bool isForbidden(char c) { return static_cast<unsigned char>(c) < 0x20 && c != '\t' && c != '\n' && c != '\r'; }
+bool isForbidden(char c) {
+  return static_cast<unsigned char>(c) < 0x20 && c != '\t' && c != '\n' && c != '\r';
+}
 
 class Writer {
 public:
@@ -51,25 +50,20 @@ private:
 
   void writeEvent(Event event) {
     switch (event) {
-      case Event::beginDictionary:
-        return begin("<dict>\n");
-      case Event::endDictionary:
-        return writeLine("</dict>");
-      case Event::beginArray:
-        return begin("<array>\n");
-      case Event::endArray:
-        return writeLine("</array>");
-      case Event::key:
-        return writeElement("key", walk_.key());
-      case Event::leaf:
-        return writeLeaf(walk_.value());
+      case Event::beginDictionary: return begin("<dict>\n");
+      case Event::endDictionary: return writeLine("</dict>");
+      case Event::beginArray: return begin("<array>\n");
+      case Event::endArray: return writeLine("</array>");
+      case Event::key: return writeElement("key", walk_.key());
+      case Event::leaf: return writeLeaf(walk_.value());
     }
   }
 
   void begin(std::string_view tag) {
     if (walk_.value().kind() == ValueKind::set) throw walk_.kindError();
     if (walk_.depth() > deepestPropertyListLevel) {
-      throw walk_.writeError("it is nested deeper than " + std::to_string(deepestPropertyListLevel) + " levels");
+      throw walk_.writeError("it is nested deeper than " + std::to_string(deepestPropertyListLevel) +
+                             " levels");
     }
     indent(walk_.depth() - 1);
     out_ += tag;
@@ -77,16 +71,11 @@ private:
 
   void writeLeaf(const Value& value) {
     switch (value.kind()) {
-      case ValueKind::number:
-        return writeNumber(*value.number());
-      case ValueKind::text:
-        return writeElement("string", *value.text());
-      case ValueKind::date:
-        return writeElement("date", textFromDate(*value.date()));
-      case ValueKind::data:
-        return writeElement("data", base64FromData(*value.data()));
-      default:
-        throw walk_.kindError();
+      case ValueKind::number: return writeNumber(*value.number());
+      case ValueKind::text: return writeElement("string", *value.text());
+      case ValueKind::date: return writeElement("date", textFromDate(*value.date()));
+      case ValueKind::data: return writeElement("data", base64FromData(*value.data()));
+      default: throw walk_.kindError();
     }
   }
 
@@ -94,7 +83,8 @@ private:
     if (number.isBoolean()) {
       writeLine(number.boolValue() ? "<true/>" : "<false/>");
     } else if (number.isFloatingPoint()) {
-      // As a double, since that is what it will be read as: the short form of a float would be another number then.
+      // As a double, since that is what it will be read as: the short form of a float would be another number
+      // then.
       writeElement("real", NSNumber(number.doubleValue()).description());
     } else {
       writeElement("integer", number.description());
@@ -115,7 +105,8 @@ private:
   void appendEscaped(std::string_view text) {
     if (!isValidUTF8(text)) throw walk_.writeError("it is not valid UTF-8");
     while (!text.empty()) {
-      const auto special = std::ranges::find_if(text, [](char c) { return !escapeOf(c).empty() || isForbidden(c); });
+      const auto special =
+          std::ranges::find_if(text, [](char c) { return !escapeOf(c).empty() || isForbidden(c); });
       const auto length = static_cast<std::size_t>(special - text.begin());
       out_ += text.substr(0, length);
       if (length == text.size()) break;

@@ -27,7 +27,8 @@ bool isWordCharacter(char c) {
 class Parser {
 public:
   explicit Parser(std::string_view text) : text_(text) {
-    if (const std::size_t end = detail::validUTF8Length(text); end < text.size()) fail(end, "the text is not valid UTF-8");
+    if (const std::size_t end = detail::validUTF8Length(text); end < text.size())
+      fail(end, "the text is not valid UTF-8");
   }
 
   Dictionary parse() {
@@ -57,7 +58,9 @@ private:
     return std::to_string(detail::positionInText(text_, offset).line);
   }
 
-  [[nodiscard]] bool isAt(std::string_view token) const noexcept { return text_.substr(at_).starts_with(token); }
+  [[nodiscard]] bool isAt(std::string_view token) const noexcept {
+    return text_.substr(at_).starts_with(token);
+  }
 
   bool skip(char c) {
     if (at_ == text_.size() || text_[at_] != c) return false;
@@ -86,7 +89,8 @@ private:
     if (skip('"')) return parseQuoted('"');
     if (skip('\'')) return parseQuoted('\'');
     const auto* const start = text_.begin() + at_;
-    const auto length = static_cast<std::size_t>(std::find_if_not(start, text_.end(), isWordCharacter) - start);
+    const auto length =
+        static_cast<std::size_t>(std::find_if_not(start, text_.end(), isWordCharacter) - start);
     if (length == 0) fail(at_, problem);
     at_ += length;
     return {start, length};
@@ -152,8 +156,8 @@ private:
   char32_t parseNumber(std::size_t mostDigits, int base) {
     const std::string_view digits = text_.substr(at_, mostDigits);
     std::uint32_t number = 0;
-    at_ += static_cast<std::size_t>(std::from_chars(digits.data(), digits.data() + digits.size(), number, base).ptr -
-                                    digits.data());
+    at_ += static_cast<std::size_t>(
+        std::from_chars(digits.data(), digits.data() + digits.size(), number, base).ptr - digits.data());
     return number;
   }
 
@@ -184,7 +188,8 @@ Dictionary stringTableFromData(std::span<const std::byte> data) {
   return isXML ? tableFromPropertyList(data) : Parser(text).parse();
 }
 
-std::optional<Dictionary> stringTableFromFile(const std::filesystem::path& path, std::optional<NSError>* error) {
+std::optional<Dictionary> stringTableFromFile(const std::filesystem::path& path,
+                                              std::optional<NSError>* error) {
   return detail::dictionaryFromFile(path, [](auto bytes) { return stringTableFromData(bytes); }, error);
 }
 

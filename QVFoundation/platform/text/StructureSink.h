@@ -15,9 +15,9 @@ namespace QVFoundation {
 /// beginDictionary, key "sizes", beginArray, integer 1, real 2.5, endArray, endDictionary
 /// ```
 ///
-/// `parseJSON` and `visit` produce events; `JSONWriter` and `ValueBuilder` consume them. Types of your own take part by
-/// doing either. A producer sends one value, well nested, with a key before each value of a dictionary; a consumer may
-/// rely on that. Texts are lent: they last as long as the call.
+/// `parseJSON` and `visit` produce events; `JSONWriter` and `ValueBuilder` consume them. Types of your own
+/// take part by doing either. A producer sends one value, well nested, with a key before each value of a
+/// dictionary; a consumer may rely on that. Texts are lent: they last as long as the call.
 ///
 /// Threads: one producer at a time drives a sink, from any thread.
 /// Errors:  a sink may throw; producers stop at once and let the exception through unchanged.

@@ -25,20 +25,23 @@ NSError syntaxError(std::string_view language, std::string_view text, std::size_
   const TextPosition position = positionInText(text, offset);
   std::string description = "Invalid ";
   description += language;
-  description += " at line " + std::to_string(position.line) + ", column " + std::to_string(position.column) + ": ";
+  description +=
+      " at line " + std::to_string(position.line) + ", column " + std::to_string(position.column) + ": ";
   description += problem;
   return corruptError(description);
 }
 
 NSError corruptError(std::string_view description) {
-  return {std::string(NSCocoaErrorDomain), NSPropertyListReadCorruptError,
+  return {std::string(NSCocoaErrorDomain),
+          NSPropertyListReadCorruptError,
           {{NSLocalizedDescriptionKey, description}}};
 }
 
 std::size_t validUTF8Length(std::string_view text) noexcept {
   if (isValidUTF8(text)) return text.size();
   std::size_t at = 0;
-  for (DecodedCodePoint next = decodeUTF8(text); next.isValid; next = decodeUTF8(text.substr(at))) at += next.length;
+  for (DecodedCodePoint next = decodeUTF8(text); next.isValid; next = decodeUTF8(text.substr(at)))
+    at += next.length;
   return at;
 }
 

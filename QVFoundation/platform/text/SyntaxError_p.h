@@ -10,7 +10,8 @@
 /// Threads: functions without state.
 namespace QVFoundation::detail {
 
-/// A place in a text as editors show it: both count from 1, columns in characters. Lines end with LF, CR or CR LF.
+/// A place in a text as editors show it: both count from 1, columns in characters. Lines end with LF, CR or
+/// CR LF.
 struct TextPosition {
   std::size_t line = 1;
   std::size_t column = 1;

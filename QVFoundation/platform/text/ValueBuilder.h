@@ -59,11 +59,12 @@ private:
   Value value_;
 };
 
-/// Sends a value to a sink, the keys of dictionaries in order. Nothing and the null object are sent as null, sets as
-/// arrays. The value may be nested as deeply as the sink bears.
+/// Sends a value to a sink, the keys of dictionaries in order. Nothing and the null object are sent as null,
+/// sets as arrays. The value may be nested as deeply as the sink bears.
 ///
 /// Threads: any.
-/// Errors:  a value that no event stands for (data, a date, an error, an object), or a key that is no text, is
+/// Errors:  a value that no event stands for (data, a date, an error, an object), or a key that is no text,
+/// is
 ///          `NSError` `NSPropertyListWriteInvalidError` in `NSCocoaErrorDomain`, which names the key path.
 QV_EXPORT void visit(const Value& value, StructureSink& sink);
 

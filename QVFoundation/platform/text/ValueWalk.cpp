@@ -19,22 +19,14 @@ Array sortedMembersOf(const Set& set) {
 
 std::string nameOfKind(const Value& value) {
   switch (value.kind()) {
-    case ValueKind::nothing:
-      return "nothing";
-    case ValueKind::null:
-      return "null";
-    case ValueKind::data:
-      return "data";
-    case ValueKind::date:
-      return "a date";
-    case ValueKind::set:
-      return "a set";
-    case ValueKind::error:
-      return "an error";
-    case ValueKind::object:
-      return "an object of the class " + value.object()->className();
-    default:
-      return "of a type of its own";
+    case ValueKind::nothing: return "nothing";
+    case ValueKind::null: return "null";
+    case ValueKind::data: return "data";
+    case ValueKind::date: return "a date";
+    case ValueKind::set: return "a set";
+    case ValueKind::error: return "an error";
+    case ValueKind::object: return "an object of the class " + value.object()->className();
+    default: return "of a type of its own";
   }
 }
 
@@ -49,14 +41,10 @@ void sendLeaf(const ValueWalk& walk, StructureSink& sink) {
   const Value& value = walk.value();
   switch (value.kind()) {
     case ValueKind::nothing:
-    case ValueKind::null:
-      return sink.null();
-    case ValueKind::number:
-      return sendNumber(*value.number(), sink);
-    case ValueKind::text:
-      return sink.text(*value.text());
-    default:
-      throw walk.kindError();
+    case ValueKind::null: return sink.null();
+    case ValueKind::number: return sendNumber(*value.number(), sink);
+    case ValueKind::text: return sink.text(*value.text());
+    default: throw walk.kindError();
   }
 }
 
@@ -82,17 +70,10 @@ std::optional<ValueWalk::Event> ValueWalk::next() {
 ValueWalk::Event ValueWalk::visit(const Value& value) {
   value_ = &value;
   switch (value.kind()) {
-    case ValueKind::dictionary:
-      enterDictionary(value.dictionary());
-      return Event::beginDictionary;
-    case ValueKind::array:
-      enterArray(value.array());
-      return Event::beginArray;
-    case ValueKind::set:
-      enterArray(sortedMembersOf(value.set()));
-      return Event::beginArray;
-    default:
-      return Event::leaf;
+    case ValueKind::dictionary: enterDictionary(value.dictionary()); return Event::beginDictionary;
+    case ValueKind::array: enterArray(value.array()); return Event::beginArray;
+    case ValueKind::set: enterArray(sortedMembersOf(value.set())); return Event::beginArray;
+    default: return Event::leaf;
   }
 }
 
@@ -101,10 +82,12 @@ void ValueWalk::enterDictionary(Dictionary dictionary) {
   level.isDictionary = true;
   level.entries.reserve(dictionary.size());
   for (const auto& entry : dictionary) {
-    if (entry.first.text() == nullptr) throw writeError("its key " + entry.first.description() + " is no text");
+    if (entry.first.text() == nullptr)
+      throw writeError("its key " + entry.first.description() + " is no text");
     level.entries.push_back(&entry);
   }
-  std::ranges::sort(level.entries, {}, [](const auto* entry) { return std::string_view(*entry->first.text()); });
+  std::ranges::sort(level.entries, {},
+                    [](const auto* entry) { return std::string_view(*entry->first.text()); });
   level.dictionary = std::move(dictionary);
   levels_.push_back(std::move(level));
 }
@@ -135,7 +118,8 @@ NSError ValueWalk::writeError(std::string_view problem) const {
   std::string description = path.empty() ? "The value" : "The value at \"" + path + '"';
   description += " cannot be written: ";
   description += problem;
-  return {std::string(NSCocoaErrorDomain), NSPropertyListWriteInvalidError,
+  return {std::string(NSCocoaErrorDomain),
+          NSPropertyListWriteInvalidError,
           {{NSLocalizedDescriptionKey, description}}};
 }
 
@@ -143,18 +127,12 @@ NSError ValueWalk::kindError() const { return writeError("it is " + nameOfKind(v
 
 void sendEvent(const ValueWalk& walk, ValueWalk::Event event, StructureSink& sink) {
   switch (event) {
-    case ValueWalk::Event::beginDictionary:
-      return sink.beginDictionary();
-    case ValueWalk::Event::key:
-      return sink.key(walk.key());
-    case ValueWalk::Event::endDictionary:
-      return sink.endDictionary();
-    case ValueWalk::Event::beginArray:
-      return sink.beginArray();
-    case ValueWalk::Event::endArray:
-      return sink.endArray();
-    case ValueWalk::Event::leaf:
-      return sendLeaf(walk, sink);
+    case ValueWalk::Event::beginDictionary: return sink.beginDictionary();
+    case ValueWalk::Event::key: return sink.key(walk.key());
+    case ValueWalk::Event::endDictionary: return sink.endDictionary();
+    case ValueWalk::Event::beginArray: return sink.beginArray();
+    case ValueWalk::Event::endArray: return sink.endArray();
+    case ValueWalk::Event::leaf: return sendLeaf(walk, sink);
   }
 }
 

@@ -14,7 +14,8 @@
 
 namespace QVFoundation::detail {
 
-/// Walks over a value and all that is nested in it, in order and without recursion, for those who write it down.
+/// Walks over a value and all that is nested in it, in order and without recursion, for those who write it
+/// down.
 ///
 /// ```cpp
 /// ValueWalk walk(value);
@@ -40,8 +41,8 @@ public:
   /// How many containers are open, one that just begins included.
   [[nodiscard]] std::size_t depth() const noexcept { return levels_.size(); }
 
-  /// `NSPropertyListWriteInvalidError` that names the place, such as `The value at "people[3].born" cannot be written:
-  /// …`.
+  /// `NSPropertyListWriteInvalidError` that names the place, such as `The value at "people[3].born" cannot be
+  /// written: …`.
   [[nodiscard]] NSError writeError(std::string_view problem) const;
   /// The same for a value of a kind that cannot be written at all: "it is a date".
   [[nodiscard]] NSError kindError() const;
@@ -56,7 +57,9 @@ private:
     Dictionary dictionary;  // keeps alive what the entries point to
     std::vector<const Dictionary::value_type*> entries;
 
-    [[nodiscard]] std::size_t size() const noexcept { return isDictionary ? entries.size() : elements.size(); }
+    [[nodiscard]] std::size_t size() const noexcept {
+      return isDictionary ? entries.size() : elements.size();
+    }
     [[nodiscard]] const Dictionary::value_type& current() const noexcept { return *entries[index]; }
     void appendPath(std::string& path) const;
   };

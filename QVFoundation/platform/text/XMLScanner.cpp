@@ -11,6 +11,8 @@ namespace QVFoundation::detail {
 namespace {
 
 constexpr std::string_view blanks = " \t\r\n";
+constexpr std::string_view startOfComment = "<!--";
+constexpr std::string_view startOfData = "<![CDATA[";
 constexpr std::string_view endOfName = " \t\r\n/><='\"&";
 
 struct Entity {
@@ -24,7 +26,8 @@ char32_t numericReference(std::string_view name) {
   const bool isHexadecimal = name.starts_with("#x");
   name.remove_prefix(isHexadecimal ? 2 : 1);
   std::uint32_t number = 0;
-  const auto parsed = std::from_chars(name.data(), name.data() + name.size(), number, isHexadecimal ? 16 : 10);
+  const auto parsed =
+      std::from_chars(name.data(), name.data() + name.size(), number, isHexadecimal ? 16 : 10);
   const bool isWhole = !name.empty() && parsed.ec == std::errc() && parsed.ptr == name.data() + name.size();
   return isWhole && isValidCodePoint(number) ? number : U'\0';
 }
@@ -71,15 +74,15 @@ XMLScanner::Tag XMLScanner::nextTag() {
 }
 
 std::string XMLScanner::textContent() {
-  constexpr std::string_view startOfData = "<![CDATA[";
   std::string out;
   while (at_ < text_.size()) {
     const std::size_t start = at_;
-    if (isAt("<!--")) {
+    if (isAt(startOfComment)) {
       skipComment();
     } else if (isAt(startOfData)) {
-      skipPast("]]>", "a CDATA section does not end");
-      appendWithLineFeeds(out, text_.substr(start + startOfData.size(), at_ - 3 - start - startOfData.size()));
+      skipPast(startOfData.size(), "]]>", "a CDATA section does not end");
+      appendWithLineFeeds(out,
+                          text_.substr(start + startOfData.size(), at_ - 3 - start - startOfData.size()));
     } else if (isAt("<")) {
       break;
     } else if (isAt("&")) {
@@ -100,26 +103,22 @@ bool XMLScanner::isAtEnd() {
 
 void XMLScanner::skipBlanks() noexcept { at_ = std::min(text_.find_first_not_of(blanks, at_), text_.size()); }
 
-void XMLScanner::skipPast(std::string_view end, std::string_view problem) {
-  const std::size_t found = text_.find(end, at_);
+/// Skips what has a beginning of that length and an end.
+void XMLScanner::skipPast(std::size_t beginning, std::string_view end, std::string_view problem) {
+  const std::size_t found = text_.find(end, at_ + beginning);
   if (found == text_.npos) fail(at_, problem);
   at_ = found + end.size();
 }
 
-void XMLScanner::skipComment() {
-  const std::size_t start = at_;
-  at_ += 4;
-  if (isAt(">") || isAt("->")) fail(start, "a comment does not end");  // "<!-->" is none.
-  skipPast("-->", "a comment does not end");
-}
+void XMLScanner::skipComment() { skipPast(startOfComment.size(), "-->", "a comment does not end"); }
 
 /// Skips what says nothing; false where there is no more of it.
 bool XMLScanner::skipAside() {
   skipBlanks();
-  if (isAt("<!--")) {
+  if (isAt(startOfComment)) {
     skipComment();
   } else if (isAt("<?")) {
-    skipPast("?>", "an instruction does not end");
+    skipPast(2, "?>", "an instruction does not end");
   } else if (isAt("<!DOCTYPE")) {
     skipDocumentType();
   } else {
@@ -133,7 +132,7 @@ void XMLScanner::skipDocumentType() {
   const std::size_t start = at_;
   std::size_t depth = 0;
   while (at_ < text_.size()) {
-    if (isAt("<!--")) {
+    if (isAt(startOfComment)) {
       skipComment();
       continue;
     }
@@ -170,7 +169,8 @@ void XMLScanner::appendReference(std::string& out) {
   const std::string_view name = rest.substr(0, end);
   if (const auto* entity = std::ranges::find(entities, name, &Entity::name); entity != std::end(entities)) {
     out += entity->character;
-  } else if (const char32_t codePoint = name.front() == '#' ? numericReference(name) : U'\0'; codePoint != 0) {
+  } else if (const char32_t codePoint = name.front() == '#' ? numericReference(name) : U'\0';
+             codePoint != 0) {
     appendUTF8(out, codePoint);
   } else {
     fail(at_, "an unknown reference &" + std::string(name) + ";");

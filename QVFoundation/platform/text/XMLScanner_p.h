@@ -6,8 +6,8 @@
 
 namespace QVFoundation::detail {
 
-/// Takes the XML of a property list apart into tags and texts. It knows what such files contain: no namespaces, no
-/// entities but the five of XML, attributes only to skip them.
+/// Takes the XML of a property list apart into tags and texts. It knows what such files contain: no
+/// namespaces, no entities but the five of XML, attributes only to skip them.
 ///
 /// Threads: one thread.
 /// Errors:  what is no such XML is an `NSError` that names line and column.
@@ -36,9 +36,11 @@ public:
   [[noreturn]] void fail(std::size_t offset, std::string_view problem) const;
 
 private:
-  [[nodiscard]] bool isAt(std::string_view token) const noexcept { return text_.substr(at_).starts_with(token); }
+  [[nodiscard]] bool isAt(std::string_view token) const noexcept {
+    return text_.substr(at_).starts_with(token);
+  }
   void skipBlanks() noexcept;
-  void skipPast(std::string_view end, std::string_view problem);
+  void skipPast(std::size_t beginning, std::string_view end, std::string_view problem);
   void skipComment();
   bool skipAside();
   void skipDocumentType();

@@ -26,6 +26,8 @@ constexpr const char* centralEurope = "CET-1CEST,M3.5.0,M10.5.0/3";
 constexpr const char* newfoundland = "NST3:30NDT,M3.2.0,M11.1.0";
 constexpr const char* nepal = "<+0545>-5:45";
 
+// NOLINTBEGIN(concurrency-mt-unsafe): the tests change their environment while they have one thread only.
+
 /// Sets the time zone of the process for a scope.
 class ProcessTimeZone {
 public:
@@ -45,6 +47,8 @@ private:
 
   std::optional<std::string> before_;
 };
+
+// NOLINTEND(concurrency-mt-unsafe)
 
 std::string textOf(const TimestampFormatter& formatter, system_clock::time_point when) {
   std::string text;
@@ -125,8 +129,10 @@ TEST(TimestampFormatter, servesManyThreads) {
   const ProcessTimeZone laterTimeZone("UTC0");
   const TimestampFormatter universal;
   const sys_seconds start = floor<days>(system_clock::now());
+  constexpr int threadCount = 4;
   std::vector<std::jthread> threads;
-  for (int thread = 0; thread < 4; ++thread) {
+  threads.reserve(threadCount);
+  for (int thread = 0; thread < threadCount; ++thread) {
     threads.emplace_back([&] {
       for (int i = 0; i < 2'000; ++i) {
         const system_clock::time_point when = start + milliseconds(i * 100);

@@ -111,6 +111,7 @@ TEST(NSLog, keepsTheLinesOfThreadsApart) {
   StandardErrorCapture standardError;
   {
     std::vector<std::jthread> writers;
+    writers.reserve(threads);
     for (int i = 0; i < threads; ++i) {
       writers.emplace_back([] {
         for (int line = 0; line < linesOfEach; ++line) NSLog("line %d", line);

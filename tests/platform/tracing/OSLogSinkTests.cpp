@@ -120,6 +120,7 @@ TEST_F(SinkTest, canBeReplacedWhileOthersLogWithoutLosingAnEntry) {
   const SinkInPlace<RecordingSink> first;
   {
     std::vector<std::jthread> logging;
+    logging.reserve(threads);
     for (int i = 0; i < threads; ++i) {
       logging.emplace_back([this] {
         for (int entry = 0; entry < entriesOfEach; ++entry) log("entry");
