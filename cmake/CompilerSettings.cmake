@@ -21,6 +21,11 @@ target_compile_options(qv_settings INTERFACE
   $<$<BOOL:${QV_WARNINGS_AS_ERRORS}>:-Werror>
 )
 
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  # GCC bug 105651: with -O2 the compiler takes replacing a part of a std::string for an overlapping copy.
+  target_compile_options(qv_settings INTERFACE -Wno-restrict)
+endif()
+
 if(QV_BUILD_FUZZERS)
   target_compile_options(qv_settings INTERFACE -fsanitize=fuzzer-no-link)
 endif()

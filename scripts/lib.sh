@@ -1,6 +1,7 @@
 # What the scripts share. Sourced, never run: it stops at the first failure and moves to the checkout's root.
 # shellcheck shell=bash
 set -euo pipefail
+shopt -s inherit_errexit
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 root=$PWD
 jobs=$(nproc)

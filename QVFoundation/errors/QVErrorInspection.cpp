@@ -6,6 +6,7 @@
 #include "QVFoundation/platform/runtime/CustomNSError.h"
 #include "QVFoundation/platform/runtime/ErrorConversion.h"
 #include "QVFoundation/platform/runtime/NSClass.h"
+#include "QVFoundation/platform/runtime/NSException.h"
 #include "QVFoundation/platform/runtime/TypeName.h"
 #include "QVFoundation/platform/text/Format.h"
 
@@ -60,6 +61,9 @@ std::string debugDescription(const NSError& error) { return longDescription(erro
 std::string fullDescription(const std::exception& exception) {
   if (const auto* error = dynamic_cast<const NSError*>(&exception)) return error->description();
   if (const auto* custom = dynamic_cast<const CustomNSError*>(&exception)) return custom->description();
+  if (const auto* platform = dynamic_cast<const NSException*>(&exception)) {
+    return platform->reason() ? platform->name() + ": " + *platform->reason() : platform->name();
+  }
   return typeName(typeid(exception)) + ": " + exception.what();
 }
 

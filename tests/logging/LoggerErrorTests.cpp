@@ -125,7 +125,7 @@ TEST(QVLogger, logsWhatACallableThrows) {
   const ThrownCase cases[] = {
       {"error", [] { throw error; }, error.description(), "It failed."},
       {"exception", [] { throw std::runtime_error("no %d"); }, "std::runtime_error: no %d", "no %d"},
-      {"platform exception", [] { throw NSException("Name", "Why"); }, "NSException: Why", "Why"},
+      {"platform exception", [] { throw NSException("Name", "Why"); }, "Name: Why", "Why"},
       {"cancellation", [] { throw CancellationError(); }, CancellationError().description(),
        asNSError(CancellationError()).localizedDescription()},
       {"no exception", [] { throw 7; }, asNSError(std::make_exception_ptr(7)).description(),

@@ -34,11 +34,10 @@ TEST(QVObject, describesItselfByItsDebugDictionary) {
   const QVObject object;
   EXPECT_TRUE(object.shortDescription().starts_with("<QVObject: 0x"));
   EXPECT_EQ(object.debugDictionary(), (Dictionary{{"__self__", object.shortDescription()}}));
-  EXPECT_EQ(object.description(), "{\n    \"__self__\" = \"" + object.shortDescription() + "\";\n}");
+  EXPECT_EQ(object.description(), "{\n    __self__ = \"" + object.shortDescription() + "\";\n}");
 
   const Holder holder(7);
-  const std::string want =
-      "{\n    \"__self__\" = \"" + holder.shortDescription() + "\";\n    content = 7;\n}";
+  const std::string want = "{\n    __self__ = \"" + holder.shortDescription() + "\";\n    content = 7;\n}";
   EXPECT_EQ(holder.description(), want);
   EXPECT_EQ(holder.descriptionWithLocale(nullptr, 0), want);
 }
@@ -46,8 +45,7 @@ TEST(QVObject, describesItselfByItsDebugDictionary) {
 TEST(QVObject, isShortFromTheThirdLevelOn) {
   const Holder holder;
   const std::string shortly = holder.shortDescription();
-  EXPECT_EQ(holder.descriptionWithLocale(nullptr, 1),
-            "{\n        \"__self__\" = \"" + shortly + "\";\n    }");
+  EXPECT_EQ(holder.descriptionWithLocale(nullptr, 1), "{\n        __self__ = \"" + shortly + "\";\n    }");
   EXPECT_TRUE(holder.descriptionWithLocale(nullptr, 2).starts_with("{\n"));
   EXPECT_EQ(holder.descriptionWithLocale(nullptr, 3), shortly);
 }

@@ -35,7 +35,7 @@ template <class T>
 class Box final : public BoxNode {
 public:
   template <class U>
-  explicit Box(U&& content) : content_(std::forward<U>(content)) {}
+  Box(std::in_place_t /*tag*/, U&& content) : content_(std::forward<U>(content)) {}
 
   [[nodiscard]] const std::type_info& type() const noexcept override { return typeid(T); }
   [[nodiscard]] const void* content() const noexcept override { return &content_; }

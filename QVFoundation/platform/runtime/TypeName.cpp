@@ -54,11 +54,14 @@ std::string unqualifiedTypeName(const std::type_info& type) {
 }
 
 std::string dottedTypeName(const std::type_info& type) {
-  std::string name = typeName(type);
-  for (auto colons = name.find("::"); colons != std::string::npos; colons = name.find("::", colons)) {
-    name.replace(colons, 2, ".");
+  const std::string name = typeName(type);
+  std::string dotted;
+  std::string_view rest = name;
+  for (auto colons = rest.find("::"); colons != std::string_view::npos; colons = rest.find("::")) {
+    dotted.append(rest.substr(0, colons)).push_back('.');
+    rest.remove_prefix(colons + 2);
   }
-  return name;
+  return dotted.append(rest);
 }
 
 }  // namespace QVFoundation

@@ -128,7 +128,7 @@ public:
   [[nodiscard]] static Value boxed(T&& content) {
     Value value;
     using Box = detail::Box<std::remove_cvref_t<T>>;
-    value.content_ = detail::Ref<const detail::BoxNode>(new Box(std::forward<T>(content)));
+    value.content_ = detail::Ref<const detail::BoxNode>(new Box(std::in_place, std::forward<T>(content)));
     return value;
   }
 
