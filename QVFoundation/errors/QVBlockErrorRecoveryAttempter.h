@@ -16,8 +16,8 @@ namespace QVFoundation {
 ///
 /// Threads: used by one thread at a time.
 /// Ownership: an error owns its attempter, and the attempter owns the last recovery error. A handler that
-/// returns an error
-///   which leads back to the one it recovers from closes a circle; `setRecoveryError({})` opens it again.
+/// returns an error which leads back to the one it recovers from closes a circle; `setRecoveryError({})`
+/// opens it again.
 class QV_EXPORT QVBlockErrorRecoveryAttempter : public NSObject, public QVErrorRecoveryAttempter {
 public:
   static const NSClass& staticClass();

@@ -72,7 +72,7 @@ public:
 
   /// Description and suggestion, and those of the underlying errors in parentheses.
   [[nodiscard]] std::string description() const override;
-  /// The error description, or `description()` where there is none.
+  /// The error description, or the domain where there is none.
   [[nodiscard]] const char* what() const noexcept override;
 
   friend QV_EXPORT bool operator==(const QVCodableError& a, const QVCodableError& b);

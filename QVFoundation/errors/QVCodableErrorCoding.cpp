@@ -10,7 +10,7 @@
 #include "QVFoundation/platform/text/JSON.h"
 #include "QVFoundation/platform/text/StructureSink.h"
 #include "QVFoundation/platform/text/Unicode.h"
-#include "QVFoundation/platform/text/ValueBuilder.h"
+#include "QVFoundation/platform/text/ValueWalk_p.h"
 
 namespace QVFoundation {
 
@@ -62,6 +62,18 @@ const QVCodableError* nextCause(StructureSink& sink, Level& level) {
   return nullptr;
 }
 
+/// The name of a kind that no event stands for; empty for all others.
+std::string_view nameWithoutEvent(ValueKind kind) {
+  switch (kind) {
+    case ValueKind::data: return "data";
+    case ValueKind::date: return "a date";
+    case ValueKind::error: return "an error";
+    case ValueKind::object: return "an object";
+    case ValueKind::boxed: return "of a type of its own";
+    default: return "";
+  }
+}
+
 }  // namespace
 
 void QVCodableError::encode(StructureSink& sink) const {
@@ -78,7 +90,17 @@ void QVCodableError::encode(StructureSink& sink) const {
 
 QVCodableError QVCodableError::decode(const Value& keyed) {
   detail::CodableErrorDecoder decoder;
-  visit(keyed, decoder);
+  detail::ValueWalk walk(keyed);
+  while (const auto event = walk.next()) {
+    const bool isLeaf = event == detail::ValueWalk::Event::leaf;
+    const std::string_view kind = isLeaf ? nameWithoutEvent(walk.value().kind()) : "";
+    // Under a key that records do not have, anything may stand.
+    if (!kind.empty()) {
+      decoder.other(kind);
+    } else {
+      detail::sendEvent(walk, *event, decoder);
+    }
+  }
   return decoder.record();
 }
 

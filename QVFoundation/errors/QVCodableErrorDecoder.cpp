@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <utility>
@@ -26,8 +27,7 @@ constexpr std::array<std::string_view, 9> fieldNames = {
 constexpr std::size_t shownLevels = 6;
 
 NSError decodingError(std::int64_t code, const std::string& text) {
-  return {
-      std::string(NSCocoaErrorDomain), code, {{NSLocalizedDescriptionKey, "Invalid error record: " + text}}};
+  return {NSCocoaErrorDomain, code, {{NSLocalizedDescriptionKey, "Invalid error record: " + text}}};
 }
 
 }  // namespace
@@ -67,11 +67,11 @@ void CodableErrorDecoder::endDictionary() {
     --ignoredDepth_;
     return;
   }
-  if (!levels_.back().hasDomain) failMissing("domain");
-  if (!levels_.back().hasCode) failMissing("code");
-  const QVCodableError record(std::move(levels_.back().fields));
+  Level level = std::move(levels_.back());
   levels_.pop_back();
-  take(record);
+  if (!level.hasDomain) failMissing("domain");
+  if (!level.hasCode) failMissing("code");
+  take(QVCodableError(std::move(level.fields)));
 }
 
 void CodableErrorDecoder::take(const QVCodableError& record) {
@@ -165,13 +165,16 @@ void CodableErrorDecoder::null() {
   }
 }
 
+void CodableErrorDecoder::other(std::string_view kind) {
+  if (!isIgnored()) failType(kind);
+}
+
 void CodableErrorDecoder::failType(std::string_view found) const {
   throw decodingError(NSCoderReadCorruptError, path() + " must not be " + std::string(found) + '.');
 }
 
 void CodableErrorDecoder::failMissing(std::string_view name) const {
-  std::string where = path();
-  where = levels_.size() > 1 ? " in " + where : "";
+  const std::string where = levels_.empty() ? "" : " in " + path();
   throw decodingError(NSCoderValueNotFoundError, '"' + std::string(name) + "\" is missing" + where + '.');
 }
 

@@ -27,6 +27,8 @@ public:
   void real(double value) override;
   void boolean(bool value) override;
   void null() override;
+  /// A value that no event stands for, such as "a date".
+  void other(std::string_view kind);
 
   /// The record, once the tree is complete.
   [[nodiscard]] QVCodableError record() const { return record_.value(); }
@@ -58,6 +60,7 @@ private:
   void take(const QVCodableError& record);
   [[nodiscard]] std::optional<std::string>* textField();
   [[noreturn]] void failType(std::string_view found) const;
+  /// For the record that has just ended and is no level any more.
   [[noreturn]] void failMissing(std::string_view name) const;
   [[nodiscard]] std::string path() const;
 

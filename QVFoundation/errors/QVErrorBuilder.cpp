@@ -14,6 +14,9 @@ const NSClass& QVErrorBuilder::staticClass() {
       NSClass::define<QVErrorBuilder>("QVErrorBuilder", NSObject::staticClass())
           .property("domain", &QVErrorBuilder::domain, &QVErrorBuilder::setDomain)
           .property("code", &QVErrorBuilder::code, &QVErrorBuilder::setCode)
+          .property(
+              "userInfo", [](const QVErrorBuilder& builder) { return builder.userInfo(); },
+              &QVErrorBuilder::setUserInfo)
           .property("localizedDescription", &QVErrorBuilder::localizedDescription,
                     &QVErrorBuilder::setLocalizedDescription)
           .property("localizedRecoverySuggestion", &QVErrorBuilder::localizedRecoverySuggestion,

@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <memory>
 #include <string>
-#include <utility>
 
 #include "QVFoundation/errors/QVBlockErrorRecoveryAttempter.h"
 #include "QVFoundation/errors/QVErrorKeys.h"
@@ -16,13 +15,13 @@ namespace QVFoundation {
 
 namespace {
 
-NSError describedError(std::string domain, std::int64_t code, OptionalText description) {
-  return {std::move(domain), code, {{NSLocalizedDescriptionKey, description}}};
+NSError describedError(std::string_view domain, std::int64_t code, OptionalText description) {
+  return {domain, code, {{NSLocalizedDescriptionKey, description}}};
 }
 
 std::optional<NSError> statusError(std::string_view domain, std::int64_t code, OptionalText description) {
   if (code == 0) return {};
-  return describedError(std::string(domain), code, description);
+  return describedError(domain, code, description);
 }
 
 std::optional<std::string> ownedText(OptionalText text) {
@@ -72,12 +71,11 @@ std::optional<NSError> cocoaError(std::int64_t code, OptionalText description) {
   return statusError(NSCocoaErrorDomain, code, description);
 }
 
-NSError userCancelledError() { return {std::string(NSCocoaErrorDomain), NSUserCancelledError}; }
+NSError userCancelledError() { return {NSCocoaErrorDomain, NSUserCancelledError}; }
 
 NSError appError(std::int64_t code, OptionalText description) {
-  auto identifier = NSBundle::mainBundle()->bundleIdentifier();
-  return describedError(identifier ? *std::move(identifier) : std::string(NSCocoaErrorDomain), code,
-                        description);
+  const auto identifier = NSBundle::mainBundle()->bundleIdentifier();
+  return describedError(identifier ? *identifier : NSCocoaErrorDomain, code, description);
 }
 
 NSError errorWithDescription(OptionalText description) { return appError(-1, description); }
@@ -88,8 +86,8 @@ NSError localizedError(std::string_view text, OptionalText /*comment*/) {
 
 NSError errorWithDomain(OptionalText domain, std::int64_t code, OptionalText description,
                         OptionalText recoverySuggestion) {
-  if (!description) return {ownedText(domain), code};
-  return {ownedText(domain),
+  if (!description) return {domain, code};
+  return {domain,
           code,
           {{NSLocalizedDescriptionKey, description},
            {NSLocalizedRecoverySuggestionErrorKey, recoverySuggestion}}};
@@ -101,7 +99,7 @@ NSError errorWithDomain(std::string_view domain, std::int32_t code, std::string_
                         const std::vector<QVRecoveryHandler>& recoveryBlocks) {
   Array blocks;
   for (const auto& block : recoveryBlocks) blocks.append(Value::boxed(block));
-  return {std::string(domain),
+  return {domain,
           code,
           {{NSLocalizedDescriptionKey, description},
            {NSLocalizedRecoverySuggestionErrorKey, recoverySuggestion},
@@ -114,7 +112,7 @@ NSError qv_errorWithDomain(OptionalText domain, std::int64_t code, OptionalText 
                            OptionalText recoverySuggestion, const std::optional<NSError>& underlyingError) {
   const Texts texts = underlyingError ? mergedTexts(description, recoverySuggestion, *underlyingError)
                                       : Texts{ownedText(description), ownedText(recoverySuggestion)};
-  return {ownedText(domain),
+  return {domain,
           code,
           {{NSLocalizedDescriptionKey, texts.description},
            {NSLocalizedRecoverySuggestionErrorKey, texts.suggestion},

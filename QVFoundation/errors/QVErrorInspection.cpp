@@ -42,6 +42,7 @@ bool isUserCancelledError(const std::exception& exception) {
 }
 
 bool isUserCancelledError(const std::exception_ptr& exception) {
+  if (!exception) return false;
   try {
     std::rethrow_exception(exception);
   } catch (const std::exception& caught) {
@@ -68,6 +69,7 @@ std::string fullDescription(const std::exception& exception) {
 }
 
 std::string fullDescription(const std::exception_ptr& exception) {
+  if (!exception) return "(null)";
   try {
     std::rethrow_exception(exception);
   } catch (const std::exception& caught) {

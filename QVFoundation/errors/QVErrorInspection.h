@@ -19,6 +19,7 @@ namespace QVFoundation {
 [[nodiscard]] QV_EXPORT bool isUserCancelledError(const NSError& error);
 /// The same of anything that was thrown; true also for `CancellationError`.
 [[nodiscard]] QV_EXPORT bool isUserCancelledError(const std::exception& exception);
+/// Null, the exception of a result that has a value, is no cancellation.
 [[nodiscard]] QV_EXPORT bool isUserCancelledError(const std::exception_ptr& exception);
 
 /// "<NSError: 0x5581… domain=NSPOSIXErrorDomain code=2 userInfo={…}>", for a debugger.
@@ -26,7 +27,7 @@ namespace QVFoundation {
 [[nodiscard]] QV_EXPORT std::string debugDescription(const NSError& error);
 
 /// What a thrown value says of itself: errors with domain, code, user info and causes, other exceptions by
-/// type and text.
+/// type and text, a null pointer "(null)".
 [[nodiscard]] QV_EXPORT std::string fullDescription(const std::exception& exception);
 [[nodiscard]] QV_EXPORT std::string fullDescription(const std::exception_ptr& exception);
 

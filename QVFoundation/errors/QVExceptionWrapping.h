@@ -4,15 +4,13 @@
 #include <exception>
 #include <functional>
 #include <optional>
+#include <source_location>
 #include <string_view>
 #include <type_traits>
 #include <utility>
 
-#include "QVFoundation/errors/QVErrorConstructors.h"
-#include "QVFoundation/errors/QVErrorInspection.h"
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/runtime/ErrorConversion.h"
-#include "QVFoundation/platform/runtime/FatalError.h"
 #include "QVFoundation/platform/runtime/NSError.h"
 #include "QVFoundation/platform/runtime/NSException.h"
 #include "QVFoundation/platform/runtime/Result.h"
@@ -46,34 +44,39 @@ template <std::invocable<std::optional<NSError>*> Callable>
   return returned;
 }
 
-/// Returns what a callable returns; whatever it throws is thrown as an `NSError`.
+/// Returns what a callable returns; whatever it throws, platform exceptions included, is thrown as an
+/// `NSError`.
 template <std::invocable Callable>
 std::invoke_result_t<Callable> QVThrowExceptions(Callable&& callable) {
-  using Returned = std::invoke_result_t<Callable>;
-  auto result = Result<Returned>::failure(errorWithDescription(""));
-  const auto error = QVWrapExceptionInErrorOrReturnError([&](std::optional<NSError>* thrown) {
-    result = Result<Returned>::of(std::forward<Callable>(callable));
-    if (!result) *thrown = result.error();
-  });
-  if (error) throw *error;
-  if constexpr (!std::is_void_v<Returned>) return std::move(result).value();
-}
-
-/// Returns what a callable returns. An exception is a programming error and ends the process with the message
-/// and all that is known of the exception.
-template <std::invocable Callable>
-std::invoke_result_t<Callable> QVAssertNoError(Callable&& callable, std::string_view message) {
   try {
     return std::invoke(std::forward<Callable>(callable));
   } catch (...) {
-    fatalError("Uncaught error: " + std::string(message) + ", " + fullDescription(std::current_exception()));
+    throw asNSError(std::current_exception());
+  }
+}
+
+namespace detail {
+[[noreturn]] QV_EXPORT void endForUncaughtError(std::string_view message, const std::exception_ptr& error,
+                                                std::source_location where) noexcept;
+}
+
+/// Returns what a callable returns. An exception is a programming error and ends the process with the
+/// message, all that is known of the exception, and the caller's place.
+template <std::invocable Callable>
+std::invoke_result_t<Callable> QVAssertNoError(Callable&& callable, std::string_view message,
+                                               std::source_location where = std::source_location::current()) {
+  try {
+    return std::invoke(std::forward<Callable>(callable));
+  } catch (...) {
+    detail::endForUncaughtError(message, std::current_exception(), where);
   }
 }
 
 /// The same for a result that is there already.
 template <class T>
-decltype(auto) QVAssertNoError(Result<T> result, std::string_view message) {
-  return QVAssertNoError([&]() -> T { return static_cast<T>(std::move(result).value()); }, message);
+T QVAssertNoError(Result<T> result, std::string_view message,
+                  std::source_location where = std::source_location::current()) {
+  return QVAssertNoError([&] { return static_cast<T>(std::move(result).value()); }, message, where);
 }
 
 /// Raises `NSInternalInconsistencyException` with the reason "Test exception", for trying out the functions

@@ -24,8 +24,8 @@ template <QVEncodable T>
     JSONWriter writer(text, JSONStyle::pretty);
     value.encode(writer);
     return text;
-  } catch (const std::exception& failure) {
-    return asNSError(failure).localizedDescription();
+  } catch (...) {
+    return asNSError(std::current_exception()).localizedDescription();
   }
 }
 

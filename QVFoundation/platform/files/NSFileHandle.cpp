@@ -115,8 +115,8 @@ void NSFileHandle::writeText(std::string_view text) {
 }
 
 void NSFileHandle::appendLine(std::string_view line) {
-  std::array<char, 2048>
-      buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled as far as it is used
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): filled as far as it is used
+  std::array<char, 2048> buffer;
   std::string longLine;
   std::span<char> whole(buffer);
   if (line.size() + 2 > whole.size()) {

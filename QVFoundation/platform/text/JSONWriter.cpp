@@ -31,7 +31,7 @@ void appendControlCharacter(std::string& out, unsigned char c) {
 void appendEscaped(std::string& out, char c) {
   constexpr std::string_view plain = "\"\\\b\f\n\r\t";
   constexpr std::string_view letters = "\"\\bfnrt";
-  if (const std::size_t index = plain.find(c); index != plain.npos) {
+  if (const std::size_t index = plain.find(c); index != std::string_view::npos) {
     out += '\\';
     out += letters[index];
   } else {
@@ -97,7 +97,7 @@ void JSONWriter::real(double number) {
   beginValue();
   const std::size_t start = out_.size();
   appendNumber(out_, number);
-  if (out_.find_first_of(".e", start) == out_.npos) out_ += ".0";
+  if (out_.find_first_of(".e", start) == std::string::npos) out_ += ".0";
 }
 
 void JSONWriter::boolean(bool truth) {

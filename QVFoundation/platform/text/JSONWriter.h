@@ -24,7 +24,7 @@ enum class JSONStyle {
 /// ```
 ///
 /// Any depth is fine: the writer remembers no more than how deep it stands. Beyond 64 levels the indentation
-/// stops to grow, so that a chain of 100,000 levels has a length in proportion. Bytes that are no UTF-8
+/// stops growing, so that a chain of 100,000 levels has a length in proportion. Bytes that are no UTF-8
 /// become U+FFFD.
 ///
 /// Threads:   one thread at a time.

@@ -21,7 +21,7 @@ namespace QVFoundation::detail {
 /// Binary property lists count seconds from the start of 2001.
 [[nodiscard]] double secondsSince2001(NSDate date) noexcept;
 
-/// To the microsecond, which is what a `double` tells apart. `seconds` must be a number.
-[[nodiscard]] NSDate dateFromSecondsSince2001(double seconds) noexcept;
+/// To the microsecond, which is what a `double` tells apart. `number` must be one.
+[[nodiscard]] NSDate dateFromSecondsSince2001(double number) noexcept;
 
 }  // namespace QVFoundation::detail

@@ -77,7 +77,7 @@ private:
         at_ = std::min(text_.find_first_of("\n\r", at_), text_.size());
       } else if (isAt("/*")) {
         const std::size_t end = text_.find("*/", at_ + 2);
-        if (end == text_.npos) fail(at_, "a comment does not end");
+        if (end == std::string_view::npos) fail(at_, "a comment does not end");
         at_ = end + 2;
       } else {
         return;
@@ -102,7 +102,7 @@ private:
     std::string out;
     while (true) {
       const std::size_t end = text_.find_first_of({special, 2}, at_);
-      if (end == text_.npos) fail(opening, "a text has no closing quote");
+      if (end == std::string_view::npos) fail(opening, "a text has no closing quote");
       out += text_.substr(at_, end - at_);
       at_ = end + 1;
       if (text_[end] == quote) return out;
@@ -115,7 +115,7 @@ private:
     constexpr std::string_view letters = "ntrabfv";
     constexpr std::string_view characters = "\n\t\r\a\b\f\v";
     const char c = at_ < text_.size() ? text_[at_] : '\0';
-    if (const std::size_t index = letters.find(c); index != letters.npos) {
+    if (const std::size_t index = letters.find(c); index != std::string_view::npos) {
       out += characters[index];
       ++at_;
     } else if (c == 'u' || c == 'U') {

@@ -37,7 +37,7 @@ void appendWithLineFeeds(std::string& out, std::string_view text) {
   while (true) {
     const std::size_t end = text.find('\r');
     out += text.substr(0, end);
-    if (end == text.npos) return;
+    if (end == std::string_view::npos) return;
     out += '\n';
     text.remove_prefix(end + (text.substr(end).starts_with("\r\n") ? 2 : 1));
   }
@@ -106,7 +106,7 @@ void XMLScanner::skipBlanks() noexcept { at_ = std::min(text_.find_first_not_of(
 /// Skips what has a beginning of that length and an end.
 void XMLScanner::skipPast(std::size_t beginning, std::string_view end, std::string_view problem) {
   const std::size_t found = text_.find(end, at_ + beginning);
-  if (found == text_.npos) fail(at_, problem);
+  if (found == std::string_view::npos) fail(at_, problem);
   at_ = found + end.size();
 }
 
@@ -150,7 +150,7 @@ void XMLScanner::skipDocumentType() {
 
 void XMLScanner::skipQuoted(char quote) {
   const std::size_t end = text_.find(quote, at_);
-  if (end == text_.npos) fail(at_ - 1, "a quote does not end");
+  if (end == std::string_view::npos) fail(at_ - 1, "a quote does not end");
   at_ = end + 1;
 }
 
@@ -164,7 +164,7 @@ void XMLScanner::appendReference(std::string& out) {
   constexpr std::size_t longestName = 10;
   const std::string_view rest = text_.substr(at_ + 1, longestName + 1);
   const std::size_t end = rest.find(';');
-  if (end == rest.npos || end == 0) fail(at_, "an & that begins no reference");
+  if (end == std::string_view::npos || end == 0) fail(at_, "an & that begins no reference");
 
   const std::string_view name = rest.substr(0, end);
   if (const auto* entity = std::ranges::find(entities, name, &Entity::name); entity != std::end(entities)) {

@@ -65,7 +65,7 @@ const WriteCase writes[] = {
 };
 
 TEST(FileOutput, writesAllOfATextOrSaysWhyNot) {
-  for (const mode_t mode : {S_IFREG, S_IFIFO, S_IFCHR, S_IFSOCK}) {
+  for (const mode_t mode : std::initializer_list<mode_t>{S_IFREG, S_IFIFO, S_IFCHR, S_IFSOCK}) {
     const std::string call = mode == S_IFSOCK ? "send" : "write";
     for (const WriteCase& c : writes) {
       SCOPED_TRACE(c.row);
