@@ -10,27 +10,39 @@ namespace QVFoundation::detail {
 
 namespace {
 
-/// Keeps SIGPIPE from this thread for a scope, and takes back one that was raised meanwhile. One that was
-/// pending before stays pending: it is not ours.
+/// Keeps SIGPIPE from this thread for a scope. One that somebody else has sent stays pending: it is not ours.
 class BrokenPipeGuard {
 public:
-  BrokenPipeGuard() noexcept : wasPending_(isPending()) {
-    sigemptyset(&brokenPipe_);
-    sigaddset(&brokenPipe_, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &brokenPipe_, &previous_);
-  }
+  // Where the signal was let through none can have been pending, so most writes need not ask.
+  BrokenPipeGuard() noexcept
+      : previous_(block()), wasPending_(sigismember(&previous_, SIGPIPE) == 1 && isPending()) {}
   BrokenPipeGuard(const BrokenPipeGuard&) = delete;
   BrokenPipeGuard& operator=(const BrokenPipeGuard&) = delete;
-  ~BrokenPipeGuard() {
-    if (!wasPending_ && isPending()) {
-      const timespec now{};
-      while (sigtimedwait(&brokenPipe_, nullptr, &now) == -1 && errno == EINTR) {
-      }
+  ~BrokenPipeGuard() { pthread_sigmask(SIG_SETMASK, &previous_, nullptr); }
+
+  /// Takes back the signal of a write that found the pipe broken. It is one with a signal that was pending
+  /// before.
+  void takeBack() const noexcept {
+    if (wasPending_) return;
+    const sigset_t signals = brokenPipe();
+    const timespec now{};
+    while (sigtimedwait(&signals, nullptr, &now) == -1 && errno == EINTR) {
     }
-    pthread_sigmask(SIG_SETMASK, &previous_, nullptr);
   }
 
 private:
+  static sigset_t brokenPipe() noexcept {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGPIPE);
+    return signals;
+  }
+  static sigset_t block() noexcept {
+    const sigset_t signals = brokenPipe();
+    sigset_t previous;
+    pthread_sigmask(SIG_BLOCK, &signals, &previous);
+    return previous;
+  }
   static bool isPending() noexcept {
     sigset_t pending;
     sigemptyset(&pending);
@@ -38,9 +50,8 @@ private:
     return sigismember(&pending, SIGPIPE) == 1;
   }
 
-  sigset_t brokenPipe_{};
-  sigset_t previous_{};
-  bool wasPending_;
+  const sigset_t previous_;
+  const bool wasPending_;
 };
 
 /// One write, and the `errno` that it left.
@@ -62,15 +73,20 @@ Outcome writeOnce(int descriptor, OutputKind kind, std::string_view text) noexce
     case OutputKind::stream: {
       const BrokenPipeGuard guard;
       const ssize_t count = systemCalls().write(descriptor, text.data(), text.size());
-      return {count, errno};
+      const int code = errno;
+      if (count < 0 && code == EPIPE) guard.takeBack();
+      return {count, code};
     }
   }
   return {-1, EINVAL};
 }
 
-void waitUntilWritable(int descriptor) noexcept {
+/// Waits until a write would not block. What went wrong, such as memory that is short, must not make the
+/// writer spin.
+std::error_code waitUntilWritable(int descriptor) noexcept {
   pollfd request{descriptor, POLLOUT, 0};
-  systemCalls().poll(&request, 1, -1);
+  if (systemCalls().poll(&request, 1, -1) >= 0 || errno == EINTR) return {};
+  return {errno, std::generic_category()};
 }
 
 }  // namespace
@@ -92,7 +108,7 @@ std::error_code writeAll(int descriptor, OutputKind kind, std::string_view text,
     } else if (count == 0) {
       return std::make_error_code(std::errc::io_error);  // a device that takes nothing and says no reason
     } else if (code == EAGAIN || code == EWOULDBLOCK) {
-      waitUntilWritable(descriptor);
+      if (const auto failure = waitUntilWritable(descriptor)) return failure;
     } else if (code != EINTR) {
       return {code, std::generic_category()};
     }

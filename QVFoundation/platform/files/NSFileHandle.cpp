@@ -67,10 +67,7 @@ int NSFileHandle::openDescriptor(const std::filesystem::path& path, int flags, m
   return descriptor;
 }
 
-int NSFileHandle::fileDescriptor() const noexcept {
-  const UnfairLockGuard guard(lock_);
-  return descriptor_;
-}
+int NSFileHandle::fileDescriptor() const noexcept { return descriptor_.load(std::memory_order_relaxed); }
 
 NSData NSFileHandle::readDataOfLength(std::size_t length) {
   constexpr std::size_t chunk = 64 * 1024;
@@ -95,7 +92,7 @@ std::size_t NSFileHandle::read(std::span<std::byte> buffer) {
     const int code = errno;
     if (code == EAGAIN) {
       pollfd request{fileDescriptor(), POLLIN, 0};
-      detail::systemCalls().poll(&request, 1, -1);
+      if (detail::systemCalls().poll(&request, 1, -1) < 0 && errno != EINTR) fail("read", errno);
     } else if (code != EINTR) {
       fail("read", code);
     }
@@ -109,7 +106,7 @@ void NSFileHandle::writeData(std::span<const std::byte> data) {
 void NSFileHandle::writeText(std::string_view text) {
   const UnfairLockGuard guard(lock_);
   std::size_t written = 0;
-  if (const auto failure = detail::writeAll(descriptor_, outputKind(), text, written)) {
+  if (const auto failure = detail::writeAll(fileDescriptor(), outputKind(), text, written)) {
     fail("write to", failure.value());
   }
 }
@@ -131,7 +128,7 @@ void NSFileHandle::appendLine(std::string_view line) {
   const UnfairLockGuard guard(lock_);
   const std::string_view text = std::string_view(whole.data(), line.size() + 2).substr(lineIsCut_ ? 0 : 1);
   std::size_t written = 0;
-  const auto failure = detail::writeAll(descriptor_, outputKind(), text, written);
+  const auto failure = detail::writeAll(fileDescriptor(), outputKind(), text, written);
   if (written > 0) lineIsCut_ = text[written - 1] != '\n';
   if (failure) fail("write to", failure.value());
 }
@@ -139,27 +136,32 @@ void NSFileHandle::appendLine(std::string_view line) {
 // A descriptor that belongs to somebody else may be led elsewhere at any time (dup2), so it is looked at for
 // each write.
 detail::OutputKind NSFileHandle::outputKind() const noexcept {
-  return closeOnRelease_ == CloseOnRelease::yes ? outputKind_ : detail::outputKindOf(descriptor_);
+  return closeOnRelease_ == CloseOnRelease::yes ? outputKind_ : detail::outputKindOf(fileDescriptor());
 }
 
 void NSFileHandle::synchronizeFile() {
   while (detail::systemCalls().sync(fileDescriptor()) != 0) {
+    if (errno == EINVAL) return;  // nothing that could be synchronized (fsync(2))
     if (errno != EINTR) fail("synchronize", errno);
   }
 }
 
 void NSFileHandle::closeFile() {
+  if (closeOnRelease_ == CloseOnRelease::no && fileDescriptor() <= STDERR_FILENO) return;
   int descriptor = -1;
   {
     const UnfairLockGuard guard(lock_);
-    descriptor = std::exchange(descriptor_, -1);
+    descriptor = descriptor_.exchange(-1, std::memory_order_relaxed);
   }
   // Not repeated when interrupted: on Linux the descriptor is gone all the same (close(2)).
   if (descriptor >= 0) detail::systemCalls().close(descriptor);
 }
 
 void NSFileHandle::fail(std::string_view action, int code) const {
-  const std::string file = path_.empty() ? "the file handle" : "“" + path_.string() + "”";
+  const int descriptor = fileDescriptor();
+  std::string file =
+      descriptor < 0 ? "the closed file handle" : "file descriptor " + std::to_string(descriptor);
+  if (!path_.empty()) file = "“" + path_.string() + "”";
   throw NSException(NSFileHandleOperationException, "Could not " + std::string(action) + ' ' + file + ": " +
                                                         std::generic_category().message(code));
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <filesystem>
 #include <memory>
@@ -22,11 +23,14 @@ enum class OutputKind;
 
 /// A file descriptor as an object.
 ///
-/// Threads: safe from any thread; one write goes out whole before the next begins.
+/// Threads: safe from any thread; one write goes out whole before the next begins, and closing waits for it.
+/// Reading waits for no write. Nobody may still be reading when the handle is closed: another file may get
+/// the number at once.
 /// Ownership: closes its descriptor when it is released, if it was told to at its making; the standard
-/// handles never do. Errors: what cannot be read or written raises `NSException` named
-/// `NSFileHandleOperationException`, whose reason names the
-///   file and what the system said. A broken pipe is such an error, never a signal to the process.
+/// handles never do.
+/// Errors: what cannot be read or written raises `NSException` named `NSFileHandleOperationException`, whose
+/// reason names the file and what the system said. A broken pipe is such an error, never a signal to the
+/// process.
 class QV_EXPORT NSFileHandle : public NSObject {
 public:
   enum class CloseOnRelease { no, yes };
@@ -57,9 +61,11 @@ public:
   void writeData(std::span<const std::byte> data);
   void writeText(std::string_view text);
 
-  /// Returns when all that was written has reached the device.
+  /// Returns when all that was written has reached the device, at once where there is none, as behind a pipe.
   void synchronizeFile();
-  /// Closes the descriptor, whoever owns it. Closing twice is harmless.
+  /// Closes the descriptor, whoever owns it. Closing twice is harmless. Borrowed standard descriptors stay
+  /// open: others use them, and the next file that is opened would get the number and all that is printed to
+  /// it.
   void closeFile();
 
   [[nodiscard]] Dictionary debugDictionary() const override;
@@ -79,7 +85,7 @@ private:
   [[noreturn]] void fail(std::string_view action, int code) const;
 
   mutable UnfairLock lock_;
-  int descriptor_ QV_GUARDED_BY(lock_);
+  std::atomic<int> descriptor_;  // changed under lock_, read without it: a write may wait for ever
   bool lineIsCut_ QV_GUARDED_BY(lock_) = false;
   const CloseOnRelease closeOnRelease_;
   const detail::OutputKind outputKind_;

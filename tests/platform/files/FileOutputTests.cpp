@@ -86,6 +86,18 @@ TEST(FileOutput, writesAllOfATextOrSaysWhyNot) {
   }
 }
 
+TEST(FileOutput, doesNotSpinWhereWaitingFails) {
+  ScriptedCalls system;
+  detail::systemCalls().poll = [](pollfd*, nfds_t, int) { return errno = ENOMEM, -1; };
+  NSFileHandle handle(ScriptedCalls::descriptor, NSFileHandle::CloseOnRelease::no, "/logs/today.log");
+  system.steps = {fails(EAGAIN)};
+  EXPECT_EQ(reasonOf([&] { handle.writeText("text"); }),
+            "Could not write to “/logs/today.log”: " + textOf(ENOMEM));
+  system.steps = {fails(EAGAIN)};
+  EXPECT_EQ(reasonOf([&] { static_cast<void>(handle.readDataOfLength(4)); }),
+            "Could not read “/logs/today.log”: " + textOf(ENOMEM));
+}
+
 struct CutCase {
   const char* row;
   Steps steps;  // for the line "one" and, where they are left, for the line "two"
@@ -151,8 +163,9 @@ protected:
   ~BrokenPipes() override { std::signal(SIGPIPE, previous_); }
 
   static void expectBrokenPipe(NSFileHandle& handle) {
-    EXPECT_EQ(reasonOf([&] { handle.writeText("text"); }),
-              "Could not write to the file handle: " + textOf(EPIPE));
+    EXPECT_EQ(reasonOf([&] { handle.writeText("text"); }), "Could not write to file descriptor " +
+                                                               std::to_string(handle.fileDescriptor()) +
+                                                               ": " + textOf(EPIPE));
   }
   static sigset_t mask() {
     sigset_t mask;
@@ -195,6 +208,22 @@ TEST_P(BrokenPipes, leaveASignalThatWasPendingBefore) {
   EXPECT_FALSE(isPending());
   expectBrokenPipe(handle);  // a signal that is blocked but not pending is taken back
   EXPECT_FALSE(isPending());
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+TEST_P(BrokenPipes, leaveASignalThatSomebodySendsDuringAGoodWrite) {
+  sigset_t before;
+  pthread_sigmask(SIG_BLOCK, &brokenPipe_, &before);
+  {
+    const ScriptedCalls system(S_IFIFO);
+    detail::systemCalls().write = [](int, const void*, std::size_t size) {
+      kill(getpid(), SIGPIPE);
+      return static_cast<ssize_t>(size);
+    };
+    NSFileHandle(ScriptedCalls::descriptor).writeText("text");
+  }
+  const timespec now{};
+  EXPECT_EQ(sigtimedwait(&brokenPipe_, nullptr, &now), SIGPIPE);
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 

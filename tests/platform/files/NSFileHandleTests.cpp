@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -126,6 +127,45 @@ TEST(NSFileHandle, saysWhatFailedOnceItIsClosed) {
       EXPECT_EQ(exception.reason(), std::string("Could not ") + c.row + ": Bad file descriptor");
     }
   }
+}
+
+/// Sends back all that it gets, and gets no more while nobody takes that.
+void echo(int descriptor) {
+  std::array<char, 4096> buffer{};
+  NSFileHandle handle(descriptor, CloseOnRelease::yes);
+  for (ssize_t size = 0; (size = read(descriptor, buffer.data(), buffer.size())) > 0;) {
+    handle.writeText({buffer.data(), static_cast<std::size_t>(size)});
+  }
+}
+
+TEST(NSFileHandle, readsWhileAWriteWaitsForTheReader) {
+  constexpr std::size_t size = 4'000'000;  // more than both directions of a socket hold
+  std::array<int, 2> ends{};
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
+  NSFileHandle handle(ends[0]);
+  const std::jthread other([&] { echo(ends[1]); });
+  {
+    const std::jthread writer([&] { handle.writeText(std::string(size, 'x')); });
+    EXPECT_EQ(handle.readDataOfLength(size).size(), size);
+  }
+  handle.closeFile();
+}
+
+TEST(NSFileHandle, keepsTheStandardDescriptorsOpen) {
+  const int spare = dup(STDOUT_FILENO);
+  const auto& handle = NSFileHandle::standardOutput();
+  handle->closeFile();
+  EXPECT_TRUE(isOpen(STDOUT_FILENO));
+  EXPECT_EQ(handle->fileDescriptor(), STDOUT_FILENO);
+  dup2(spare, STDOUT_FILENO);
+  close(spare);
+}
+
+TEST(NSFileHandle, hasNothingToSynchronizeBehindAPipe) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+  NSFileHandle reading(ends[0], CloseOnRelease::yes);
+  NSFileHandle(ends[1], CloseOnRelease::yes).synchronizeFile();
 }
 
 TEST(NSFileHandle, textsOfSeveralThreadsDoNotMix) {
