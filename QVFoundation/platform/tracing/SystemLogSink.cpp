@@ -54,6 +54,19 @@ std::string field(std::string_view name, std::string_view value) {
   return text;
 }
 
+// A datagram that is larger than the socket's buffer, usually 208 KiB, would be lost without a word.
+constexpr std::size_t longestSyslogText = 64UL * 1024;
+
+/// Cuts a text that is too long, in front of a character, and says how much is missing.
+void cutToFit(std::string& text) {
+  if (text.size() <= longestSyslogText) return;
+  std::size_t end = longestSyslogText;
+  while (end > longestSyslogText - 3 && (text[end] & 0xC0) == 0x80) --end;
+  const std::size_t missing = text.size() - end;
+  text.resize(end);
+  text.append("… (").append(std::to_string(missing)).append(" more bytes)");
+}
+
 void appendWithoutNul(std::string& text, std::string_view piece) {
   for (const char c : piece) {
     if (c == '\0') {
@@ -92,6 +105,7 @@ std::string syslogTextOf(const OSLogEntry& entry) {
   appendWithoutNul(text, entry.category);
   text += "] ";
   appendWithoutNul(text, entry.message);
+  cutToFit(text);
   return text;
 }
 

@@ -12,7 +12,7 @@ namespace QVFoundation::detail {
 /// since services start, stop and come back.
 ///
 /// Threads: any.
-/// Errors:  `write` throws `std::system_error` if the journal refuses an entry, or if nobody listens to
+/// Errors: `write` throws `std::system_error` if the journal refuses an entry, or if nobody listens to
 /// syslog.
 class QV_TEST_EXPORT SystemLogSink final : public OSLogSink {
 public:
@@ -23,7 +23,7 @@ public:
 [[nodiscard]] QV_TEST_EXPORT std::array<std::string, 6> journalFieldsOf(const OSLogEntry& entry);
 
 /// An entry as text of one piece: "[subsystem:category] message". NUL, at which syslog(3) would stop, becomes
-/// U+FFFD.
+/// U+FFFD. Of more than 64 KiB the rest is left out, and its size is said at the end.
 [[nodiscard]] QV_TEST_EXPORT std::string syslogTextOf(const OSLogEntry& entry);
 
 /// The priority of syslog(3) that stands for a type; the journal uses the same numbers.

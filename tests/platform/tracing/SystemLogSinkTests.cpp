@@ -49,6 +49,24 @@ TEST(SystemLogSink, tellsSyslogTheSourceInFrontOfTheMessage) {
             "[player:import] a\uFFFDb");
 }
 
+TEST(SystemLogSink, tellsSyslogHowMuchOfALongMessageIsMissing) {
+  constexpr std::size_t room = 65'536 - std::string_view("[player:import] ").size();
+  const std::string fits(room, 'x');
+  EXPECT_EQ(detail::syslogTextOf(entryOf(OSLogType::info, fits)), "[player:import] " + fits);
+  EXPECT_EQ(detail::syslogTextOf(entryOf(OSLogType::info, fits.substr(1) + "ä!")),
+            "[player:import] " + fits.substr(1) + "… (3 more bytes)");
+}
+
+TEST(SystemLogSink, losesNoLongMessage) {
+  const auto received = withPrivateSystemFolders([] {
+    const DatagramSocket syslogService(_PATH_LOG);
+    SystemLogSink().write(entryOf(OSLogType::error, std::string(5'000'000, 'x')));
+    return syslogService.receive();
+  });
+  if (!received) GTEST_SKIP() << "needs the right to mount";
+  EXPECT_THAT(*received, StartsWith("<11>"));
+}
+
 #ifdef QV_HAVE_JOURNAL
 
 TEST(SystemLogSink, sendsOneWholeEntryToTheJournal) {
