@@ -173,7 +173,7 @@ TEST(QVLogger, dropsAnAbsentLineButCountsIt) {
 
 TEST(QVLogger, callsADebugBlockOnlyWhereItsTextIsWanted) {
   KeptLog log(std::make_shared<QVLogLevelFilter>());
-  int calls = 0;
+  std::size_t calls = 0;
   const auto logBlocks = [&] {
     log.logger.logDebugBlock([&] { return std::string(++calls, 'x'); });
     log.logger.logDebugBlock([&]() -> std::optional<std::string> { return ++calls, std::nullopt; });
