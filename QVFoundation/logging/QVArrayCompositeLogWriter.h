@@ -18,8 +18,8 @@ namespace QVFoundation {
 /// Elements that are no writers are skipped, and so are other lists.
 ///
 /// Threads: safe from any thread. A lock is held while a line goes out, so that it reaches all elements
-/// before the next. Errors: an element that throws is reported on standard error; the others still get the
-/// line.
+/// before the next.
+/// Errors: an element that throws is reported on standard error; the others still get the line.
 class QV_EXPORT QVArrayCompositeLogWriter : public NSObject, public QVLogWriter {
 public:
   explicit QVArrayCompositeLogWriter(std::vector<std::shared_ptr<QVLogWriter>> writers);

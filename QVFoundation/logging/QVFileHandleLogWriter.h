@@ -16,8 +16,7 @@ namespace QVFoundation {
 /// A line is in the file (or in the kernel's hands) when `logMessage` returns; nothing is buffered here.
 ///
 /// Threads: safe from any thread. A line is written under the handle's own lock and in one piece, so loggers
-/// that share a
-///   handle never interleave parts of lines.
+/// that share a handle never interleave parts of lines.
 /// Ownership: a handle made for a path closes its descriptor when it is released; standard output stays open.
 /// Errors: a line that cannot be written (full disk, closed descriptor, broken pipe) is lost and said so on
 /// standard error.

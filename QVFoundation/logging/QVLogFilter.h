@@ -21,8 +21,7 @@ class LevelGate;
 /// that looks at the text declares none.
 ///
 /// Threads: called on whatever thread logs, while the logger holds its lock; one filter may serve several
-/// loggers at once.
-///   A filter must not log through a logger that it serves.
+/// loggers at once. A filter must not log through a logger that it serves.
 class QV_EXPORT QVLogFilter {
 public:
   QVLogFilter(const QVLogFilter&) = delete;

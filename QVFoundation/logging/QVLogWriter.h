@@ -10,9 +10,8 @@ namespace QVFoundation {
 /// Puts finished lines somewhere: a file, the system log, several writers at once.
 ///
 /// Threads: called on whatever thread logs. A logger calls its writer while it holds its own lock, so one
-/// logger's lines
-///   arrive one at a time; a writer that serves several loggers brings a lock of its own. For the same reason
-///   a writer must not log through a logger that writes to it.
+/// logger's lines arrive one at a time; a writer that serves several loggers brings a lock of its own. For
+/// the same reason a writer must not log through a logger that writes to it.
 /// Errors: what a writer throws is reported on standard error; whoever logs never hears of it.
 class QV_EXPORT QVLogWriter {
 public:

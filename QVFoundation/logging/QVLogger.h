@@ -44,12 +44,10 @@ namespace QVFoundation {
 /// A logger without a filter writes nothing. A line that the filter drops by its level is never formatted.
 ///
 /// Threads: any thread may log, and exchange the parts, at any time. Lines are formatted without a lock;
-/// filter and writer
-///   are called under the logger's own lock, one line at a time, in the order in which the threads took it.
-///   So a filter or a writer must not log through the same logger.
+/// filter and writer are called under the logger's own lock, one line at a time, in the order in which the
+/// threads took it. So a filter or a writer must not log through the same logger.
 /// Errors: logging reports nothing to who logs, and keeps `errno`. What formatter, filter or writer throw
-/// goes to standard
-///   error, together with the message.
+/// goes to standard error, together with the message.
 class QV_EXPORT QVLogger : public NSObject {
 public:
   static const NSClass& staticClass();

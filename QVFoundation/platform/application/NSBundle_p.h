@@ -36,7 +36,7 @@ private:
 
 /// Makes another bundle the main one for a scope, for tests.
 ///
-/// Threads:   other threads may use the main bundle meanwhile. Scopes of this kind must end in reverse order.
+/// Threads: other threads may use the main bundle meanwhile. Scopes of this kind must end in reverse order.
 /// Ownership: references that `NSBundle::mainBundle()` has returned stay valid to the end of the process.
 class QV_TEST_EXPORT MainBundleOverride {
 public:

@@ -11,8 +11,7 @@ namespace QVFoundation {
 /// A `std::shared_ptr` that threads may read and replace at the same time.
 ///
 /// Threads: safe from any thread. What is replaced is released after the lock inside has been let go, so no
-/// destructor
-///   ever runs under it.
+/// destructor ever runs under it.
 template <class T>
 class AtomicShared {
 public:

@@ -15,9 +15,8 @@ namespace QVFoundation::detail {
 /// All bytes of a regular file.
 ///
 /// Threads: any.
-/// Errors:  throws `NSFileReadNoSuchFileError` or `NSFileReadUnknownError` in `NSCocoaErrorDomain` with the
-/// path and the
-///          underlying POSIX error. What is no regular file is refused, so that a pipe cannot block.
+/// Errors: throws `NSFileReadNoSuchFileError` or `NSFileReadUnknownError` in `NSCocoaErrorDomain` with the
+/// path and the underlying POSIX error. What is no regular file is refused, so that a pipe cannot block.
 [[nodiscard]] QV_TEST_EXPORT NSData contentsOfFile(const std::filesystem::path& path);
 
 /// What `parse` makes of a file, where that is a dictionary; else nothing, and an error that names the file.

@@ -45,7 +45,7 @@
 /// stay as they are.
 ///
 /// Threads: any; the functions share nothing.
-/// Errors:  none. What the description of an object throws passes through.
+/// Errors: none. What the description of an object throws passes through.
 
 namespace QVFoundation {
 

@@ -13,7 +13,7 @@ namespace QVFoundation::detail {
 /// to the size that is needed.
 ///
 /// Threads: one; it lives for one call.
-/// Errors:  what is not flushed when an exception leaves the call is lost.
+/// Errors: what is not flushed when an exception leaves the call is lost.
 class FormatOutput {
 public:
   /// What `room` can give.

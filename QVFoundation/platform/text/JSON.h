@@ -16,9 +16,9 @@
 /// ```
 ///
 /// Threads: functions without state; call them from any thread.
-/// Errors:  `NSError` in `NSCocoaErrorDomain`: `NSPropertyListReadCorruptError` with line and column for text
-/// that is no
-///          JSON, `NSPropertyListWriteInvalidError` with the key path for a value that JSON has no form for.
+/// Errors: `NSError` in `NSCocoaErrorDomain`: `NSPropertyListReadCorruptError` with line and column for text
+/// that is no JSON, `NSPropertyListWriteInvalidError` with the key path for a value that JSON has no form
+/// for.
 namespace QVFoundation {
 
 /// Sends the one value that the text holds to a sink. Nesting may be as deep as the sink bears; nothing

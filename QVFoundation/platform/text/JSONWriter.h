@@ -27,9 +27,9 @@ enum class JSONStyle {
 /// stops growing, so that a chain of 100,000 levels has a length in proportion. Bytes that are no UTF-8
 /// become U+FFFD.
 ///
-/// Threads:   one thread at a time.
+/// Threads: one thread at a time.
 /// Ownership: borrows the text and appends to it.
-/// Errors:    not-a-number and the infinities are `NSError` `NSPropertyListWriteInvalidError` in
+/// Errors: not-a-number and the infinities are `NSError` `NSPropertyListWriteInvalidError` in
 /// `NSCocoaErrorDomain`.
 class QV_EXPORT JSONWriter final : public StructureSink {
 public:

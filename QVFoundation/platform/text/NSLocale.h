@@ -20,8 +20,7 @@ namespace QVFoundation {
 /// is neither consulted nor changed, so it does not matter what a host or another library does with it.
 ///
 /// Threads: a value; everything here from any thread. As everywhere, no thread may change the environment
-/// while
-///          another one reads it: set variables before the first use.
+/// while another one reads it: set variables before the first use.
 class QV_EXPORT NSLocale {
 public:
   /// What stands between the digits of a number.

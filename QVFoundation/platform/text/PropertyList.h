@@ -26,7 +26,7 @@
 /// Whatever the bytes are, reading them ends soon, in time and memory in proportion to their number.
 ///
 /// Threads: functions without state; call them from any thread.
-/// Errors:  `NSError` in `NSCocoaErrorDomain`, see each function.
+/// Errors: `NSError` in `NSCocoaErrorDomain`, see each function.
 namespace QVFoundation {
 
 enum class PropertyListFormat { xml = 100, binary = 200 };

@@ -13,7 +13,7 @@ namespace QVFoundation::detail::binary {
 /// says.
 ///
 /// Threads: reading it from several threads is safe.
-/// Errors:  what does not fit is an `NSError` that names the object and its place.
+/// Errors: what does not fit is an `NSError` that names the object and its place.
 class Layout {
 public:
   struct Object {

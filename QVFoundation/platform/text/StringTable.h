@@ -25,7 +25,7 @@
 /// other character after a backslash stands for itself.
 ///
 /// Threads: functions without state; call them from any thread.
-/// Errors:  see each function.
+/// Errors: see each function.
 namespace QVFoundation {
 
 /// The table in the bytes: one like the above in UTF-8 or UTF-16, or a property list of either form. Of equal

@@ -20,7 +20,7 @@ namespace QVFoundation {
 /// dictionary; a consumer may rely on that. Texts are lent: they last as long as the call.
 ///
 /// Threads: one producer at a time drives a sink, from any thread.
-/// Errors:  a sink may throw; producers stop at once and let the exception through unchanged.
+/// Errors: a sink may throw; producers stop at once and let the exception through unchanged.
 class QV_EXPORT StructureSink {
 public:
   StructureSink(const StructureSink&) = delete;

@@ -19,7 +19,7 @@ class LocalTimeOffsets;
 /// before that until eight years after it. For others the C library is asked again, and it answers in the
 /// zone that the process has by then.
 ///
-/// Threads:   any; `append` takes no lock of its own.
+/// Threads: any; `append` takes no lock of its own.
 /// Ownership: a value; copies share the time zone.
 class QV_EXPORT TimestampFormatter {
 public:

@@ -16,7 +16,7 @@
 /// of Maximal Subparts"). So `codePointCount(text)` is also the count for `replacingInvalidUTF8(text)`.
 ///
 /// Threads: functions without state; call them from any thread.
-/// Errors:  none; nothing throws but for want of memory.
+/// Errors: none; nothing throws but for want of memory.
 
 namespace QVFoundation {
 

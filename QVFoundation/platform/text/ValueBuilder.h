@@ -23,8 +23,8 @@ namespace QVFoundation {
 /// ```
 ///
 /// Threads: one thread at a time.
-/// Errors:  containers nested deeper than `deepestLevel` are `NSError` `NSPropertyListReadCorruptError` in
-///          `NSCocoaErrorDomain`; nobody writes such a thing on purpose, and what walks over values recurses.
+/// Errors: containers nested deeper than `deepestLevel` are `NSError` `NSPropertyListReadCorruptError` in
+/// `NSCocoaErrorDomain`; nobody writes such a thing on purpose, and what walks over values recurses.
 class QV_EXPORT ValueBuilder final : public StructureSink {
 public:
   static constexpr std::size_t deepestLevel = 512;
@@ -63,9 +63,8 @@ private:
 /// sets as arrays. The value may be nested as deeply as the sink bears.
 ///
 /// Threads: any.
-/// Errors:  a value that no event stands for (data, a date, an error, an object), or a key that is no text,
-/// is
-///          `NSError` `NSPropertyListWriteInvalidError` in `NSCocoaErrorDomain`, which names the key path.
+/// Errors: a value that no event stands for (data, a date, an error, an object), or a key that is no text, is
+/// `NSError` `NSPropertyListWriteInvalidError` in `NSCocoaErrorDomain`, which names the key path.
 QV_EXPORT void visit(const Value& value, StructureSink& sink);
 
 }  // namespace QVFoundation

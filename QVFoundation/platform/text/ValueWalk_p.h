@@ -23,7 +23,7 @@ namespace QVFoundation::detail {
 /// ```
 ///
 /// Threads: one thread.
-/// Errors:  a key that is no text is the `writeError` of its dictionary.
+/// Errors: a key that is no text is the `writeError` of its dictionary.
 class ValueWalk {
 public:
   enum class Event { beginDictionary, key, endDictionary, beginArray, endArray, leaf };

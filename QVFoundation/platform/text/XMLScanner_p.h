@@ -10,7 +10,7 @@ namespace QVFoundation::detail {
 /// namespaces, no entities but the five of XML, attributes only to skip them.
 ///
 /// Threads: one thread.
-/// Errors:  what is no such XML is an `NSError` that names line and column.
+/// Errors: what is no such XML is an `NSError` that names line and column.
 class XMLScanner {
 public:
   struct Tag {

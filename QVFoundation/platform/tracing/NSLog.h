@@ -26,8 +26,8 @@ QV_EXPORT void writeNSLogLine(std::string_view format, FormatArguments arguments
 /// uses no logger.
 ///
 /// Threads: any.
-/// Errors:  none. A line that nobody can take is lost; if an argument throws, the format stands for the
-///   message. Keeps `errno`, and raises no SIGPIPE.
+/// Errors: none. A line that nobody can take is lost; if an argument throws, the format stands for the
+/// message. Keeps `errno`, and raises no SIGPIPE.
 template <class... Args>
 void NSLog(std::string_view format, const Args&... args) noexcept {
   try {

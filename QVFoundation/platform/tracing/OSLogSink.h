@@ -27,8 +27,8 @@ struct OSLogEntry {
 /// Where the entries of all `OSLogger`s go. Derive from it to send them elsewhere, or to see them in a test.
 ///
 /// Threads: `write` is called on the thread that logs, by several at once, and without a lock held.
-/// Errors:  what `write` throws is caught. The first failure is reported on standard error; those that follow
-///   are counted, and their number is reported when the sink takes an entry again or is replaced.
+/// Errors: what `write` throws is caught. The first failure is reported on standard error; those that follow
+/// are counted, and their number is reported when the sink takes an entry again or is replaced.
 class QV_EXPORT OSLogSink {
 public:
   OSLogSink() = default;

@@ -34,9 +34,9 @@ struct OSLogChannel {
 /// `journalctl SUBSYSTEM=org.example.player CATEGORY=import` shows these. They name parts of a program, not
 /// things that come and go: each pair that was ever used stays in memory until the process ends.
 ///
-/// Threads:   safe from any thread.
+/// Threads: safe from any thread.
 /// Ownership: a value of one pointer; copies, and loggers made with the same names, share their state.
-/// Errors:    none reach the caller. What the sink throws is reported on standard error, see `OSLogSink`.
+/// Errors: none reach the caller. What the sink throws is reported on standard error, see `OSLogSink`.
 class QV_EXPORT OSLogger {
 public:
   OSLogger(std::string_view subsystem, std::string_view category);
