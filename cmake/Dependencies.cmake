@@ -6,8 +6,12 @@ add_library(qv_dependencies INTERFACE)
 
 find_package(Threads REQUIRED)  # libc6-dev
 find_package(PkgConfig REQUIRED)  # pkg-config
+find_package(nlohmann_json 3.11 REQUIRED)  # nlohmann-json3-dev, headers alone
+find_package(EXPAT 2.5 REQUIRED)  # libexpat1-dev
 
-target_link_libraries(qv_dependencies INTERFACE Threads::Threads ${CMAKE_DL_LIBS})
+target_link_libraries(qv_dependencies INTERFACE
+  Threads::Threads ${CMAKE_DL_LIBS} nlohmann_json::nlohmann_json EXPAT::EXPAT
+)
 
 # The journal. Without it the system log goes to syslog alone.
 pkg_check_modules(systemd IMPORTED_TARGET libsystemd)  # libsystemd-dev

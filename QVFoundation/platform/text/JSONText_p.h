@@ -8,7 +8,7 @@
 
 #include "QVFoundation/platform/text/Unicode.h"
 
-/// How JSON's parser and writer find what needs attention inside a text.
+/// How JSON's writer finds what needs attention inside a text.
 ///
 /// Threads: functions without state.
 namespace QVFoundation::detail {

@@ -2,9 +2,16 @@
 #include <charconv>
 #include <chrono>
 #include <cstdint>
+#include <exception>
+#include <expat.h>
+#include <iterator>
 #include <limits>
+#include <memory>
+#include <new>
 #include <optional>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "QVFoundation/platform/text/Base64_p.h"
@@ -12,7 +19,6 @@
 #include "QVFoundation/platform/text/PropertyListForms_p.h"
 #include "QVFoundation/platform/text/SyntaxError_p.h"
 #include "QVFoundation/platform/text/ValueBuilder.h"
-#include "QVFoundation/platform/text/XMLScanner_p.h"
 
 namespace QVFoundation::detail {
 
@@ -57,100 +63,178 @@ std::optional<NSNumber> realFromText(std::string_view text) {
   return number ? std::optional(NSNumber(*number)) : std::nullopt;
 }
 
+enum class Kind : std::uint8_t { plist, dict, array, key, string, yes, no, integer, real, date, data };
+
+struct Name {
+  std::string_view name;
+  Kind kind;
+};
+constexpr Name names[] = {
+    {"plist", Kind::plist},   {"dict", Kind::dict}, {"array", Kind::array}, {"key", Kind::key},
+    {"string", Kind::string}, {"true", Kind::yes},  {"false", Kind::no},    {"integer", Kind::integer},
+    {"real", Kind::real},     {"date", Kind::date}, {"data", Kind::data},
+};
+
+/// Builds a value from the elements that the XML parser finds. The parser sees to it that tags match, and
+/// that entities which refer to each other do not grow out of proportion.
 class Reader {
 public:
-  explicit Reader(std::string_view text) : scanner_(text) {}
+  explicit Reader(std::string_view text) : text_(text) {
+    if (!parser_) throw std::bad_alloc();
+    XML_SetUserData(parser_.get(), this);
+    XML_SetElementHandler(
+        parser_.get(),
+        [](void* self, const char* name, const char** /*attributes*/) { handle(self, &Reader::begin, name); },
+        [](void* self, const char* /*name*/) { handle(self, &Reader::end); });
+    XML_SetCharacterDataHandler(parser_.get(), [](void* self, const char* piece, int size) {
+      handle(self, &Reader::addText, std::string_view(piece, static_cast<std::size_t>(size)));
+    });
+    // Beside a document type of its own the parser would pass over what it cannot replace.
+    XML_SetSkippedEntityHandler(parser_.get(), [](void* self, const char* name, int /*isParameter*/) {
+      handle(self, &Reader::failEntity, name);
+    });
+  }
 
   Value read() {
-    XMLScanner::Tag tag = scanner_.nextTag();
-    const bool isWrapped = tag.name == "plist";
-    if (isWrapped) {
-      if (tag.kind != XMLScanner::Tag::Kind::opening) scanner_.fail(tag.offset, "there is no value");
-      tag = scanner_.nextTag();
+    constexpr std::size_t mostAtOnce = std::size_t{1} << 30;  // the parser counts in int
+    for (std::string_view rest = text_;;) {
+      const std::string_view piece = rest.substr(0, mostAtOnce);
+      rest.remove_prefix(piece.size());
+      const auto status =
+          XML_Parse(parser_.get(), piece.data(), static_cast<int>(piece.size()), rest.empty() ? 1 : 0);
+      if (failure_) std::rethrow_exception(failure_);
+      if (status != XML_STATUS_OK) fail(offset(), XML_ErrorString(XML_GetErrorCode(parser_.get())));
+      if (rest.empty()) return builder_.takeValue();
     }
-    readValue(tag);
-    while (!open_.empty()) readNext();
-    if (isWrapped) expectClosing(scanner_.nextTag(), "plist");
-    if (!scanner_.isAtEnd()) scanner_.fail(scanner_.offset(), "something follows the value");
-    return builder_.takeValue();
   }
 
 private:
-  using Tag = XMLScanner::Tag;
+  struct Element {
+    Kind kind;
+    std::size_t offset;
+    bool hasValue = false;                // of <plist>
+    std::optional<std::size_t> key = {};  // where the key stands, in a dictionary, whose value is to come
+  };
 
-  /// Reads the next element of the innermost container, with its key in a dictionary, or its end.
-  void readNext() {
-    Tag tag = scanner_.nextTag();
-    if (tag.closes()) return endContainer(tag);
-    if (open_.back() == "dict") {
-      if (tag.name != "key") scanner_.fail(tag.offset, "expected <key> in a dictionary");
-      builder_.key(readText(tag));
-      const Tag valueTag = scanner_.nextTag();
-      if (valueTag.closes()) scanner_.fail(tag.offset, "a key has no value");
-      tag = valueTag;
+  /// Calls a member and keeps what it throws, which must not pass through the parser.
+  template <class... Args>
+  static void handle(void* self, void (Reader::*member)(Args...), Args... args) noexcept {
+    auto& reader = *static_cast<Reader*>(self);
+    if (reader.failure_) return;  // the parser still sends what it had in hand
+    try {
+      (reader.*member)(args...);
+    } catch (...) {
+      reader.failure_ = std::current_exception();
+      XML_StopParser(reader.parser_.get(), XML_FALSE);
     }
-    readValue(tag);
   }
 
-  void readValue(const Tag& tag) {
-    if (tag.closes()) scanner_.fail(tag.offset, "expected a value");
-    if (tag.name == "dict" || tag.name == "array") {
-      beginContainer(tag);
-    } else if (tag.name == "string") {
-      builder_.text(readText(tag));
-    } else if (tag.name == "true" || tag.name == "false") {
-      if (!trimmed(readText(tag)).empty()) scanner_.fail(tag.offset, "a boolean has content");
-      builder_.boolean(tag.name == "true");
-    } else if (tag.name == "integer") {
-      readConverted(tag, integerFromText, "this is no integer of 64 bits");
-    } else if (tag.name == "real") {
-      readConverted(tag, realFromText, "this is no real number");
-    } else if (tag.name == "date") {
-      readConverted(tag, dateFromText, "this is no date such as 2026-01-31T23:59:59Z");
-    } else if (tag.name == "data") {
-      readConverted(tag, dataFromBase64, "this is no base64");
-    } else {
-      scanner_.fail(tag.offset, "an unknown element <" + std::string(tag.name) + ">");
+  [[nodiscard]] std::size_t offset() const {
+    return static_cast<std::size_t>(XML_GetCurrentByteIndex(parser_.get()));
+  }
+  [[noreturn]] void fail(std::size_t offset, std::string_view problem) const {
+    throw syntaxError("property list", text_, offset, problem);
+  }
+  void failEntity(const char* name) { fail(offset(), "an unknown reference &" + std::string(name) + ";"); }
+
+  static bool isContainer(Kind kind) { return kind == Kind::dict || kind == Kind::array; }
+
+  void begin(const char* name) {
+    const auto* known = std::ranges::find(names, std::string_view(name), &Name::name);
+    if (known == std::end(names)) fail(offset(), "an unknown element <" + std::string(name) + ">");
+    const Element element{known->kind, offset()};
+    if (open_.empty() && element.kind != Kind::plist) {
+      checkValue(element);
+    } else if (!open_.empty()) {
+      checkPlace(open_.back(), element);
+    }
+    if (isContainer(element.kind)) beginContainer(element);
+    content_.clear();
+    open_.push_back(element);
+  }
+
+  /// Whether an element may stand where it stands.
+  void checkPlace(Element& parent, const Element& element) {
+    switch (parent.kind) {
+      case Kind::plist:
+        if (std::exchange(parent.hasValue, true)) fail(element.offset, "a second value");
+        return checkValue(element);
+      case Kind::array: return checkValue(element);
+      case Kind::dict:
+        if (parent.key && element.kind == Kind::key) fail(*parent.key, "a key has no value");
+        if (!parent.key && element.kind != Kind::key) fail(element.offset, "expected <key> in a dictionary");
+        if (element.kind != Kind::key) checkValue(element);
+        parent.key = parent.key ? std::nullopt : std::optional(element.offset);
+        return;
+      default: fail(element.offset, "an element inside of a text");
+    }
+  }
+
+  void checkValue(const Element& element) const {
+    if (element.kind == Kind::key || element.kind == Kind::plist) fail(element.offset, "expected a value");
+  }
+
+  void beginContainer(const Element& element) {
+    if (depth_++ == deepestPropertyListLevel) {
+      fail(element.offset,
+           "values are nested deeper than " + std::to_string(deepestPropertyListLevel) + " levels");
+    }
+    element.kind == Kind::dict ? builder_.beginDictionary() : builder_.beginArray();
+  }
+
+  void addText(std::string_view text) {
+    const Kind kind = open_.back().kind;
+    if (!isContainer(kind) && kind != Kind::plist) {
+      content_ += text;
+    } else if (!trimmed(text).empty()) {
+      fail(offset(), "a text outside of a value");
+    }
+  }
+
+  void end() {
+    const Element element = open_.back();
+    open_.pop_back();
+    switch (element.kind) {
+      case Kind::plist:
+        if (!element.hasValue) fail(element.offset, "there is no value");
+        return;
+      case Kind::dict:
+        if (element.key) fail(*element.key, "a key has no value");
+        --depth_;
+        return builder_.endDictionary();
+      case Kind::array: --depth_; return builder_.endArray();
+      case Kind::key: return builder_.key(content_);
+      case Kind::string: return builder_.text(content_);
+      case Kind::yes:
+      case Kind::no:
+        if (!trimmed(content_).empty()) fail(element.offset, "a boolean has content");
+        return builder_.boolean(element.kind == Kind::yes);
+      case Kind::integer: return addConverted(element, integerFromText, "this is no integer of 64 bits");
+      case Kind::real: return addConverted(element, realFromText, "this is no real number");
+      case Kind::date:
+        return addConverted(element, dateFromText, "this is no date such as 2026-01-31T23:59:59Z");
+      case Kind::data: return addConverted(element, dataFromBase64, "this is no base64");
     }
   }
 
   template <class Convert>
-  void readConverted(const Tag& tag, Convert convert, std::string_view problem) {
-    auto content = convert(trimmed(readText(tag)));
-    if (!content) scanner_.fail(tag.offset, problem);
-    builder_.add(*std::move(content));
+  void addConverted(const Element& element, Convert convert, std::string_view problem) {
+    auto value = convert(trimmed(content_));
+    if (!value) fail(element.offset, problem);
+    builder_.add(*std::move(value));
   }
 
-  std::string readText(const Tag& tag) {
-    if (tag.kind == Tag::Kind::empty) return {};
-    std::string text = scanner_.textContent();
-    expectClosing(scanner_.nextTag(), tag.name);
-    return text;
-  }
+  struct FreeParser {
+    void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
+  };
 
-  void expectClosing(const Tag& tag, std::string_view name) const {
-    if (!tag.closes() || tag.name != name) scanner_.fail(tag.offset, "expected </" + std::string(name) + ">");
-  }
-
-  void beginContainer(const Tag& tag) {
-    if (open_.size() == deepestPropertyListLevel) {
-      scanner_.fail(tag.offset,
-                    "values are nested deeper than " + std::to_string(deepestPropertyListLevel) + " levels");
-    }
-    tag.name == "dict" ? builder_.beginDictionary() : builder_.beginArray();
-    open_.push_back(tag.name);
-    if (tag.kind == Tag::Kind::empty) endContainer({Tag::Kind::closing, tag.name, tag.offset});
-  }
-
-  void endContainer(const Tag& tag) {
-    expectClosing(tag, open_.back());
-    open_.back() == "dict" ? builder_.endDictionary() : builder_.endArray();
-    open_.pop_back();
-  }
-
-  XMLScanner scanner_;
+  const std::string_view text_;
+  const std::unique_ptr<std::remove_pointer_t<XML_Parser>, FreeParser> parser_{XML_ParserCreate("UTF-8")};
   ValueBuilder builder_;
-  std::vector<std::string_view> open_;  // the names of the containers that are open
+  std::vector<Element> open_;
+  std::size_t depth_ = 0;  // of containers
+  std::string content_;    // of the innermost element, which is a text
+  std::exception_ptr failure_;
 };
 
 static_assert(deepestPropertyListLevel <= ValueBuilder::deepestLevel);

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "QVFoundation/platform/runtime/NSNumber.h"
@@ -14,6 +15,7 @@ namespace QVFoundation {
 namespace {
 
 using namespace std::string_view_literals;
+using testing::EndsWith;
 
 /// Writes down each event, numbers with their kind.
 class EventTrace : public StructureSink {
@@ -65,9 +67,9 @@ constexpr ParserCase accepted[] = {
     {"largest signed", "9223372036854775807", "i9223372036854775807 "},
     {"beyond signed", "9223372036854775808", "u9223372036854775808 "},
     {"largest unsigned", "18446744073709551615", "u18446744073709551615 "},
-    {"beyond unsigned is real", "18446744073709551616", "r18446744073709551616 "},
-    {"below signed is real", "-9223372036854775809", "r-9223372036854775808 "},
-    {"twenty digits below are real", "-18446744073709551615", "r-18446744073709551616 "},
+    {"beyond unsigned is real", "18446744073709551616", "r1.8446744073709552e+19 "},
+    {"below signed is real", "-9223372036854775809", "r-9.223372036854776e+18 "},
+    {"twenty digits below are real", "-18446744073709551615", "r-1.8446744073709552e+19 "},
     {"a fraction is real", "1.0", "r1 "},
     {"an exponent is real", "1E+2", "r100 "},
     {"minus zero", "[-0,-0.0]", "[ i0 r-0 ] "},
@@ -80,47 +82,24 @@ TEST(JSONParser, sendsWhatTheTextHolds) {
 }
 
 constexpr ParserCase refused[] = {
-    {"nothing", "", "line 1, column 1: the text ends where a value is expected"},
-    {"blanks only", " \n ", "line 2, column 2: the text ends where a value is expected"},
-    {"two values", "1 2", "line 1, column 3: something follows the value"},
-    {"zero byte behind the value", "1\0"sv, "line 1, column 2: something follows the value"},
-    {"comma at the end of an array", "[1,]", "line 1, column 4: expected a value"},
-    {"comma at the end of a dictionary", "{\"a\":1,}", "line 1, column 8: expected a key in quotes"},
-    {"no comma", "[1\n 2]", "line 2, column 2: expected , or ]"},
-    {"no colon", "{\"a\" 1}", "line 1, column 6: expected : after a key"},
-    {"wrong bracket", "{\"a\":[1}", "line 1, column 8: expected , or ]"},
-    {"open container", "[[1]", "line 1, column 5: expected , or ]"},
-    {"open dictionary", "{\"a\":1", "line 1, column 7: expected , or }"},
-    {"key without quotes", "{a:1}", "line 1, column 2: expected a key in quotes"},
-    {"word with more behind", "[truex]", "line 1, column 6: expected , or ]"},
-    {"cut word", "[nul", "line 1, column 2: expected a value"},
-    {"capital word", "True", "line 1, column 1: expected a value"},
-    {"no closing quote", "[\"abc", "line 1, column 2: a text has no closing quote"},
-    {"line feed in a text", "\"a\nb\"", "line 1, column 3: a control character in a text must be escaped"},
-    {"unknown escape", R"("ää\x")", "line 1, column 4: an unknown escape in a text"},
-    {"backslash at the end", "\"\\", "line 1, column 2: an unknown escape in a text"},
-    {"three hexadecimal digits", R"("\u12g4")", "line 1, column 2: \\u needs four hexadecimal digits"},
-    {"hexadecimal digits at the end", "\"\\u12", "line 1, column 2: \\u needs four hexadecimal digits"},
-    {"signed hexadecimal digits", R"("\u-123")", "line 1, column 2: \\u needs four hexadecimal digits"},
-    {"lonely high surrogate", R"("\ud834x")", "line 1, column 2: half of a surrogate pair in a text"},
-    {"lonely low surrogate", R"("\udd1e")", "line 1, column 2: half of a surrogate pair in a text"},
-    {"two high surrogates", R"("\ud834\ud834")", "line 1, column 2: half of a surrogate pair in a text"},
-    {"stray byte", "\"ab\xFF\"", "line 1, column 4: a text is not valid UTF-8"},
-    {"stray byte in a key", "{\"\xFF\":1}", "line 1, column 3: a text is not valid UTF-8"},
-    {"overlong", "\"\xC0\x80\"", "line 1, column 2: a text is not valid UTF-8"},
-    {"overlong of three", "\"\xE0\x80\x80\"", "line 1, column 2: a text is not valid UTF-8"},
-    {"encoded surrogate", "\"\xED\xA0\x80\"", "line 1, column 2: a text is not valid UTF-8"},
-    {"cut sequence at the end", "\"\xE2\x82", "line 1, column 2: a text is not valid UTF-8"},
-    {"zero at the front", "012", "line 1, column 1: a number must not begin with 0"},
-    {"plus", "+1", "line 1, column 1: expected a value"},
-    {"minus alone", "[-]", "line 1, column 2: expected a value"},
-    {"no digit after the point", "1.", "line 1, column 1: a number needs a digit after the point"},
-    {"no digit in the exponent", "1e+", "line 1, column 1: a number needs a digit in its exponent"},
-    {"too large", "[1e400]", "line 1, column 2: a number is too large"},
-    {"too large beyond any exponent", "1e99999999999999999999", "line 1, column 1: a number is too large"},
-    {"not a number", "NaN", "line 1, column 1: expected a value"},
-    {"line ends of all kinds", "[\r\n1,\r2,\n\xC3\xA4]", "line 4, column 1: expected a value"},
-    {"columns count characters", "[\"ä€𝄞\",x]", "line 1, column 8: expected a value"},
+    {"nothing", "", "line 1, column 1: unexpected end of input; expected '[', '{', or a literal"},
+    {"blanks only", " \n ", "line 2, column 2: unexpected end of input; expected '[', '{', or a literal"},
+    {"two values", "1 2", "line 1, column 3: unexpected number literal; expected end of input"},
+    {"zero byte behind the value", "[1]\0[2]"sv, "line 1, column 4: a zero byte"},
+    {"comma at the end", "[1,]", "line 1, column 4: unexpected ']'; expected '[', '{', or a literal"},
+    {"open dictionary", "{\"a\":1", "line 1, column 7: unexpected end of input; expected '}'"},
+    {"key without quotes", "{a:1}", "line 1, column 2: invalid literal; expected string literal"},
+    {"cut word", "[nul", "line 1, column 5: invalid literal"},
+    {"no closing quote", "[\"abc", "line 1, column 6: invalid string: missing closing quote"},
+    {"unknown escape", R"("ää\x")", "line 1, column 5: invalid string: forbidden character after backslash"},
+    {"stray byte", "\"ab\xFF\"", "line 1, column 4: invalid string: ill-formed UTF-8 byte"},
+    {"encoded surrogate", "\"\xED\xA0\x80\"", "line 1, column 3: invalid string: ill-formed UTF-8 byte"},
+    {"cut byte order mark", "\xEF\xBB[]", "line 1, column 2: invalid BOM; must be 0xEF 0xBB 0xBF if given"},
+    {"zero at the front", "012", "line 1, column 3: unexpected number literal; expected end of input"},
+    {"too large", "[1e400]", "line 1, column 6: number overflow"},
+    {"not a number", "NaN", "line 1, column 1: invalid literal"},
+    {"line ends of all kinds", "[\r\n1,\r2,\n\xC3\xA4]", "line 4, column 1: invalid literal"},
+    {"columns count characters", "[\"ä€𝄞\",x]", "line 1, column 8: invalid literal"},
 };
 
 TEST(JSONParser, namesThePlaceOfWhatItRefuses) {
@@ -129,23 +108,19 @@ TEST(JSONParser, namesThePlaceOfWhatItRefuses) {
   }
 }
 
-TEST(JSONParser, judgesTheSizeOfANumberByItsValueNotByItsExponent) {
-  const std::string large = "1" + std::string(400, '0') + "e-5";
-  const std::string small = "0." + std::string(400, '0') + "1e5";
-  EXPECT_EQ(errorOf(large), "Invalid JSON at line 1, column 1: a number is too large");
-  EXPECT_EQ(eventsOf(small), "r0 ");
+TEST(JSONParser, doesNotRepeatWhatMayBeLong) {
+  const std::string million(1'000'000, '1');
+  for (const std::string& json :
+       {'"' + million, million, '[' + million + "x]", '"' + million + "'; expected "}) {
+    EXPECT_LT(errorOf(json).size(), 150U);
+  }
 }
 
-// Texts are looked at a word at a time, so what ends a run must be found at every place in a word.
-TEST(JSONParser, findsTheEndOfAPlainRunAtEveryPlace) {
-  for (std::size_t length = 0; length < 20; ++length) {
-    const std::string plain(length, 'x');
-    EXPECT_EQ(eventsOf('"' + plain + '"'), '\'' + plain + "' ");
-    EXPECT_EQ(eventsOf('"' + plain + "\\n" + plain + '"'), '\'' + plain + '\n' + plain + "' ");
-    EXPECT_EQ(eventsOf('"' + plain + "ä€𝄞" + plain + '"'), '\'' + plain + "ä€𝄞" + plain + "' ");
-    EXPECT_THROW((void)eventsOf('"' + plain + "\x1F" + plain + '"'), NSError);
-    EXPECT_THROW((void)eventsOf('"' + plain + "\x80" + plain + '"'), NSError);
-  }
+TEST(JSONParser, judgesTheSizeOfANumberByItsValueNotByItsExponent) {
+  const std::string zeros(400, '0');
+  EXPECT_THAT(errorOf("1" + zeros + "e-5"), EndsWith("number overflow"));
+  EXPECT_EQ(eventsOf("1" + zeros + "e-400"), "r1 ");
+  EXPECT_EQ(eventsOf("0." + zeros + "1e5"), "r0 ");
 }
 
 TEST(JSONParser, bearsAnyDepth) {
@@ -158,8 +133,9 @@ TEST(JSONParser, bearsAnyDepth) {
   JSONWriter writer(out);
   parseJSON(json, writer);
   EXPECT_TRUE(out == json);
-  EXPECT_EQ(errorOf(std::string(1'000'000, '[')),
-            "Invalid JSON at line 1, column 1000001: the text ends where a value is expected");
+  EXPECT_EQ(
+      errorOf(std::string(1'000'000, '[')),
+      "Invalid JSON at line 1, column 1000001: unexpected end of input; expected '[', '{', or a literal");
 }
 
 TEST(JSONParser, stopsAtTheExceptionOfTheSinkAndLetsItThrough) {

@@ -100,6 +100,19 @@ TEST(JSON, bytesThatAreNoUTF8AreReplacedInTextsAndKeys) {
   EXPECT_EQ(jsonFromValue(Dictionary{{"\xC0\xAF", 1}}), "{\"\uFFFD\uFFFD\":1}");
 }
 
+// Texts are looked at a word at a time, so what must be escaped has to be found at every place in a word.
+TEST(JSON, theWriterFindsWhatItEscapesAtEveryPlace) {
+  for (std::size_t length = 0; length < 20; ++length) {
+    const std::string plain(length, 'x');
+    for (const std::string_view special : {"\n", "\"", "\\", "\x1F", "ä€𝄞"}) {
+      const std::string text = plain + std::string(special) + plain;
+      const std::string json = jsonFromValue(text);
+      EXPECT_EQ(valueFromJSON(json), Value(text));
+      EXPECT_EQ(json.size(), text.size() + 2 + (special == "\x1F" ? 5 : special == "ä€𝄞" ? 0 : 1)) << json;
+    }
+  }
+}
+
 TEST(JSON, theWriterAppends) {
   std::string line = "event=";
   JSONWriter writer(line);

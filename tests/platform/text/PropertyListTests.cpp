@@ -125,8 +125,9 @@ struct ReadCase {
 
 const ReadCase readable[] = {
     {"all the trimmings",
-     "<?xml version=\"1.0\"?>\n<!DOCTYPE plist PUBLIC \"a>b\" \"c\" [ <!-- don't --> <!ENTITY x \"y>z\"> ]>\n"
-     "<!-- <dict> --> <plist version='1.0' other=\"<>/\">\n<array > <?skip <me>?> <true></true> "
+     "<?xml version=\"1.0\"?>\n<!DOCTYPE plist PUBLIC \"-//A//DTD B//EN\" \"c>d\" [ <!-- don't --> <!ENTITY "
+     "x \"y>z\"> ]>\n"
+     "<!-- <dict> --> <plist version='1.0' other=\">/\">\n<array > <?skip <me>?> <true></true> "
      "</array\n></plist> <!---->\n",
      Array{true}},
     {"no wrapper", "<dict><key>a</key><string>b</string></dict>", Dictionary{{"a", "b"}}},
@@ -163,26 +164,22 @@ struct FaultCase {
 };
 
 const FaultCase faults[] = {
-    {"nothing", "", "line 1, column 1: the text ends too soon"},
-    {"other text", "hello", "line 1, column 1: expected a tag"},
-    {"cut in a container", "<plist>\n<array>\n<true/>", "line 3, column 8: the text ends too soon"},
-    {"cut in a text", "<string>abc", "line 1, column 12: the text ends too soon"},
-    {"cut in a tag", "<array><str", "line 1, column 8: a tag does not end"},
-    {"cut in an attribute", "<plist version=\"1", "line 1, column 16: a quote does not end"},
-    {"cut in a comment", "<array><!-- x", "line 1, column 8: a comment does not end"},
-    {"cut in the document type", "<!DOCTYPE plist [ <!ELEMENT ",
-     "line 1, column 1: the document type does not end"},
+    {"nothing", "", "line 1, column 1: no element found"},
+    {"other text", "hello", "line 1, column 1: syntax error"},
+    {"cut in a container", "<plist>\n<array>\n<true/>", "line 3, column 8: no element found"},
+    {"cut in a text", "<string>abc", "line 1, column 12: no element found"},
+    {"cut in a tag", "<array><str", "line 1, column 8: unclosed token"},
     {"nothing inside", "<plist/>", "line 1, column 1: there is no value"},
-    {"nothing inside two tags", "<plist> </plist>", "line 1, column 9: expected a value"},
-    {"two values", "<plist><true/><true/></plist>", "line 1, column 15: expected </plist>"},
-    {"more behind", "<true/>x", "line 1, column 8: something follows the value"},
-    {"text in a container", "<array>x</array>", "line 1, column 8: expected a tag"},
+    {"nothing inside two tags", "<plist> </plist>", "line 1, column 1: there is no value"},
+    {"two values", "<plist><true/><true/></plist>", "line 1, column 15: a second value"},
+    {"more behind", "<true/>x", "line 1, column 8: junk after document element"},
+    {"text in a container", "<array>x</array>", "line 1, column 8: a text outside of a value"},
     {"unknown element", "<array><ä/></array>", "line 1, column 8: an unknown element <ä>"},
-    {"wrong end", "<array>\n<dict></array>", "line 2, column 7: expected </dict>"},
-    {"element in a text", "<string>a<true/></string>", "line 1, column 10: expected </string>"},
+    {"wrong end", "<array>\n<dict></array>", "line 2, column 9: mismatched tag"},
+    {"element in a text", "<string>a<true/></string>", "line 1, column 10: an element inside of a text"},
     {"value without key", "<dict><true/></dict>", "line 1, column 7: expected <key> in a dictionary"},
     {"key without value", "<dict><key>a</key></dict>", "line 1, column 7: a key has no value"},
-    {"key in an array", "<array><key>a</key></array>", "line 1, column 8: an unknown element <key>"},
+    {"key in an array", "<array><key>a</key></array>", "line 1, column 8: expected a value"},
     {"word for an integer", "<integer>abc</integer>", "line 1, column 1: this is no integer of 64 bits"},
     {"empty integer", "<integer/>", "line 1, column 1: this is no integer of 64 bits"},
     {"two signs", "<integer>--1</integer>", "line 1, column 1: this is no integer of 64 bits"},
@@ -198,10 +195,15 @@ const FaultCase faults[] = {
     {"no base64", "<data>YW-j</data>", "line 1, column 1: this is no base64"},
     {"one letter too many", "<data>YWJjZ</data>", "line 1, column 1: this is no base64"},
     {"content of a boolean", "<true>no</true>", "line 1, column 1: a boolean has content"},
-    {"unknown reference", "<string>&bogus;</string>", "line 1, column 9: an unknown reference &bogus;"},
+    {"unknown reference", "<string>&bogus;</string>", "line 1, column 9: undefined entity"},
+    {"unknown reference beside a document type", "<!DOCTYPE plist SYSTEM \"x\"><string>a&bogus;b</string>",
+     "line 1, column 37: an unknown reference &bogus;"},
+    {"references that grow",
+     "<!DOCTYPE plist [<!ENTITY a \"&b;&b;\"><!ENTITY b \"&a;\">]><string>&a;</string>",
+     "line 1, column 65: recursive entity reference"},
     {"reference to a surrogate", "<string>&#xD800;</string>",
-     "line 1, column 9: an unknown reference &#xD800;"},
-    {"lonely ampersand", "<string>a & b</string>", "line 1, column 11: an & that begins no reference"},
+     "line 1, column 9: reference to invalid character number"},
+    {"lonely ampersand", "<string>a & b</string>", "line 1, column 12: not well-formed (invalid token)"},
     {"no UTF-8", "<string>ä\xFF</string>", "line 1, column 10: the text is not valid UTF-8"},
 };
 
@@ -295,8 +297,8 @@ TEST_F(PropertyListFile, failuresNameTheFileAndKeepTheCause) {
   EXPECT_EQ(error->code(), NSPropertyListReadCorruptError);
   EXPECT_EQ(error->localizedDescription(),
             "The file \"" + path.string() +
-                "\" could not be read: Invalid property list at line 1, column 7: the "
-                "text ends too soon");
+                "\" could not be read: Invalid property list at line 1, column 7: "
+                "no element found");
   EXPECT_EQ(error->userInfo()[NSFilePathErrorKey], path.string());
 
   EXPECT_FALSE(dictionaryFromPropertyListFile(file("<array/>"), &error));
