@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <utility>
 
@@ -16,7 +17,8 @@ template <class T>
 class AtomicShared {
 public:
   AtomicShared() noexcept = default;
-  explicit AtomicShared(std::shared_ptr<T> pointer) noexcept : pointer_(std::move(pointer)) {}
+  explicit AtomicShared(std::shared_ptr<T> pointer) noexcept
+      : address_(pointer.get()), pointer_(std::move(pointer)) {}
   AtomicShared(const AtomicShared&) = delete;
   AtomicShared& operator=(const AtomicShared&) = delete;
 
@@ -25,10 +27,10 @@ public:
     return pointer_;
   }
 
-  /// Whether the slot holds that pointer at this moment; cheaper than to load and compare.
+  /// Whether the slot holds that pointer at this moment. Takes no lock: while the caller holds the pointer
+  /// nothing else can come to lie at its address.
   [[nodiscard]] bool holds(const std::shared_ptr<T>& pointer) const noexcept {
-    const UnfairLockGuard guard(lock_);
-    return pointer_ == pointer;
+    return address_.load(std::memory_order_acquire) == pointer.get();
   }
 
   void store(std::shared_ptr<T> desired) noexcept { exchange(std::move(desired)); }
@@ -36,7 +38,7 @@ public:
   /// Returns what was there before.
   std::shared_ptr<T> exchange(std::shared_ptr<T> desired) noexcept {
     const UnfairLockGuard guard(lock_);
-    pointer_.swap(desired);
+    put(desired);
     return desired;
   }
 
@@ -46,7 +48,7 @@ public:
     std::shared_ptr<T> released;
     const UnfairLockGuard guard(lock_);
     if (pointer_ == expected) {
-      pointer_.swap(desired);
+      put(desired);
       return true;
     }
     released = std::exchange(expected, pointer_);
@@ -54,7 +56,14 @@ public:
   }
 
 private:
+  /// Leaves what was there before in `desired`.
+  void put(std::shared_ptr<T>& desired) noexcept QV_REQUIRES(lock_) {
+    pointer_.swap(desired);
+    address_.store(pointer_.get(), std::memory_order_release);
+  }
+
   mutable UnfairLock lock_;
+  std::atomic<T*> address_{nullptr};  // of what `pointer_` points to, for who only compares
   std::shared_ptr<T> pointer_ QV_GUARDED_BY(lock_);
 };
 
