@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "QVFoundation/platform/text/NSLocale.h"
+#include "QVFoundation/platform/text/ReadableNumber_p.h"
 
 namespace QVFoundation {
 
@@ -15,20 +16,13 @@ namespace {
 constexpr double beyondSigned = 0x1p63;
 constexpr double beyondUnsigned = 0x1p64;
 
-template <class T, class... Format>
-std::string decimal(T number, Format... format) {
-  std::array<char, 32> digits{};
-  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number, format...).ptr;
-  return {digits.data(), end};
-}
-
-// An exponent may be shorter, "1e+05", but only very large and very small numbers are easier to read with
-// one.
 template <class T>
-std::string readable(T number) {
-  const T size = std::abs(number);
-  const bool isPlain = number == 0 || (size >= T(1e-4) && size < T(1e16));
-  return isPlain ? decimal(number, std::chars_format::fixed) : decimal(number);
+std::string decimal(T number) {
+  std::array<char, 32> buffer{};
+  char* const first = buffer.data();
+  char* const last = first + buffer.size();
+  if constexpr (std::floating_point<T>) return {first, detail::writeReadable(first, last, number)};
+  return {first, std::to_chars(first, last, number).ptr};
 }
 
 std::weak_ordering orderOf(double a, double b) noexcept {
@@ -51,11 +45,6 @@ std::weak_ordering orderOf(Integer integer, double floating, double low, double 
 }  // namespace
 
 bool NSNumber::boolValue() const noexcept { return isFloatingPoint() ? asFloating() != 0.0 : bits_ != 0; }
-
-double NSNumber::doubleValue() const noexcept {
-  if (isFloatingPoint()) return asFloating();
-  return isUnsigned() ? static_cast<double>(bits_) : static_cast<double>(asSigned());
-}
 
 std::optional<std::int64_t> NSNumber::exactSigned() const noexcept {
   if (isFloatingPoint()) {
@@ -102,7 +91,7 @@ std::size_t NSNumber::hash() const noexcept {
 std::string NSNumber::description(const NSLocale* locale) const {
   if (!isFloatingPoint()) return isUnsigned() ? decimal(bits_) : decimal(asSigned());
   std::string text =
-      type_ == Type::float32 ? readable(static_cast<float>(asFloating())) : readable(asFloating());
+      type_ == Type::float32 ? decimal(static_cast<float>(asFloating())) : decimal(asFloating());
   if (locale != nullptr) {
     if (const auto point = text.find('.'); point != std::string::npos) {
       text.replace(point, 1, locale->decimalSeparator());

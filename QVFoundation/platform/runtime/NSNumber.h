@@ -66,7 +66,7 @@ public:
     if constexpr (std::same_as<T, bool>) {
       return boolValue();
     } else if constexpr (std::floating_point<T>) {
-      return static_cast<T>(doubleValue());
+      return nearest<T>();
     } else if constexpr (std::is_signed_v<T>) {
       const auto wide = exactSigned();
       if (!wide || *wide < std::numeric_limits<T>::min() || *wide > std::numeric_limits<T>::max()) return {};
@@ -78,8 +78,8 @@ public:
     }
   }
 
-  [[nodiscard]] bool boolValue() const noexcept;      ///< False for zero only.
-  [[nodiscard]] double doubleValue() const noexcept;  ///< The nearest `double`.
+  [[nodiscard]] bool boolValue() const noexcept;  ///< False for zero only.
+  [[nodiscard]] double doubleValue() const noexcept { return nearest<double>(); }
 
   /// Decimal text: integers as they are, booleans as 1 or 0, floating numbers with the fewest digits that
   /// read back as the same number, and with an exponent below 0.0001 and from 1e16. A locale supplies the
@@ -103,6 +103,12 @@ private:
     return static_cast<Type>(first + step);
   }
 
+  // Straight from the integer: a detour through `double` would round twice.
+  template <std::floating_point T>
+  [[nodiscard]] T nearest() const noexcept {
+    if (isFloatingPoint()) return static_cast<T>(asFloating());
+    return isUnsigned() ? static_cast<T>(bits_) : static_cast<T>(asSigned());
+  }
   [[nodiscard]] std::optional<std::int64_t> exactSigned() const noexcept;
   [[nodiscard]] std::optional<std::uint64_t> exactUnsigned() const noexcept;
 

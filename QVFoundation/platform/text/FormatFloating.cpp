@@ -7,6 +7,7 @@
 
 #include "QVFoundation/platform/text/FormatFixed_p.h"
 #include "QVFoundation/platform/text/FormatWriters_p.h"
+#include "QVFoundation/platform/text/ReadableNumber_p.h"
 
 namespace QVFoundation::detail {
 
@@ -41,7 +42,7 @@ struct DigitsWriter {
       case 'A':
         return spec.hasPrecision() ? write(number, std::chars_format::hex, precisionOf(spec))
                                    : write(number, std::chars_format::hex);
-      default: return writeShortest(number);
+      default: return writeReadable(first, last, number);
     }
   }
 
@@ -69,13 +70,6 @@ struct DigitsWriter {
     std::from_chars(*digits == '+' ? digits + 1 : digits, end, exponent);
     if (exponent < -4 || exponent >= significant) return end;
     return write(number, std::chars_format::fixed, significant - 1 - exponent);
-  }
-
-  /// The fewest digits that read back as the same number, with an exponent only where people would use one.
-  template <class T>
-  char* writeShortest(T number) const {
-    const bool isOrdinary = number == 0 || (number >= T(1e-4L) && number < T(1e16L));
-    return write(number, isOrdinary ? std::chars_format::fixed : std::chars_format::scientific);
   }
 };
 
