@@ -9,15 +9,14 @@ namespace QVFoundation {
 
 /// The error that an exception stands for:
 ///
-/// | thrown | error |
-/// |---|---|
-/// | `NSError` | itself |
-/// | `CustomNSError` | the domain, code and user info that it names |
-/// | `NSException` | `QVErrorDomain`, 1003; its reason as description, its call stack under
-/// `QVExceptionCallStackSymbolsKey` | | `std::system_error`, filesystem errors | `NSPOSIXErrorDomain` with
-/// their code, their first path under `NSFilePathErrorKey`; codes of other categories under the category's
-/// name | | any other `std::exception` | the readable name of its type as domain, code 1, `what()` as
-/// description | | anything else | "unknown exception" in `QVErrorDomain`, code 1 |
+/// - `NSError`: itself.
+/// - `CustomNSError`: the domain, code and user info that it names.
+/// - `NSException`: `QVErrorDomain`, 1003; its reason as description, its call stack under
+///   `QVExceptionCallStackSymbolsKey`.
+/// - `std::system_error` and filesystem errors: `NSPOSIXErrorDomain` with their code, their first path under
+///   `NSFilePathErrorKey`; codes of other categories under the category's name.
+/// - Any other `std::exception`: the readable name of its type as domain, code 1, `what()` as description.
+/// - Anything else: "unknown exception" in `QVErrorDomain`, code 1.
 ///
 /// An exception that was thrown with another one nested in it gets that one as its underlying error.
 ///

@@ -69,8 +69,8 @@ public:
 
   [[nodiscard]] const std::string& name() const noexcept { return parts_.name; }
   [[nodiscard]] const NSClass* superclass() const noexcept { return parts_.superclass; }
-  [[nodiscard]] bool isSubclassOf(
-      const NSClass& other) const noexcept;  ///< True for the class itself as well.
+  /// True for the class itself as well.
+  [[nodiscard]] bool isSubclassOf(const NSClass& other) const noexcept;
   /// True when this class describes exactly that C++ type.
   [[nodiscard]] bool describes(const std::type_info& type) const noexcept {
     return parts_.type != nullptr && *parts_.type == type;

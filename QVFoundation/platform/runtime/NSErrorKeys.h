@@ -10,10 +10,10 @@ namespace QVFoundation {
 
 // Domains: what the code of an error means.
 inline constexpr std::string_view NSPOSIXErrorDomain = "NSPOSIXErrorDomain";  ///< `errno` values
-inline constexpr std::string_view NSOSStatusErrorDomain =
-    "NSOSStatusErrorDomain";  ///< status codes of system services
-inline constexpr std::string_view NSCocoaErrorDomain =
-    "NSCocoaErrorDomain";                                           ///< general errors, and applications
+/// Status codes of system services.
+inline constexpr std::string_view NSOSStatusErrorDomain = "NSOSStatusErrorDomain";
+/// General errors, and applications.
+inline constexpr std::string_view NSCocoaErrorDomain = "NSCocoaErrorDomain";
 inline constexpr std::string_view QVErrorDomain = "QVErrorDomain";  ///< the library's own
 
 // Codes in `NSCocoaErrorDomain`.
@@ -32,8 +32,8 @@ inline constexpr std::int64_t QVExceptionCaughtError = 1003;
 
 // Texts for people.
 inline constexpr std::string_view NSLocalizedDescriptionKey = "NSLocalizedDescription";
-inline constexpr std::string_view NSLocalizedFailureErrorKey =
-    "NSLocalizedFailure";  ///< what was tried, in words
+/// What was tried, in words.
+inline constexpr std::string_view NSLocalizedFailureErrorKey = "NSLocalizedFailure";
 inline constexpr std::string_view NSLocalizedFailureReasonErrorKey = "NSLocalizedFailureReason";
 inline constexpr std::string_view NSLocalizedRecoverySuggestionErrorKey = "NSLocalizedRecoverySuggestion";
 inline constexpr std::string_view NSHelpAnchorErrorKey = "NSHelpAnchor";
@@ -41,15 +41,15 @@ inline constexpr std::string_view NSDebugDescriptionErrorKey = "NSDebugDescripti
 
 // Causes.
 inline constexpr std::string_view NSUnderlyingErrorKey = "NSUnderlyingError";  ///< an error
-inline constexpr std::string_view NSMultipleUnderlyingErrorsKey =
-    "NSMultipleUnderlyingErrorsKey";                                  ///< an array of them
+/// An array of them.
+inline constexpr std::string_view NSMultipleUnderlyingErrorsKey = "NSMultipleUnderlyingErrorsKey";
 inline constexpr std::string_view NSFilePathErrorKey = "NSFilePath";  ///< a text
 /// The call stack of a caught exception, one frame a line.
 inline constexpr std::string_view QVExceptionCallStackSymbolsKey = "QVExceptionCallStackSymbolsKey";
 
 // Recovery.
-inline constexpr std::string_view NSLocalizedRecoveryOptionsErrorKey =
-    "NSLocalizedRecoveryOptions";                                                       ///< an array of texts
+/// An array of texts.
+inline constexpr std::string_view NSLocalizedRecoveryOptionsErrorKey = "NSLocalizedRecoveryOptions";
 inline constexpr std::string_view NSRecoveryAttempterErrorKey = "NSRecoveryAttempter";  ///< an object
 
 }  // namespace QVFoundation

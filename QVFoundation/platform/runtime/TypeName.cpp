@@ -41,6 +41,7 @@ std::string typeName(const std::type_info& type) {
   if (name.starts_with(wrapper)) {
     name = name.substr(wrapper.size(), name.rfind('>') - wrapper.size());
     if (name.ends_with(' ')) name.pop_back();  // that keeps two closing brackets apart
+    if (name.ends_with(" const")) name.resize(name.size() - std::string_view(" const").size());
   }
   return name;
 }

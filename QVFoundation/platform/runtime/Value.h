@@ -116,7 +116,7 @@ public:
 
   Value(const Value&) = default;
   Value(Value&& other) noexcept : content_(std::exchange(other.content_, {})) {}  ///< Leaves nothing behind.
-  Value& operator=(const Value&) = default;
+  Value& operator=(const Value& other) { return *this = Value(other); }  ///< `other` may be a part of this.
   Value& operator=(Value&& other) noexcept {
     content_ = std::exchange(other.content_, {});
     return *this;
@@ -255,7 +255,7 @@ struct ValueTraits<std::optional<T>> {
   static std::optional<std::optional<T>> fromValue(const Value& value) {
     if (value.isNothing()) return std::optional<T>();
     const auto content = value.as<T>();
-    return content ? std::optional(content) : std::nullopt;
+    return content ? std::make_optional(content) : std::nullopt;
   }
 };
 

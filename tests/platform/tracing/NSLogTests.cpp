@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <chrono>
 #include <fcntl.h>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -56,6 +57,8 @@ TEST(NSLog, writesTimeProgramProcessThreadAndMessageInOneCall) {
 struct MessageCase {
   const char* row;
   std::string argument, want;
+
+  friend void PrintTo(const MessageCase& message, std::ostream* out) { *out << message.row; }
 };
 
 class NSLogMessages : public ::testing::TestWithParam<MessageCase> {};

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <string>
@@ -26,6 +27,12 @@ OSLogType minimumTypeOf(const OSLogger& logger) {
   while (!logger.isEnabled(allTypes.at(first))) ++first;
   for (std::size_t i = first; i < allTypes.size(); ++i) EXPECT_TRUE(logger.isEnabled(allTypes.at(i)));
   return allTypes.at(first);
+}
+
+/// Levels last as long as the process, so a test that is run again needs another name.
+std::string unusedSubsystem() {
+  static std::atomic<int> count = 0;
+  return "unused" + std::to_string(++count);
 }
 
 TEST(OSLogger, tellsTheSinkAllAboutAnEntry) {
@@ -69,13 +76,14 @@ TEST(OSLogger, sharesItsLevelWithCopiesAndNamesakes) {
 }
 
 TEST(OSLogger, obeysALevelThatWasSetBeforeItWasMade) {
-  setOSLogMinimumType("later", "one", OSLogType::fault);
-  EXPECT_EQ(minimumTypeOf(OSLogger("later", "one")), OSLogType::fault);
-  EXPECT_EQ(minimumTypeOf(OSLogger("later", "two")), OSLogType::info);
+  const std::string later = unusedSubsystem();
+  setOSLogMinimumType(later, "one", OSLogType::fault);
+  EXPECT_EQ(minimumTypeOf(OSLogger(later, "one")), OSLogType::fault);
+  EXPECT_EQ(minimumTypeOf(OSLogger(later, "two")), OSLogType::info);
 
-  setOSLogMinimumType("later", "", OSLogType::error);
-  EXPECT_EQ(minimumTypeOf(OSLogger("later", "three")), OSLogType::error);
-  EXPECT_EQ(minimumTypeOf(OSLogger("later still", "three")), OSLogType::info);
+  setOSLogMinimumType(later, "", OSLogType::error);
+  EXPECT_EQ(minimumTypeOf(OSLogger(later, "three")), OSLogType::error);
+  EXPECT_EQ(minimumTypeOf(OSLogger(unusedSubsystem(), "three")), OSLogType::info);
 }
 
 TEST(OSLogger, obeysTheLastOfLevelsForOneAndForAllCategories) {
