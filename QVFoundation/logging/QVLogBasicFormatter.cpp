@@ -1,6 +1,6 @@
 #include "QVFoundation/logging/QVLogBasicFormatter.h"
 
-#include "QVFoundation/platform/text/Format.h"
+#include "QVFoundation/logging/LogMessage_p.h"
 
 namespace QVFoundation {
 
@@ -10,17 +10,10 @@ std::optional<std::string> QVLogBasicFormatter::stringForFunc(std::optional<std:
                                                               QVLoggerLevel /*level*/) {
   if (!format) return {};
   std::string line;
-  appendMessage(line, *format, arguments);
+  detail::FormatOutput out(line);
+  detail::appendMessage(out, *format, arguments);
+  out.flush();
   return line;
-}
-
-void QVLogBasicFormatter::appendMessage(std::string& line, std::string_view format,
-                                        std::optional<FormatArguments> arguments) {
-  if (arguments) {
-    appendFormat(line, nullptr, format, *arguments);
-  } else {
-    line += format;
-  }
 }
 
 }  // namespace QVFoundation

@@ -19,11 +19,6 @@ public:
                                                          std::optional<std::string_view> format,
                                                          std::optional<FormatArguments> arguments,
                                                          QVLoggerLevel level) override;
-
-protected:
-  /// Appends the message to a line that has begun already.
-  static void appendMessage(std::string& line, std::string_view format,
-                            std::optional<FormatArguments> arguments);
 };
 
 }  // namespace QVFoundation

@@ -54,11 +54,19 @@ private:
   const bool wasPending_;
 };
 
-/// One write, and the `errno` that it left.
+/// What a write returned, and the `errno` that it left.
 struct Outcome {
   ssize_t count;
   int code;
 };
+
+[[gnu::noinline]] Outcome writeWithoutSignal(int descriptor, std::string_view text) noexcept {
+  const BrokenPipeGuard guard;
+  const ssize_t count = systemCalls().write(descriptor, text.data(), text.size());
+  const int code = errno;
+  if (count < 0 && code == EPIPE) guard.takeBack();
+  return {count, code};
+}
 
 Outcome writeOnce(int descriptor, OutputKind kind, std::string_view text) noexcept {
   switch (kind) {
@@ -70,13 +78,7 @@ Outcome writeOnce(int descriptor, OutputKind kind, std::string_view text) noexce
       const ssize_t count = systemCalls().send(descriptor, text.data(), text.size(), MSG_NOSIGNAL);
       return {count, errno};
     }
-    case OutputKind::stream: {
-      const BrokenPipeGuard guard;
-      const ssize_t count = systemCalls().write(descriptor, text.data(), text.size());
-      const int code = errno;
-      if (count < 0 && code == EPIPE) guard.takeBack();
-      return {count, code};
-    }
+    case OutputKind::stream: return writeWithoutSignal(descriptor, text);
   }
   return {-1, EINVAL};
 }

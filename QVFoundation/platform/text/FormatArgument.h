@@ -80,6 +80,7 @@ public:
   }
 
   [[nodiscard]] Kind kind() const noexcept { return kind_; }
+  [[nodiscard]] bool isText() const noexcept { return kind_ == Kind::text || kind_ == Kind::characters; }
 
   /// The width of the argument's type: 8 to 64 for characters and integers, 32 or 64 for floating numbers.
   [[nodiscard]] unsigned bits() const noexcept { return bits_; }

@@ -82,6 +82,11 @@ void appendDecimal(FormatOutput& out, const FormatSpec& spec, std::string_view s
 
 }  // namespace
 
+void appendDecimal(FormatOutput& out, std::int64_t number) {
+  char* const digits = out.room(mostDigits);
+  out.setEnd(std::to_chars(digits, digits + mostDigits, number).ptr);
+}
+
 void appendInteger(FormatOutput& out, const FormatSpec& spec, const FormatArgument& integer) {
   switch (spec.conversion) {
     case 'x':

@@ -53,6 +53,9 @@ public:
   }
   void setEnd(char* end) noexcept { at_ = end; }
 
+  /// Makes the text ready for that much more.
+  void reserve(std::size_t size) { text_.reserve(text_.size() + size); }
+
   /// Hands on all that was written so far, and gives the text for writing to it directly.
   std::string& flush() {
     text_.append(buffer_, static_cast<std::size_t>(at_ - buffer_));

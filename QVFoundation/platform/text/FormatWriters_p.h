@@ -13,6 +13,10 @@
 /// Threads: any; the functions share nothing.
 namespace QVFoundation::detail {
 
+/// A whole message; nothing is flushed.
+void appendFormat(FormatOutput& out, const NSLocale* locale, std::string_view format,
+                  FormatArguments arguments);
+
 /// Text with the width of the directive, uncut.
 void appendPadded(FormatOutput& out, const FormatSpec& spec, std::string_view text);
 
@@ -28,6 +32,9 @@ void appendCharacter(FormatOutput& out, const FormatSpec& spec, std::uint64_t nu
 /// An integer, a boolean or the number of a character, in the base that the directive names, or else in
 /// decimal.
 void appendInteger(FormatOutput& out, const FormatSpec& spec, const FormatArgument& integer);
+
+/// An integer in decimal, without width and flags.
+void appendDecimal(FormatOutput& out, std::int64_t number);
 
 /// An address in hexadecimal.
 void appendAddress(FormatOutput& out, const FormatSpec& spec, const void* address);

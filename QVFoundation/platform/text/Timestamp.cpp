@@ -35,7 +35,7 @@ struct LastSecond {
   detail::TimestampText text;
 };
 
-/// Out of line, so that the compiler looks the variable up once for each call of `append` instead of at each
+/// Out of line, so that the compiler looks the variable up once for each call of `text` instead of at each
 /// use.
 [[gnu::noinline]] LastSecond& lastSecondOfThread() noexcept {
   static constinit thread_local LastSecond last;
@@ -47,7 +47,7 @@ struct LastSecond {
 TimestampFormatter::TimestampFormatter()
     : offsets_(std::make_shared<detail::LocalTimeOffsets>(split(system_clock::now()).second)) {}
 
-void TimestampFormatter::append(std::string& out, system_clock::time_point when) const {
+std::string_view TimestampFormatter::text(system_clock::time_point when) const {
   const auto [second, beyond] = split(when);
   LastSecond& last = lastSecondOfThread();
   if (last.second != second || last.zone != offsets_->identifier()) {
@@ -56,7 +56,7 @@ void TimestampFormatter::append(std::string& out, system_clock::time_point when)
     last.zone = offsets_->identifier();
   }
   last.text.setMilliseconds(static_cast<unsigned>(beyond / milliseconds(1)));
-  out.append(last.text.text());
+  return last.text.text();
 }
 
 }  // namespace QVFoundation

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "QVFoundation/platform/Export.h"
 
@@ -19,14 +20,17 @@ class LocalTimeOffsets;
 /// before that until eight years after it. For others the C library is asked again, and it answers in the
 /// zone that the process has by then.
 ///
-/// Threads: any; `append` takes no lock of its own.
+/// Threads: any; no lock is taken.
 /// Ownership: a value; copies share the time zone.
 class QV_EXPORT TimestampFormatter {
 public:
   TimestampFormatter();
 
   /// Appends the time, its fraction cut to milliseconds. Years have four digits, or as many as they need.
-  void append(std::string& out, std::chrono::system_clock::time_point when) const;
+  void append(std::string& out, std::chrono::system_clock::time_point when) const { out += text(when); }
+
+  /// The same, lent until the thread asks any formatter again.
+  [[nodiscard]] std::string_view text(std::chrono::system_clock::time_point when) const;
 
 private:
   std::shared_ptr<const detail::LocalTimeOffsets> offsets_;
