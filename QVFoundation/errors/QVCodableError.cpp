@@ -22,9 +22,7 @@ QVCodableError::Fields ownFields(const NSError& error) {
           .errorDescription = error.localizedDescription(),
           .recoverySuggestion = error.localizedRecoverySuggestion(),
           .failureReason = error.localizedFailureReason(),
-          .localizedFailureError = textUnder(NSLocalizedFailureErrorKey, error),
-          .underlyingError = {},
-          .multipleUnderlyingErrors = {}};
+          .localizedFailureError = textUnder(NSLocalizedFailureErrorKey, error)};
 }
 
 /// The errors of a list; nothing where the value is no list of errors.

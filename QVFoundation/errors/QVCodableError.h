@@ -82,15 +82,17 @@ private:
 };
 
 /// All that a record holds, in the order in which it is written.
+/// `{.domain = "D", .code = 7}` is enough: each field has a default, so that nobody is warned of those left
+/// out.
 struct QVCodableError::Fields {
-  std::string domain;
+  std::string domain{};
   std::int64_t code = 0;
-  std::optional<std::string> errorDescription;
-  std::optional<std::string> recoverySuggestion;
-  std::optional<std::string> failureReason;
-  std::optional<std::string> localizedFailureError;
-  std::optional<QVCodableError> underlyingError;
-  std::optional<std::vector<QVCodableError>> multipleUnderlyingErrors;
+  std::optional<std::string> errorDescription{};
+  std::optional<std::string> recoverySuggestion{};
+  std::optional<std::string> failureReason{};
+  std::optional<std::string> localizedFailureError{};
+  std::optional<QVCodableError> underlyingError{};
+  std::optional<std::vector<QVCodableError>> multipleUnderlyingErrors{};
 };
 
 }  // namespace QVFoundation

@@ -143,8 +143,9 @@ void CodableErrorDecoder::unsignedInteger(std::uint64_t value) {
 
 void CodableErrorDecoder::real(double value) {
   if (isIgnored()) return;
-  const bool isWhole = value == std::trunc(value) && value >= -0x1p63 && value < 0x1p63;
-  if (!isWhole) failType("a number with a fraction or out of range");
+  // A larger number may have been rounded when it was read.
+  const bool isExact = value == std::trunc(value) && std::abs(value) < 0x1p53;
+  if (!isExact) failType("a number with a fraction or out of range");
   integer(static_cast<std::int64_t>(value));
 }
 
