@@ -90,7 +90,7 @@ void QVCodableError::encode(StructureSink& sink) const {
 
 QVCodableError QVCodableError::decode(const Value& keyed) {
   detail::CodableErrorDecoder decoder;
-  detail::ValueWalk walk(keyed);
+  detail::ValueWalk walk(keyed, detail::ValueWalk::Purpose::reading);
   while (const auto event = walk.next()) {
     const bool isLeaf = event == detail::ValueWalk::Event::leaf;
     const std::string_view kind = isLeaf ? nameWithoutEvent(walk.value().kind()) : "";

@@ -2,11 +2,8 @@
 // thread. The bound on the time of each test keeps all of it linear.
 
 #include <cstddef>
-#include <functional>
 #include <memory>
-#include <pthread.h>
 #include <string>
-#include <system_error>
 #include <utility>
 
 #include <gtest/gtest.h>
@@ -18,39 +15,14 @@
 #include "QVFoundation/errors/QVExceptionWrapping.h"
 #include "QVFoundation/errors/QVJSONDescription.h"
 #include "QVFoundation/platform/runtime/Array.h"
-
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define QV_SANITIZED
-#endif
-#endif
+#include "tests/platform/runtime/SmallStack.h"
 
 namespace QVFoundation {
 namespace {
 
+using testing::onSmallStack;
+
 constexpr int links = 100'000;
-
-// Sanitizers make frames larger and keep some of their own data on each stack.
-#ifdef QV_SANITIZED
-constexpr std::size_t stackSize = std::size_t{1024} * 1024;
-#else
-constexpr std::size_t stackSize = std::size_t{256} * 1024;
-#endif
-
-void onSmallStack(std::function<void()> work) {
-  pthread_attr_t attributes;
-  pthread_attr_init(&attributes);
-  pthread_attr_setstacksize(&attributes, stackSize);
-  pthread_t thread{};
-  const auto run = [](void* call) -> void* {
-    (*static_cast<std::function<void()>*>(call))();
-    return nullptr;
-  };
-  const int failure = pthread_create(&thread, &attributes, run, &work);
-  pthread_attr_destroy(&attributes);
-  ASSERT_EQ(failure, 0) << std::generic_category().message(failure);
-  pthread_join(thread, nullptr);
-}
 
 struct Linking {
   const char* row;
@@ -69,7 +41,7 @@ NSError chain(const Linking& linking, NSError error) {
   return error;
 }
 
-class ErrorDepth : public testing::TestWithParam<Linking> {};
+class ErrorDepth : public ::testing::TestWithParam<Linking> {};
 
 TEST_P(ErrorDepth, doesNotExhaustTheStack) {
   onSmallStack([] {
@@ -90,7 +62,7 @@ TEST_P(ErrorDepth, doesNotExhaustTheStack) {
   });
 }
 
-INSTANTIATE_TEST_SUITE_P(Chains, ErrorDepth, testing::ValuesIn(linkings),
+INSTANTIATE_TEST_SUITE_P(Chains, ErrorDepth, ::testing::ValuesIn(linkings),
                          [](const auto& instance) { return std::string(instance.param.row); });
 
 TEST(ErrorDepth, doesNotMatterToRecordsAsErrors) {

@@ -215,5 +215,11 @@ TEST(QVCodableErrorDecoding, takesOfEveryKindOfValueOnlyTheRightOnes) {
   }
 }
 
+TEST(QVCodableErrorDecoding, namesWhereAKeyIsNoText) {
+  const Dictionary keyed{{"domain", "D"}, {"code", 1}, {"more", Dictionary{{3, 4}}}};
+  EXPECT_EQ(thrownError(NSPropertyListReadCorruptError, [&] { (void)QVCodableError::decode(keyed); }),
+            "The value at \"more\" cannot be read: its key 3 is no text");
+}
+
 }  // namespace
 }  // namespace QVFoundation

@@ -165,7 +165,10 @@ std::string Value::descriptionWithLocale(const NSLocale* locale, unsigned indent
       const Level level;
       return object()->descriptionWithLocale(locale, indent);
     }
-    case ValueKind::boxed: return std::get<detail::Ref<const detail::BoxNode>>(content_)->description();
+    case ValueKind::boxed: {
+      const Level level;
+      return std::get<detail::Ref<const detail::BoxNode>>(content_)->description();
+    }
     case ValueKind::array:
     case ValueKind::dictionary:
     case ValueKind::set: break;

@@ -34,7 +34,7 @@ std::string jsonFromValue(const Value& value, JSONStyle style) {
   detail::ValueWalk walk(value);
   while (const auto event = walk.next()) {
     if (event == detail::ValueWalk::Event::leaf && isNoJSONNumber(walk.value())) {
-      throw walk.writeError("JSON has no form for the number " + walk.value().description());
+      throw walk.error("JSON has no form for the number " + walk.value().description());
     }
     detail::sendEvent(walk, *event, writer);
   }

@@ -58,8 +58,7 @@ private:
   void begin(bool isDictionary) {
     if (walk_.value().kind() == ValueKind::set) throw walk_.kindError();
     if (walk_.depth() > deepestPropertyListLevel) {
-      throw walk_.writeError("it is nested deeper than " + std::to_string(deepestPropertyListLevel) +
-                             " levels");
+      throw walk_.error("it is nested deeper than " + std::to_string(deepestPropertyListLevel) + " levels");
     }
     const std::size_t index = objects_.size();
     refer(index);
@@ -78,7 +77,7 @@ private:
   std::uint64_t indexOfText(std::string_view text) {
     const auto [entry, isNew] = indicesOfTexts_.try_emplace(text, objects_.size());
     if (isNew) {
-      if (!isValidUTF8(text)) throw walk_.writeError("it is not valid UTF-8");
+      if (!isValidUTF8(text)) throw walk_.error("it is not valid UTF-8");
       objects_.emplace_back(text);
     }
     return entry->second;

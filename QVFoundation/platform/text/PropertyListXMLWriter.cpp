@@ -62,8 +62,7 @@ private:
   void begin(std::string_view tag) {
     if (walk_.value().kind() == ValueKind::set) throw walk_.kindError();
     if (walk_.depth() > deepestPropertyListLevel) {
-      throw walk_.writeError("it is nested deeper than " + std::to_string(deepestPropertyListLevel) +
-                             " levels");
+      throw walk_.error("it is nested deeper than " + std::to_string(deepestPropertyListLevel) + " levels");
     }
     indent(walk_.depth() - 1);
     out_ += tag;
@@ -103,14 +102,14 @@ private:
   }
 
   void appendEscaped(std::string_view text) {
-    if (!isValidUTF8(text)) throw walk_.writeError("it is not valid UTF-8");
+    if (!isValidUTF8(text)) throw walk_.error("it is not valid UTF-8");
     while (!text.empty()) {
       const auto special =
           std::ranges::find_if(text, [](char c) { return !escapeOf(c).empty() || isForbidden(c); });
       const auto length = static_cast<std::size_t>(special - text.begin());
       out_ += text.substr(0, length);
       if (length == text.size()) break;
-      if (isForbidden(*special)) throw walk_.writeError("XML cannot hold the control characters in it");
+      if (isForbidden(*special)) throw walk_.error("XML cannot hold the control characters in it");
       out_ += escapeOf(*special);
       text.remove_prefix(length + 1);
     }

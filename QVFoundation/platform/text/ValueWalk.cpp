@@ -82,8 +82,7 @@ void ValueWalk::enterDictionary(Dictionary dictionary) {
   level.isDictionary = true;
   level.entries.reserve(dictionary.size());
   for (const auto& entry : dictionary) {
-    if (entry.first.text() == nullptr)
-      throw writeError("its key " + entry.first.description() + " is no text");
+    if (entry.first.text() == nullptr) throw error("its key " + entry.first.description() + " is no text");
     level.entries.push_back(&entry);
   }
   std::ranges::sort(level.entries, {},
@@ -113,17 +112,18 @@ std::string ValueWalk::keyPath() const {
   return path;
 }
 
-NSError ValueWalk::writeError(std::string_view problem) const {
+NSError ValueWalk::error(std::string_view problem) const {
+  const bool isWriting = purpose_ == Purpose::writing;
   const std::string path = keyPath();
   std::string description = path.empty() ? "The value" : "The value at \"" + path + '"';
-  description += " cannot be written: ";
+  description += isWriting ? " cannot be written: " : " cannot be read: ";
   description += problem;
   return {std::string(NSCocoaErrorDomain),
-          NSPropertyListWriteInvalidError,
+          isWriting ? NSPropertyListWriteInvalidError : NSPropertyListReadCorruptError,
           {{NSLocalizedDescriptionKey, description}}};
 }
 
-NSError ValueWalk::kindError() const { return writeError("it is " + nameOfKind(value())); }
+NSError ValueWalk::kindError() const { return error("it is " + nameOfKind(value())); }
 
 void sendEvent(const ValueWalk& walk, ValueWalk::Event event, StructureSink& sink) {
   switch (event) {

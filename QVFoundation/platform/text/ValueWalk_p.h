@@ -15,7 +15,7 @@
 namespace QVFoundation::detail {
 
 /// Walks over a value and all that is nested in it, in order and without recursion, for those who write it
-/// down.
+/// down or read something out of it.
 ///
 /// ```cpp
 /// ValueWalk walk(value);
@@ -23,13 +23,17 @@ namespace QVFoundation::detail {
 /// ```
 ///
 /// Threads: one thread.
-/// Errors: a key that is no text is the `writeError` of its dictionary.
+/// Errors: a key that is no text is the `error` of its dictionary.
 class ValueWalk {
 public:
   enum class Event { beginDictionary, key, endDictionary, beginArray, endArray, leaf };
 
+  /// What a fault keeps from happening.
+  enum class Purpose { writing, reading };
+
   /// The value must outlive the walk.
-  explicit ValueWalk(const Value& root) : root_(root) {}
+  explicit ValueWalk(const Value& root, Purpose purpose = Purpose::writing)
+      : root_(root), purpose_(purpose) {}
 
   /// What comes next; nothing when all is done. Keys come in order. A set is walked like an array.
   std::optional<Event> next();
@@ -41,10 +45,10 @@ public:
   /// How many containers are open, one that just begins included.
   [[nodiscard]] std::size_t depth() const noexcept { return levels_.size(); }
 
-  /// `NSPropertyListWriteInvalidError` that names the place, such as `The value at "people[3].born" cannot be
-  /// written: …`.
-  [[nodiscard]] NSError writeError(std::string_view problem) const;
-  /// The same for a value of a kind that cannot be written at all: "it is a date".
+  /// An error that names the place, such as `The value at "people[3].born" cannot be written: …`:
+  /// `NSPropertyListWriteInvalidError`, or `NSPropertyListReadCorruptError` of who reads.
+  [[nodiscard]] NSError error(std::string_view problem) const;
+  /// The same for a value of a kind that has no form at all: "it is a date".
   [[nodiscard]] NSError kindError() const;
 
 private:
@@ -70,6 +74,7 @@ private:
   [[nodiscard]] std::string keyPath() const;
 
   const Value& root_;
+  const Purpose purpose_;
   const Value* value_ = nullptr;
   std::vector<Level> levels_;
 };

@@ -1,12 +1,9 @@
 // What is nested or chained 100,000 deep is made, described, compared, hashed, converted and let go on the
 // stack of a small thread. The bound on the time of the whole program keeps each of these linear.
 
-#include <functional>
 #include <memory>
 #include <ostream>
-#include <pthread.h>
 #include <string>
-#include <system_error>
 
 #include <gtest/gtest.h>
 
@@ -18,26 +15,14 @@
 #include "QVFoundation/platform/runtime/NSException.h"
 #include "QVFoundation/platform/runtime/NSObject.h"
 #include "QVFoundation/platform/runtime/Set.h"
+#include "tests/platform/runtime/SmallStack.h"
 
 namespace QVFoundation {
 namespace {
 
-constexpr int depth = 100'000;
+using testing::onSmallStack;
 
-void onSmallStack(std::function<void()> work) {
-  pthread_attr_t attributes;
-  pthread_attr_init(&attributes);
-  pthread_attr_setstacksize(&attributes, std::size_t{256} * 1024);
-  pthread_t thread{};
-  const auto run = [](void* call) -> void* {
-    (*static_cast<std::function<void()>*>(call))();
-    return nullptr;
-  };
-  const int failure = pthread_create(&thread, &attributes, run, &work);
-  pthread_attr_destroy(&attributes);
-  ASSERT_EQ(failure, 0) << std::generic_category().message(failure);
-  pthread_join(thread, nullptr);
-}
+constexpr int depth = 100'000;
 
 class Link : public NSObject {
 public:
@@ -77,7 +62,7 @@ Value nested(const Nesting& nesting, const Value& innermost) {
   return value;
 }
 
-class Depth : public testing::TestWithParam<Nesting> {};
+class Depth : public ::testing::TestWithParam<Nesting> {};
 
 TEST_P(Depth, doesNotExhaustTheStack) {
   onSmallStack([] {
@@ -95,7 +80,7 @@ TEST_P(Depth, doesNotExhaustTheStack) {
   });
 }
 
-INSTANTIATE_TEST_SUITE_P(Values, Depth, testing::ValuesIn(nestings),
+INSTANTIATE_TEST_SUITE_P(Values, Depth, ::testing::ValuesIn(nestings),
                          [](const auto& test) { return test.param.row; });
 
 TEST(Depth, describesAWholeChainOfCauses) {
@@ -107,6 +92,14 @@ TEST(Depth, describesAWholeChainOfCauses) {
     EXPECT_NE(text.find("Error Domain=D Code=0 \""), std::string::npos);
     EXPECT_TRUE(text.ends_with("}, after=99999}}, after=100000}")) << text.substr(text.size() - 60);
     EXPECT_EQ(asNSError(std::make_exception_ptr(error)), error);
+  });
+}
+
+TEST(Depth, describesBoxesInBoxes) {
+  onSmallStack([] {
+    NSError error("D", 0);
+    for (int i = 1; i <= depth; ++i) error = NSError("D", i, {{"box", Value::boxed(error)}});
+    EXPECT_TRUE(error.description().starts_with("Error Domain=D Code=100000 \""));
   });
 }
 
