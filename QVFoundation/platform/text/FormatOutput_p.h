@@ -58,7 +58,12 @@ public:
 
   /// Hands on all that was written so far, and gives the text for writing to it directly.
   std::string& flush() {
-    text_.append(buffer_, static_cast<std::size_t>(at_ - buffer_));
+    const auto size = static_cast<std::size_t>(at_ - buffer_);
+    if (text_.capacity() < size && text_.empty()) {
+      text_ = std::string(buffer_, size);  // shorter than the way by which a string grows
+    } else {
+      text_.append(buffer_, size);
+    }
     at_ = buffer_;
     return text_;
   }

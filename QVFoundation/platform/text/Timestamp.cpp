@@ -31,12 +31,17 @@ Instant split(system_clock::time_point when) noexcept {
 /// The second that a thread wrote last: lines come in bursts, and only their milliseconds differ.
 struct LastSecond {
   std::uint64_t zone = 0;
-  sys_seconds second;
+  std::uint64_t start = 0;
   detail::TimestampText text;
 };
 
-/// Out of line, so that the compiler looks the variable up once for each call of `text` instead of at each
-/// use.
+/// Ticks of the clock that wrap around, so that they can be subtracted from each other whatever the instants.
+std::uint64_t ticksOf(system_clock::duration duration) noexcept {
+  return static_cast<std::uint64_t>(duration.count());
+}
+
+/// Out of line, so that the compiler looks the variable up once for each call of `text` instead of at
+/// each use.
 [[gnu::noinline]] LastSecond& lastSecondOfThread() noexcept {
   static constinit thread_local LastSecond last;
   return last;
@@ -48,14 +53,17 @@ TimestampFormatter::TimestampFormatter()
     : offsets_(std::make_shared<detail::LocalTimeOffsets>(split(system_clock::now()).second)) {}
 
 std::string_view TimestampFormatter::text(system_clock::time_point when) const {
-  const auto [second, beyond] = split(when);
   LastSecond& last = lastSecondOfThread();
-  if (last.second != second || last.zone != offsets_->identifier()) {
-    last.text.setSecond(std::chrono::local_seconds(second.time_since_epoch() + offsets_->at(second)));
-    last.second = second;
+  std::uint64_t beyond = ticksOf(when.time_since_epoch()) - last.start;
+  if (beyond >= ticksOf(seconds(1)) || last.zone != offsets_->identifier()) {
+    const Instant instant = split(when);
+    last.text.setSecond(
+        std::chrono::local_seconds(instant.second.time_since_epoch() + offsets_->at(instant.second)));
     last.zone = offsets_->identifier();
+    beyond = ticksOf(instant.beyond);
+    last.start = ticksOf(when.time_since_epoch()) - beyond;
   }
-  last.text.setMilliseconds(static_cast<unsigned>(beyond / milliseconds(1)));
+  last.text.setMilliseconds(static_cast<unsigned>(beyond / ticksOf(milliseconds(1))));
   return last.text.text();
 }
 
