@@ -117,8 +117,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string localized = stringWithFormatArguments(&locale, format, arguments);
 
   require(appended == "before" + plain);
-  // The longest directive: a long double with all its digits, in groups, or a width, with separators of three
-  // bytes.
+  // The longest directive: a long double with all its digits, in groups, or a width, with separators of
+  // three bytes.
   const std::size_t directives = static_cast<std::size_t>(std::count(format.begin(), format.end(), '%'));
   require(plain.size() <= format.size() + directives * 10'000);
   require(localized.size() <= format.size() + directives * 40'000);

@@ -55,8 +55,8 @@ public:
   [[nodiscard]] const std::optional<QVCodableError>& underlyingError() const noexcept;
   [[nodiscard]] const std::optional<std::vector<QVCodableError>>& multipleUnderlyingErrors() const noexcept;
 
-  /// Writes the record: "domain" and "code" always, the other fields under their names where they are
-  /// present.
+  /// Writes the record: "domain" and "code" always, the other fields under their names where they
+  /// are present.
   void encode(StructureSink& sink) const;
   /// Reads a record from a dictionary with these keys; null and absent mean the same, other keys are ignored.
   /// Throws an `NSError` that names the key where one is missing or holds a value of the wrong type.
@@ -81,9 +81,8 @@ private:
   detail::Ref<const detail::CodableErrorNode> node_;
 };
 
-/// All that a record holds, in the order in which it is written.
-/// `{.domain = "D", .code = 7}` is enough: each field has a default, so that nobody is warned of those left
-/// out.
+/// All that a record holds, in the order in which it is written. `{.domain = "D", .code = 7}` is enough: each
+/// field has a default, so that nobody is warned of those left out.
 struct QVCodableError::Fields {
   std::string domain{};
   std::int64_t code = 0;

@@ -38,8 +38,8 @@ public:
   [[nodiscard]] static std::shared_ptr<QVErrorBuilder> errorBuilder();
   /// Calls the block once with a new builder and returns the error that it described.
   [[nodiscard]] static NSError buildErrorWithBlock(const Block& block);
-  /// The error with "message: " in front of its description, and all else as it was; unchanged without a
-  /// message.
+  /// The error with "message: " in front of its description, and all else as it was; unchanged without
+  /// a message.
   [[nodiscard]] static NSError buildError(const NSError& wrapping, std::optional<std::string_view> message);
 
   [[nodiscard]] const std::optional<std::string>& domain() const noexcept { return domain_; }

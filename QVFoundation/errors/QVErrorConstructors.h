@@ -40,8 +40,8 @@ using OptionalText = std::optional<std::string_view>;
 /// The error that says that the user cancelled; loggers and operations do not treat it as a failure.
 [[nodiscard]] QV_EXPORT NSError userCancelledError();
 
-/// The application's own domain, which is the main bundle's identifier, or `NSCocoaErrorDomain` if it has
-/// none.
+/// The application's own domain, which is the main bundle's identifier, or `NSCocoaErrorDomain` if it
+/// has none.
 [[nodiscard]] QV_EXPORT NSError appError(std::int64_t code, OptionalText description);
 
 /// `appError` with code -1, for errors that only have a text.

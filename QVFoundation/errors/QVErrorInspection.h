@@ -34,8 +34,8 @@ namespace QVFoundation {
 /// The error that caused this one.
 [[nodiscard]] QV_EXPORT std::optional<NSError> underlyingError(const NSError& error);
 
-/// How the error is to be presented. Without a style an error answers 2, where a builder answers 0; both are
-/// intended.
+/// How the error is to be presented. Without a style an error answers 2, where a builder answers 0; both
+/// are intended.
 [[nodiscard]] QV_EXPORT std::int64_t errorStyle(const NSError& error);
 
 /// The same error with one more entry in its user info; the error itself where the object is nothing.

@@ -49,8 +49,8 @@ public:
 /// The handlers in the order of the option titles; nothing where the error has none at all.
 [[nodiscard]] QV_EXPORT std::optional<std::vector<QVRecoveryHandler>> recoveryBlocks(const NSError& error);
 
-/// Calls the handler at an index and returns what it returns; past the end it calls nothing and returns
-/// nothing.
+/// Calls the handler at an index and returns what it returns; past the end it calls nothing and
+/// returns nothing.
 QV_EXPORT std::optional<NSError> performRecoveryWithIndex(const NSError& error, std::size_t index);
 
 /// The first error that a recovery ran into, searched from this error down the chain of causes.

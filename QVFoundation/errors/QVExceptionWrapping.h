@@ -44,8 +44,8 @@ template <std::invocable<std::optional<NSError>*> Callable>
   return returned;
 }
 
-/// Returns what a callable returns; whatever it throws, platform exceptions included, is thrown as an
-/// `NSError`.
+/// Returns what a callable returns; whatever it throws, platform exceptions included, is thrown as
+/// an `NSError`.
 template <std::invocable Callable>
 std::invoke_result_t<Callable> QVThrowExceptions(Callable&& callable) {
   try {
@@ -79,8 +79,8 @@ T QVAssertNoError(Result<T> result, std::string_view message,
   return QVAssertNoError([&] { return static_cast<T>(std::move(result).value()); }, message, where);
 }
 
-/// Raises `NSInternalInconsistencyException` with the reason "Test exception", for trying out the functions
-/// above.
+/// Raises `NSInternalInconsistencyException` with the reason "Test exception", for trying out the
+/// functions above.
 [[noreturn]] QV_EXPORT void QVThrowTestException();
 
 }  // namespace QVFoundation

@@ -8,8 +8,8 @@
 
 namespace QVFoundation::detail {
 
-/// Says on standard error that a log line was lost, why, and what it was. It never uses a logger, and never
-/// throws.
+/// Says on standard error that a log line was lost, why, and what it was. It never uses a logger, and
+/// never throws.
 ///
 /// Threads: any.
 void reportLogFailure(std::string_view step, std::string_view message,

@@ -11,8 +11,8 @@
 
 namespace QVFoundation {
 
-/// The line of log files: the local time, a blank and the message, as in "2026-03-05 14:07:09.123 Backup
-/// finished".
+/// The line of log files: the local time, a blank and the message, as in "2026-03-05 14:07:09.123
+/// Backup finished".
 ///
 /// The time is written in ASCII digits of the Gregorian calendar whatever the locale, so that logs can be
 /// sorted and searched. The time zone is the one that the process had when the formatter was made.

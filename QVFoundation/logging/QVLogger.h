@@ -132,8 +132,8 @@ public:
     return logThrownError(std::nullopt, std::forward<Callable>(callable));
   }
 
-  /// How often something was logged at error level, whether it was written or not. Assert level does not
-  /// count.
+  /// How often something was logged at error level, whether it was written or not. Assert level does
+  /// not count.
   [[nodiscard]] std::int64_t numErrorsLogged() const noexcept {
     return numErrorsLogged_.load(std::memory_order_relaxed);
   }

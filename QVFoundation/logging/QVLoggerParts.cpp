@@ -68,8 +68,8 @@ void QVLogger::setFormatter(std::shared_ptr<QVLogFormatter> formatter) {
 
 void QVLogger::setFilter(std::shared_ptr<QVLogFilter> filter) {
   if (!installFilter(filter)) return;
-  // The filter is asked without a lock. Where another thread replaces it meanwhile, the new one is asked
-  // instead.
+  // The filter is asked without a lock. Where another thread replaces it meanwhile, the new one is
+  // asked instead.
   do {
     filter = this->filter();
     setDebugLoggingEnabled(allowsDebugLogging(filter));

@@ -11,8 +11,8 @@
 
 namespace QVFoundation::detail {
 
-/// The string tables of a bundle, each loaded when it is first asked for and then kept, also where there is
-/// none.
+/// The string tables of a bundle, each loaded when it is first asked for and then kept, also where there
+/// is none.
 ///
 /// They form a list that only ever grows at its end, so that those who look for a table need no lock. A
 /// program has a handful of tables.

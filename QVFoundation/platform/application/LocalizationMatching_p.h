@@ -6,8 +6,8 @@
 
 namespace QVFoundation::detail {
 
-/// What a localisation is for, taken from its name: "zh_TW" is {"zh", "hant", "tw"}, "German" is {"de", "",
-/// ""}.
+/// What a localisation is for, taken from its name: "zh_TW" is {"zh", "hant", "tw"}, "German" is {"de",
+/// "", ""}.
 ///
 /// Threads: a value.
 struct LocalizationName {

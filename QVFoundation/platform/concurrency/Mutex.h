@@ -6,8 +6,8 @@
 
 namespace QVFoundation {
 
-/// `std::mutex`, known to clang's thread safety analysis. For sections that may take a while; short ones use
-/// `UnfairLock`.
+/// `std::mutex`, known to clang's thread safety analysis. For sections that may take a while; short ones
+/// use `UnfairLock`.
 ///
 /// Threads: safe from any thread; not recursive.
 class QV_CAPABILITY("mutex") Mutex {

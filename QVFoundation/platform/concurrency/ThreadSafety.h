@@ -1,7 +1,7 @@
 #pragma once
 
-/// Tells the compiler which lock protects what; clang checks it with `-Wthread-safety`, other compilers see
-/// nothing.
+/// Tells the compiler which lock protects what; clang checks it with `-Wthread-safety`, other compilers
+/// see nothing.
 ///
 /// Threads: nothing here exists at run time.
 

@@ -20,8 +20,8 @@ public:
   BrokenPipeGuard& operator=(const BrokenPipeGuard&) = delete;
   ~BrokenPipeGuard() { pthread_sigmask(SIG_SETMASK, &previous_, nullptr); }
 
-  /// Takes back the signal of a write that found the pipe broken. It is one with a signal that was pending
-  /// before.
+  /// Takes back the signal of a write that found the pipe broken. It is one with a signal that was
+  /// pending before.
   void takeBack() const noexcept {
     if (wasPending_) return;
     const sigset_t signals = brokenPipe();

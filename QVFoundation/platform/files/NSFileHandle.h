@@ -28,9 +28,9 @@ enum class OutputKind;
 /// the number at once.
 /// Ownership: closes its descriptor when it is released, if it was told to at its making; the standard
 /// handles never do.
-/// Errors: what cannot be read or written raises `NSException` named `NSFileHandleOperationException`, whose
-/// reason names the file and what the system said. A broken pipe is such an error, never a signal to the
-/// process.
+/// Errors: what cannot be read or written raises `NSException` named `NSFileHandleOperationException`,
+/// whose reason names the file and what the system said. A broken pipe is such an error, never a signal to
+/// the process.
 class QV_EXPORT NSFileHandle : public NSObject {
 public:
   enum class CloseOnRelease { no, yes };
@@ -64,8 +64,8 @@ public:
   /// Returns when all that was written has reached the device, at once where there is none, as behind a pipe.
   void synchronizeFile();
   /// Closes the descriptor, whoever owns it. Closing twice is harmless. Borrowed standard descriptors stay
-  /// open: others use them, and the next file that is opened would get the number and all that is printed to
-  /// it.
+  /// open: others use them, and the next file that is opened would get the number and all that is printed
+  /// to it.
   void closeFile();
 
   [[nodiscard]] Dictionary debugDictionary() const override;

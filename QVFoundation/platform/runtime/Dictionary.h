@@ -36,8 +36,8 @@ public:
   [[nodiscard]] const_iterator begin() const noexcept { return entries().begin(); }
   [[nodiscard]] const_iterator end() const noexcept { return entries().end(); }
 
-  /// The value under a key; nothing where the key is absent. The reference holds until the dictionary is
-  /// written.
+  /// The value under a key; nothing where the key is absent. The reference holds until the dictionary
+  /// is written.
   [[nodiscard]] const Value& operator[](const Value& key) const;
   template <detail::TextLike T>
   [[nodiscard]] const Value& operator[](const T& key) const {

@@ -39,8 +39,8 @@ inline constexpr bool isSharedPointer<std::shared_ptr<T>> = true;
 ///
 /// Classes register themselves by name while they live; `staticClass()` keeps them for the life of the
 /// process. A class that must be found by name before anybody has used it registers itself when the program
-/// starts, with a line in its source file: `[[maybe_unused]] static const NSClass& registered =
-/// Track::staticClass();`
+/// starts, with a line in its source file:
+/// `[[maybe_unused]] static const NSClass& registered = Track::staticClass();`
 ///
 /// Threads: immutable once made; the registry may be asked from any thread.
 class QV_EXPORT NSClass {
@@ -63,8 +63,8 @@ public:
   NSClass& operator=(const NSClass&) = delete;
   ~NSClass();
 
-  /// The class registered under a name, or null. Of several with one name the first that was registered is
-  /// found.
+  /// The class registered under a name, or null. Of several with one name the first that was registered
+  /// is found.
   [[nodiscard]] static const NSClass* named(std::string_view name);
 
   [[nodiscard]] const std::string& name() const noexcept { return parts_.name; }

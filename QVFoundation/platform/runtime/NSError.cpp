@@ -146,8 +146,8 @@ std::vector<NSError> NSError::underlyingErrors() const {
 
 const char* NSError::what() const noexcept { return localizedDescription().c_str(); }
 
-// Walks down the chain of causes and closes what it opened on the way back, without recursion: a chain may be
-// long.
+// Walks down the chain of causes and closes what it opened on the way back, without recursion: a chain may
+// be long.
 std::string NSError::description() const {
   std::string out;
   std::vector<std::string> tails;

@@ -46,8 +46,8 @@ public:
   [[nodiscard]] const std::string& className() const noexcept;
 
   /// What happened, for people. Without a text of its own an error says that the operation could not be
-  /// completed, with what else is known: the failure reason, the system's text for an `errno`, or domain and
-  /// code.
+  /// completed, with what else is known: the failure reason, the system's text for an `errno`, or domain
+  /// and code.
   [[nodiscard]] const std::string& localizedDescription() const;
   [[nodiscard]] std::optional<std::string> localizedFailureReason() const;
   [[nodiscard]] std::optional<std::string> localizedRecoverySuggestion() const;

@@ -56,8 +56,8 @@ public:
   static const NSClass& staticClass();
   /// The class whose properties the object has. A class that lists properties overrides it.
   [[nodiscard]] virtual const NSClass& dynamicClass() const;
-  /// The name of the most derived class: as it was given to `NSClass::define`, else its C++ name without
-  /// namespaces.
+  /// The name of the most derived class: as it was given to `NSClass::define`, else its C++ name
+  /// without namespaces.
   [[nodiscard]] std::string className() const;
 
   /// Identity, unless a class overrides it together with `hash`.

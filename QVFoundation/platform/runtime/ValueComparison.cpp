@@ -42,8 +42,8 @@ private:
 
 thread_local int Lookup::depth = 0;
 
-/// Compares without recursion: containers within containers wait in a list of pairs that must be equal as
-/// well.
+/// Compares without recursion: containers within containers wait in a list of pairs that must be equal
+/// as well.
 class Comparison {
 public:
   bool equal(const Value& a, const Value& b) {

@@ -32,13 +32,11 @@
 /// Between "%" and the letter stand, in this order and as in printf: `2$` for the second argument; flags `-+
 /// #0'`; a width; a precision; lengths. Width and precision may be `*` or `*2$`. A directive without a number
 /// takes the argument that follows the one which the last such directive, or `*`, took; numbered ones do not
-/// count for that.
-/// "%n" is no conversion.
+/// count for that. "%n" is no conversion.
 ///
 /// Widths, and precisions of text, count code points. A precision cuts text under "%s" and "%@", never
-/// numbers,
-/// "(null)" or "(missing)". Widths, and precisions of numbers, are at most 4,096. Text that is not UTF-8
-/// passes unchanged.
+/// numbers, "(null)" or "(missing)". Widths, and precisions of numbers, are at most 4,096. Text that is not
+/// UTF-8 passes unchanged.
 ///
 /// Without a locale all is as in the "C" locale, whatever the process's locale is. With one, decimal
 /// separators are the locale's; digits are grouped only where the flag `'` asks for it, so that identifiers

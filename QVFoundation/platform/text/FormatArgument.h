@@ -42,9 +42,8 @@ concept CharacterType = IsOneOf<T, char, char8_t, char16_t, char32_t, wchar_t>;
 ///
 /// Made from numbers, characters, enumerators (their numbers), texts, pointers, and from objects that
 /// `FormatDescription.h` tells how to print. A null pointer and an empty `std::optional` stand for nothing
-/// and print as
-/// "(null)". A pointer, shared or not, to an object that can be printed stands for the object, and for its
-/// address under "%p"; so `const char*` must end in a zero.
+/// and print as "(null)". A pointer, shared or not, to an object that can be printed stands for the object,
+/// and for its address under "%p"; so `const char*` must end in a zero.
 ///
 /// Threads: as safe as what it refers to.
 /// Ownership: none. It must not outlive the value that it was made from; numbers, and only they, are copied.

@@ -70,8 +70,8 @@ concept PrintsAsUTF8 = std::convertible_to<const T&, std::u8string_view>;
 template <class T>
 concept PrintsToStream = requires(std::ostream& stream, const T& object) { stream << object; };
 
-/// Whether `appendDescription` can print a `T`. A class that is only declared so far is not known to be
-/// printable.
+/// Whether `appendDescription` can print a `T`. A class that is only declared so far is not known to
+/// be printable.
 template <class T>
 concept Printable =
     requires { sizeof(T); } && (Described<T> || PrintsAsText<T> || PrintsAsUTF8<T> || PrintsAsWideText<T> ||

@@ -43,8 +43,8 @@ std::uint64_t bitPatternOf(const FormatArgument& integer) {
   return integer.unsignedInteger() << unused >> unused;
 }
 
-/// Lays out digits. As in printf, a precision is the least number of digits, and one of 0 prints nothing of
-/// zero.
+/// Lays out digits. As in printf, a precision is the least number of digits, and one of 0 prints nothing
+/// of zero.
 void appendDigits(FormatOutput& out, const FormatSpec& spec, std::string_view digits, NumberParts parts) {
   parts.whole = spec.precision == 0 && digits == "0" ? std::string_view() : digits;
   const std::size_t least =

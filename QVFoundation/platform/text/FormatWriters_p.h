@@ -29,8 +29,8 @@ void appendObject(FormatOutput& out, const FormatSpec& spec, const FormatArgumen
 /// One character of text; U+FFFD for a number that is none.
 void appendCharacter(FormatOutput& out, const FormatSpec& spec, std::uint64_t number);
 
-/// An integer, a boolean or the number of a character, in the base that the directive names, or else in
-/// decimal.
+/// An integer, a boolean or the number of a character, in the base that the directive names, or else
+/// in decimal.
 void appendInteger(FormatOutput& out, const FormatSpec& spec, const FormatArgument& integer);
 
 /// An integer in decimal, without width and flags.
@@ -39,8 +39,8 @@ void appendDecimal(FormatOutput& out, std::int64_t number);
 /// An address in hexadecimal.
 void appendAddress(FormatOutput& out, const FormatSpec& spec, const void* address);
 
-/// A number in the notation that the directive names, or else in the shortest that reads back as the same
-/// number.
+/// A number in the notation that the directive names, or else in the shortest that reads back as the
+/// same number.
 void appendFloating(FormatOutput& out, const FormatSpec& spec, const FormatArgument& number);
 
 /// An integer as a floating number would be written.

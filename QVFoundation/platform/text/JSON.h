@@ -16,13 +16,13 @@
 /// ```
 ///
 /// Threads: functions without state; call them from any thread.
-/// Errors: `NSError` in `NSCocoaErrorDomain`: `NSPropertyListReadCorruptError` with line and column for text
-/// that is no JSON, `NSPropertyListWriteInvalidError` with the key path for a value that JSON has no form
-/// for.
+/// Errors: `NSError` in `NSCocoaErrorDomain`: `NSPropertyListReadCorruptError` with line and column for
+/// text that is no JSON, `NSPropertyListWriteInvalidError` with the key path for a value that JSON has no
+/// form for.
 namespace QVFoundation {
 
-/// Sends the one value that the text holds to a sink. Nesting may be as deep as the sink bears; nothing
-/// recurses.
+/// Sends the one value that the text holds to a sink. Nesting may be as deep as the sink bears;
+/// nothing recurses.
 ///
 /// Integers stay whole over the range of `std::int64_t` and `std::uint64_t`; numbers beyond it, and those
 /// with a fraction or an exponent, are real. Texts must be UTF-8. A byte order mark at the start is skipped.

@@ -33,8 +33,8 @@ enum class PropertyListFormat { xml = 100, binary = 200 };
 
 /// The value that the bytes hold, in either form; `format`, where given, tells which.
 ///
-/// Throws `NSPropertyListReadCorruptError` with line and column (XML) or object and byte (binary) of what is
-/// wrong.
+/// Throws `NSPropertyListReadCorruptError` with line and column (XML) or object and byte (binary) of what
+/// is wrong.
 [[nodiscard]] QV_EXPORT Value propertyListFromData(std::span<const std::byte> data,
                                                    PropertyListFormat* format = nullptr);
 

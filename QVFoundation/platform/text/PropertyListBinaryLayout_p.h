@@ -9,8 +9,8 @@
 
 namespace QVFoundation::detail::binary {
 
-/// A binary property list as a table of objects, none of which reaches beyond the file whatever the file
-/// says.
+/// A binary property list as a table of objects, none of which reaches beyond the file whatever the
+/// file says.
 ///
 /// Threads: reading it from several threads is safe.
 /// Errors: what does not fit is an `NSError` that names the object and its place.

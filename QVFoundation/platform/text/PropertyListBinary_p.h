@@ -14,8 +14,8 @@
 /// | trailer | the widths of offsets and references, the number of objects, the root, where the table begins
 /// |
 ///
-/// Numbers are big-endian. The high half of a marker tells the type, the low half a length or the type's
-/// details.
+/// Numbers are big-endian. The high half of a marker tells the type, the low half a length or the
+/// type's details.
 ///
 /// Threads: constants.
 namespace QVFoundation::detail::binary {

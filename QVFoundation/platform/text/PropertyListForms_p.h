@@ -6,12 +6,12 @@
 
 #include "QVFoundation/platform/runtime/Value.h"
 
-/// The two forms of property lists, each with its reader and its writer; see PropertyList.h for what they
-/// promise.
+/// The two forms of property lists, each with its reader and its writer; see PropertyList.h for what
+/// they promise.
 ///
-/// Both are written here, since what the common C library hands out is too little: it takes -1 and 2^64 - 1
-/// for the same number, ends dates in 2069, reads past mistakes, says nothing of where they are, and
-/// recurses.
+/// Both are written here, since what the common C library hands out is too little: it takes -1 and 2^64
+/// - 1 for the same number, ends dates in 2069, reads past mistakes, says nothing of where they are,
+/// and recurses.
 ///
 /// Threads: functions without state.
 namespace QVFoundation::detail {

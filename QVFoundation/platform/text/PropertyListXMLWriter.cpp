@@ -13,8 +13,8 @@ namespace QVFoundation::detail {
 
 namespace {
 
-// No document type: naming one would only send parsers to the network, and no reader of property lists needs
-// it.
+// No document type: naming one would only send parsers to the network, and no reader of property lists
+// needs it.
 constexpr std::string_view beginning =
     "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n";
 constexpr std::string_view ending = "</plist>\n";
@@ -82,8 +82,8 @@ private:
     if (number.isBoolean()) {
       writeLine(number.boolValue() ? "<true/>" : "<false/>");
     } else if (number.isFloatingPoint()) {
-      // As a double, since that is what it will be read as: the short form of a float would be another number
-      // then.
+      // As a double, since that is what it will be read as: the short form of a float would be another
+      // number then.
       writeElement("real", NSNumber(number.doubleValue()).description());
     } else {
       writeElement("integer", number.description());

@@ -4,8 +4,8 @@
 #include <cmath>
 #include <concepts>
 
-/// How a floating number reads where no format says otherwise: "%@" prints it so, and so a number describes
-/// itself.
+/// How a floating number reads where no format says otherwise: "%@" prints it so, and so a number
+/// describes itself.
 ///
 /// Threads: any.
 namespace QVFoundation::detail {

@@ -12,8 +12,8 @@ struct Date {
   unsigned day;
 };
 
-/// The Gregorian date of a count of days since 1970. `std::chrono::year_month_day` would end at the year
-/// 32767.
+/// The Gregorian date of a count of days since 1970. `std::chrono::year_month_day` would end at the
+/// year 32767.
 ///
 /// Counted in eras of 400 years, after which the calendar repeats, and in years that begin in March, so that
 /// the day that not every year has is the last of its year.

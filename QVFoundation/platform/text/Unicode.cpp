@@ -48,8 +48,8 @@ constexpr Lead leadOf(unsigned char byte) {
   return {3, bits & 0x7};
 }
 
-/// Calls `see(position, const DecodedCodePoint&)` for each code point that is not ASCII, until it answers
-/// false.
+/// Calls `see(position, const DecodedCodePoint&)` for each code point that is not ASCII, until it
+/// answers false.
 template <class See>
 void forEachBeyondASCII(std::string_view text, See see) {
   for (std::size_t at = asciiPrefixLength(text); at < text.size(); at += asciiPrefixLength(text.substr(at))) {

@@ -8,8 +8,8 @@
 
 #include "QVFoundation/platform/Export.h"
 
-/// What this library has to know about UTF-8: counting, cutting and converting without ever splitting a
-/// character.
+/// What this library has to know about UTF-8: counting, cutting and converting without ever splitting
+/// a character.
 ///
 /// Bytes that are not UTF-8 do no harm. Each longest run that could have begun a code point, and each byte
 /// that could not, counts as one U+FFFD, as the Unicode standard recommends (chapter 3, "U+FFFD Substitution
@@ -43,8 +43,8 @@ inline constexpr char32_t replacementCharacter = U'\uFFFD';
 [[nodiscard]] QV_EXPORT std::string_view prefixOfUTF16Units(std::string_view text,
                                                             std::size_t count) noexcept;
 
-/// One code point and the number of bytes that it takes. What is not UTF-8 gives U+FFFD and the bytes to
-/// skip.
+/// One code point and the number of bytes that it takes. What is not UTF-8 gives U+FFFD and the bytes
+/// to skip.
 struct DecodedCodePoint {
   char32_t codePoint;
   std::size_t length;

@@ -10,8 +10,8 @@
 
 namespace QVFoundation {
 
-/// One entry of the system log on its way to the sink. Its texts are borrowed: who wants to keep them copies
-/// them.
+/// One entry of the system log on its way to the sink. Its texts are borrowed: who wants to keep them
+/// copies them.
 ///
 /// Threads: a plain value.
 struct OSLogEntry {

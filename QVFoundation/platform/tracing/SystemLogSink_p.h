@@ -12,8 +12,8 @@ namespace QVFoundation::detail {
 /// since services start, stop and come back.
 ///
 /// Threads: any.
-/// Errors: `write` throws `std::system_error` if the journal refuses an entry, or if nobody listens to
-/// syslog.
+/// Errors: `write` throws `std::system_error` if the journal refuses an entry, or if nobody listens
+/// to syslog.
 class QV_TEST_EXPORT SystemLogSink final : public OSLogSink {
 public:
   void write(const OSLogEntry& entry) override;

@@ -6,8 +6,8 @@
 
 namespace QVFoundation::testing {
 
-/// Runs a body on several threads at once, which it tells apart by their numbers, and waits until all have
-/// ended.
+/// Runs a body on several threads at once, which it tells apart by their numbers, and waits until all
+/// have ended.
 template <class Body>
 void onThreads(int count, const Body& body) {
   std::latch start(count);

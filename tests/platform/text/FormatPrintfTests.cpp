@@ -16,8 +16,8 @@
 
 #include "QVFoundation/platform/text/FormatFixed_p.h"
 
-// For what printf defines, the C library is the oracle: every combination of flags, widths and precisions is
-// tried.
+// For what printf defines, the C library is the oracle: every combination of flags, widths and precisions
+// is tried.
 
 namespace QVFoundation {
 namespace {

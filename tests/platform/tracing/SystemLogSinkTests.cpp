@@ -77,8 +77,8 @@ TEST(SystemLogSink, sendsOneWholeEntryToTheJournal) {
     return journal.receive() + syslogService.receive();
   });
   if (!received) GTEST_SKIP() << "needs the right to mount";
-  // systemd's native journal protocol: a value with a line feed goes as its length, of 64 bits, and its
-  // bytes.
+  // systemd's native journal protocol: a value with a line feed goes as its length, of 64 bits, and
+  // its bytes.
   const std::string length{'\x0A', 0, 0, 0, 0, 0, 0, 0};
   EXPECT_EQ(*received, "MESSAGE\n" + length +
                            "100%n\nover\nPRIORITY=2\nSUBSYSTEM=player\nCATEGORY=import\n"
