@@ -4,6 +4,7 @@
 ///
 /// Threads: each header says its own rule.
 
+#include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/application/NSBundle.h"
 #include "QVFoundation/platform/concurrency/AtomicShared.h"
 #include "QVFoundation/platform/concurrency/CancellationError.h"
@@ -30,9 +31,15 @@
 #include "QVFoundation/platform/text/Format.h"
 #include "QVFoundation/platform/text/FormatArgument.h"
 #include "QVFoundation/platform/text/FormatDescription.h"
+#include "QVFoundation/platform/text/JSON.h"
+#include "QVFoundation/platform/text/JSONWriter.h"
 #include "QVFoundation/platform/text/NSLocale.h"
+#include "QVFoundation/platform/text/PropertyList.h"
+#include "QVFoundation/platform/text/StringTable.h"
+#include "QVFoundation/platform/text/StructureSink.h"
 #include "QVFoundation/platform/text/Timestamp.h"
 #include "QVFoundation/platform/text/Unicode.h"
+#include "QVFoundation/platform/text/ValueBuilder.h"
 #include "QVFoundation/platform/tracing/NSLog.h"
 #include "QVFoundation/platform/tracing/OSLogSink.h"
 #include "QVFoundation/platform/tracing/OSLogType.h"

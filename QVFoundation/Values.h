@@ -6,6 +6,10 @@
 
 #include "QVFoundation/platform/runtime/Array.h"
 #include "QVFoundation/platform/runtime/Dictionary.h"
+#include "QVFoundation/platform/runtime/KeyValueCoding.h"
+#include "QVFoundation/platform/runtime/NSClass.h"
+#include "QVFoundation/platform/runtime/NSNumber.h"
+#include "QVFoundation/platform/runtime/NSObject.h"
 #include "QVFoundation/platform/runtime/Set.h"
 #include "QVFoundation/platform/runtime/Value.h"
 #include "QVFoundation/values/QVObject.h"

@@ -6,7 +6,9 @@
 
 /// Which QVFoundation a program was compiled against, and which one it runs with.
 ///
-///     if (versionAtRunTime() != version) warn("built for {}, running with {}", version, versionAtRunTime());
+/// ```cpp
+/// if (versionAtRunTime() != version) NSLog("built for %@, running with %@", version, versionAtRunTime());
+/// ```
 ///
 /// Threads: everything here from any thread.
 

@@ -31,9 +31,10 @@ void heading(std::string_view text) { std::cout << "\n── " << text << '\n'; 
 
 /// A logger whose lines go to a file and to the terminal.
 std::shared_ptr<QVLogger> makeLogger(const std::filesystem::path& file) {
-  const auto logger = std::make_shared<QVLogger>(
-      QVFileHandleLogWriter::fileHandleForLoggingAtPath(file, 0644),
-      std::make_shared<QVLogStandardFormatter>(), std::make_shared<QVLogLevelFilter>());
+  const auto writer = QVFileHandleLogWriter::fileHandleForLoggingAtPath(file, 0644);
+  if (!writer) throw *errnoError(-1, stringWithFormat("“%@” cannot be opened.", file));
+  const auto logger = std::make_shared<QVLogger>(writer, std::make_shared<QVLogStandardFormatter>(),
+                                                 std::make_shared<QVLogLevelFilter>());
   logger->addWriter(QVFileHandleLogWriter::standardOutput());
   return logger;
 }
@@ -41,7 +42,7 @@ std::shared_ptr<QVLogger> makeLogger(const std::filesystem::path& file) {
 /// Fails as long as its folder is missing.
 void exportPlaylist(const std::filesystem::path& target) {
   std::FILE* file = std::fopen(target.c_str(), "wx");
-  const auto cause = errnoError(file == nullptr ? -1 : 0, std::nullopt);
+  const auto cause = errnoError(file == nullptr ? -1 : 0);
   if (file != nullptr) std::fclose(file);
   if (!cause) return;
 

@@ -32,6 +32,7 @@ struct CodableErrorNode;
 /// Trees of causes may be of any depth and width; nothing here recurses.
 ///
 /// Threads: an immutable value; copies share their state and may be used on any thread.
+/// Errors: `decode` and `errorFromJSONDescription` throw an `NSError` in `NSCocoaErrorDomain`.
 class QV_EXPORT QVCodableError : public CustomNSError {
 public:
   struct Fields;

@@ -22,7 +22,7 @@ namespace QVFoundation {
 ///   builder.setDomain("PlayerErrorDomain");
 ///   builder.setCode(7);
 ///   builder.setLocalizedDescription("“Prelude” exists already.");
-///   builder.addRecoveryOptionWithTitle("Replace", [&](const NSError&) { return replace(track); });
+///   builder.addRecoveryOptionWithTitle("Replace", [track](const NSError&) { return replace(track); });
 ///   builder.addRecoveryOptionWithTitle("Cancel", nullptr);
 /// });
 /// ```

@@ -58,7 +58,7 @@ std::optional<NSError> POSIXError(std::int32_t code, OptionalText description) {
   return statusError(NSPOSIXErrorDomain, code, description);
 }
 
-std::optional<NSError> errnoError(std::int32_t result, OptionalText description) {
+std::optional<NSError> errnoError(std::int64_t result, OptionalText description) {
   const int code = errno;  // before anything here can change it
   return result == -1 ? POSIXError(code, description) : std::nullopt;
 }
@@ -93,7 +93,7 @@ NSError errorWithDomain(OptionalText domain, std::int64_t code, OptionalText des
            {NSLocalizedRecoverySuggestionErrorKey, recoverySuggestion}}};
 }
 
-NSError errorWithDomain(std::string_view domain, std::int32_t code, std::string_view description,
+NSError errorWithDomain(std::string_view domain, std::int64_t code, std::string_view description,
                         std::string_view recoverySuggestion,
                         const std::vector<std::string>& recoveryOptionTitles,
                         const std::vector<QVRecoveryHandler>& recoveryBlocks) {

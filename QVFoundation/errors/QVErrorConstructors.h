@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -25,24 +26,24 @@ namespace QVFoundation {
 using OptionalText = std::optional<std::string_view>;
 
 /// `NSPOSIXErrorDomain` with an `errno` value.
-[[nodiscard]] QV_EXPORT std::optional<NSError> POSIXError(std::int32_t code, OptionalText description);
+[[nodiscard]] QV_EXPORT std::optional<NSError> POSIXError(std::int32_t code, OptionalText description = {});
 
 /// `POSIXError` with the current `errno` where the result of a system call is exactly -1; nothing for any
 /// other result.
-[[nodiscard]] QV_EXPORT std::optional<NSError> errnoError(std::int32_t result, OptionalText description);
+[[nodiscard]] QV_EXPORT std::optional<NSError> errnoError(std::int64_t result, OptionalText description = {});
 
 /// `NSOSStatusErrorDomain` with the status of a system service.
-[[nodiscard]] QV_EXPORT std::optional<NSError> carbonError(std::int32_t code, OptionalText description);
+[[nodiscard]] QV_EXPORT std::optional<NSError> carbonError(std::int32_t code, OptionalText description = {});
 
 /// `NSCocoaErrorDomain` with a general code.
-[[nodiscard]] QV_EXPORT std::optional<NSError> cocoaError(std::int64_t code, OptionalText description);
+[[nodiscard]] QV_EXPORT std::optional<NSError> cocoaError(std::int64_t code, OptionalText description = {});
 
 /// The error that says that the user cancelled; loggers and operations do not treat it as a failure.
 [[nodiscard]] QV_EXPORT NSError userCancelledError();
 
 /// The application's own domain, which is the main bundle's identifier, or `NSCocoaErrorDomain` if it
 /// has none.
-[[nodiscard]] QV_EXPORT NSError appError(std::int64_t code, OptionalText description);
+[[nodiscard]] QV_EXPORT NSError appError(std::int64_t code, OptionalText description = {});
 
 /// `appError` with code -1, for errors that only have a text.
 [[nodiscard]] QV_EXPORT NSError errorWithDescription(OptionalText description);
@@ -57,7 +58,7 @@ using OptionalText = std::optional<std::string_view>;
                                                 OptionalText description, OptionalText recoverySuggestion);
 
 /// An error with recovery options: a title and a handler for each, at the same index.
-[[nodiscard]] QV_EXPORT NSError errorWithDomain(std::string_view domain, std::int32_t code,
+[[nodiscard]] QV_EXPORT NSError errorWithDomain(std::string_view domain, std::int64_t code,
                                                 std::string_view description,
                                                 std::string_view recoverySuggestion,
                                                 const std::vector<std::string>& recoveryOptionTitles,
@@ -71,8 +72,8 @@ using OptionalText = std::optional<std::string_view>;
                                                    const std::optional<NSError>& underlyingError);
 
 /// The class that an error of that name is rebuilt with: the registered error class, or the base class for an
-/// absent or unknown name and for the private classes "__NSCFError" and "__NSNativeError", which only bridge
-/// foreign errors.
+/// absent or unknown name and for "__NSCFError" and "__NSNativeError", which stored errors carry but which are no
+/// classes of their own.
 [[nodiscard]] QV_EXPORT const NSClass& errorClassForName(OptionalText name);
 
 }  // namespace QVFoundation

@@ -1,5 +1,7 @@
 #include "QVFoundation/errors/QVErrorInspection.h"
 
+#include <cerrno>
+
 #include "QVFoundation/errors/QVErrorConstructors.h"
 #include "QVFoundation/errors/QVErrorKeys.h"
 #include "QVFoundation/platform/concurrency/CancellationError.h"
@@ -20,10 +22,9 @@ struct CancellationCode {
 };
 
 constexpr CancellationCode cancellationCodes[] = {
-    {NSOSStatusErrorDomain, -128},
-    {NSCocoaErrorDomain, NSUserCancelledError},
-    {NSPOSIXErrorDomain, 89},
-    {QVErrorDomain, QVUserCancelledError},
+    {NSOSStatusErrorDomain, -128},   {NSCocoaErrorDomain, NSUserCancelledError},
+    {NSPOSIXErrorDomain, 89},  // as stored errors have it; that Linux gives it another meaning is accepted
+    {NSPOSIXErrorDomain, ECANCELED}, {QVErrorDomain, QVUserCancelledError},
 };
 
 }  // namespace

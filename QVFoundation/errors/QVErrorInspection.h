@@ -15,7 +15,7 @@
 namespace QVFoundation {
 
 /// The single test for "the user cancelled", which is not a failure and is not logged: OS status -128,
-/// general code 3072, POSIX 89, or `QVErrorDomain` 1002.
+/// general code 3072, POSIX `ECANCELED` or 89, which stored errors have for it, or `QVErrorDomain` 1002.
 [[nodiscard]] QV_EXPORT bool isUserCancelledError(const NSError& error);
 /// The same of anything that was thrown; true also for `CancellationError`.
 [[nodiscard]] QV_EXPORT bool isUserCancelledError(const std::exception& exception);

@@ -14,7 +14,8 @@ namespace QVFoundation {
 template <class T>
 concept QVEncodable = requires(const T& value, StructureSink& sink) { value.encode(sink); };
 
-/// Any encodable value as readable JSON; if encoding fails, the description of the failure.
+/// Any encodable value as readable JSON, for logs and people: if encoding fails, it is the description of the
+/// failure and not JSON. Where the text is kept or sent, encode into a `JSONWriter` and let it throw.
 ///
 /// Threads: safe from any thread, as far as the value is.
 template <QVEncodable T>

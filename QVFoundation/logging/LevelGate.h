@@ -6,6 +6,8 @@
 
 namespace QVFoundation::detail {
 
+/// Internal: installed because other headers need it.
+///
 /// The levels that a logger drops before it does anything else. It stands beside the logger, not inside of
 /// its filter, so that it can be read without a lock while the filter is being replaced.
 ///

@@ -36,31 +36,33 @@ namespace QVFoundation {
 ///
 /// ```cpp
 /// auto file = QVFileHandleLogWriter::fileHandleForLoggingAtPath("player.log", 0644);
-/// QVLogger logger(file, std::make_shared<QVLogStandardFormatter>(), std::make_shared<QVLogLevelFilter>());
-/// logger.logInfo("%d tracks in %@", count, album);
-/// logger.logErrorObject(error);
+/// if (!file) throw *errnoError(-1, "The log file cannot be opened.");
+/// const auto logger = std::make_shared<QVLogger>(file, std::make_shared<QVLogStandardFormatter>(),
+///                                                std::make_shared<QVLogLevelFilter>());
+/// logger->logInfo("%d tracks in %@", count, album);
+/// logger->logErrorObject(error);
 /// ```
 ///
-/// A logger without a filter writes nothing. A line that the filter drops by its level is never formatted.
+/// A logger without a filter or without a writer drops its lines silently. A line that the filter drops by its level is never formatted.
 ///
 /// Threads: any thread may log, and exchange the parts, at any time. Lines are formatted without a lock;
 /// filter and writer are called under the logger's own lock, one line at a time, in the order in which the
 /// threads took it. So a filter or a writer must not log through the same logger.
-/// Errors: logging reports nothing to who logs, and keeps `errno`. What formatter, filter or writer throw
+/// Errors: logging reports nothing to the caller, and keeps `errno`. What formatter, filter or writer throw
 /// goes to standard error, together with the message.
 class QV_EXPORT QVLogger : public NSObject {
 public:
   static const NSClass& staticClass();
   [[nodiscard]] const NSClass& dynamicClass() const override { return staticClass(); }
 
-  /// Without writer, formatter and filter: writes nothing.
+  /// Without writer, formatter and filter: writes nothing, and `debugLoggingEnabled()` is false.
   QVLogger() = default;
   /// Each part may be null.
   QVLogger(std::shared_ptr<QVLogWriter> writer, std::shared_ptr<QVLogFormatter> formatter,
            std::shared_ptr<QVLogFilter> filter);
   ~QVLogger() override;
 
-  /// The one logger, shared by all, that never writes anything.
+  /// The one logger, shared by all, that never writes anything. Give it no parts.
   [[nodiscard]] static const std::shared_ptr<QVLogger>& nullLogger();
   /// A new logger that writes standard lines to the process's standard output.
   [[nodiscard]] static std::shared_ptr<QVLogger> standardLogger();
@@ -148,7 +150,7 @@ public:
   /// null writer does.
   void addWriter(const std::shared_ptr<QVLogWriter>& writer);
   /// Removes a writer from the list, wherever it stands in it. Raises `NSInvalidArgumentException` where the
-  /// writer is no list.
+  /// writer is not a list.
   void removeWriter(const std::shared_ptr<QVLogWriter>& writer);
 
   [[nodiscard]] std::shared_ptr<QVLogFormatter> formatter() const { return parts_.load()->formatter; }
@@ -163,6 +165,7 @@ public:
   [[nodiscard]] bool debugLoggingEnabled() const noexcept {
     return debugLoggingEnabled_.load(std::memory_order_relaxed);
   }
+  /// Only this answer: whether debug lines are written is for the filter to say.
   void setDebugLoggingEnabled(bool enabled) noexcept {
     debugLoggingEnabled_.store(enabled, std::memory_order_relaxed);
   }

@@ -35,7 +35,8 @@ TEST(isUserCancelledError, knowsTheFourCancellationsAndNoOther) {
   } cases[] = {
       {"service status", {NSOSStatusErrorDomain, -128}, true},
       {"general", {NSCocoaErrorDomain, 3072}, true},
-      {"errno value", {NSPOSIXErrorDomain, 89}, true},
+      {"errno value", {NSPOSIXErrorDomain, ECANCELED}, true},
+      {"errno value of stored errors", {NSPOSIXErrorDomain, 89}, true},
       {"the library's own", {QVErrorDomain, 1002}, true},
       {"texts do not matter", {QVErrorDomain, 1002, {{NSLocalizedDescriptionKey, "It failed."}}}, true},
       {"caught exception", {QVErrorDomain, 1003}, false},

@@ -63,7 +63,7 @@ private:
   }
 
   mutable UnfairLock lock_;
-  std::atomic<T*> address_{nullptr};  // of what `pointer_` points to, for who only compares
+  std::atomic<T*> address_{nullptr};  // of what `pointer_` points to, for whoever only compares
   std::shared_ptr<T> pointer_ QV_GUARDED_BY(lock_);
 };
 

@@ -30,7 +30,7 @@ public:
   }
 
 private:
-  // `takenWithSleepers` means that somebody may sleep, so that who unlocks has to ask the kernel.
+  // `takenWithSleepers` means that somebody may sleep, so that whoever unlocks has to ask the kernel.
   enum State : std::uint32_t { free, taken, takenWithSleepers };
 
   [[nodiscard]] bool tryTake() noexcept {

@@ -11,6 +11,8 @@
 #include "QVFoundation/platform/runtime/SharedNode.h"
 #include "QVFoundation/platform/runtime/TypeName.h"
 
+/// Internal: installed because other headers need it.
+///
 /// What a `Value` holds of a type that it does not know itself.
 ///
 /// Threads: a boxed value is never changed once it is in its box, so threads may share it.

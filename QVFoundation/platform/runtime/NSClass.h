@@ -40,7 +40,10 @@ inline constexpr bool isSharedPointer<std::shared_ptr<T>> = true;
 /// Classes register themselves by name while they live; `staticClass()` keeps them for the life of the
 /// process. A class that must be found by name before anybody has used it registers itself when the program
 /// starts, with a line in its source file:
-/// `[[maybe_unused]] static const NSClass& registered = Track::staticClass();`
+///
+/// ```cpp
+/// [[maybe_unused]] static const NSClass& registered = Track::staticClass();
+/// ```
 ///
 /// Threads: immutable once made; the registry may be asked from any thread.
 class QV_EXPORT NSClass {

@@ -96,7 +96,8 @@ protected:
   NSObject() = default;
 
 private:
-  std::atomic<detail::ObservationInfo*> observations_{nullptr};  // null while nobody observes the object
+  // Reserved for observers, so that their arrival does not change the layout; null.
+  std::atomic<detail::ObservationInfo*> observations_{nullptr};
 };
 
 }  // namespace QVFoundation

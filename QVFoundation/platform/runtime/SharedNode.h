@@ -6,6 +6,8 @@
 
 #include "QVFoundation/platform/Export.h"
 
+/// Internal: installed because other headers need it.
+///
 /// Shared, reference-counted storage behind the value types (`Array`, `Dictionary`, `NSError`, …).
 ///
 /// Threads: counts are atomic, so handles to one node may be copied and dropped on any thread; one handle

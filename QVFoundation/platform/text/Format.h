@@ -9,13 +9,15 @@
 
 /// Text from a format in the style of printf, with "%@" for any object:
 ///
-///     stringWithFormat("%d of %@ in %.1f s", done, title, seconds)
+/// ```cpp
+/// stringWithFormat("%d of %@ in %.1f s", done, title, seconds)
+/// ```
 ///
 /// Formats come from files of translators, so they are data, and no format can do harm. The arguments know
 /// their types; a conversion only says how to write them. Lengths such as the `l` of "%ld" are accepted and
 /// mean nothing: a 64-bit number under "%d" is printed whole, "%x" and "%u" of a negative number give the
 /// two's complement in the width of its type. An argument that does not fit its conversion is printed as it
-/// would be under "%@". What is no conversion stays as it stands, a missing argument becomes "(missing)",
+/// would be under "%@". What is not a conversion stays as it stands, a missing argument becomes "(missing)",
 /// surplus ones are ignored.
 ///
 /// | conversion    | prints                                                                              |
@@ -29,10 +31,10 @@
 /// | %p            | an address; 0x0 for nothing                                                         |
 /// | %%            | a percent sign                                                                      |
 ///
-/// Between "%" and the letter stand, in this order and as in printf: `2$` for the second argument; flags `-+
-/// #0'`; a width; a precision; lengths. Width and precision may be `*` or `*2$`. A directive without a number
-/// takes the argument that follows the one which the last such directive, or `*`, took; numbered ones do not
-/// count for that. "%n" is no conversion.
+/// Between "%" and the letter stand, in this order and as in printf: `2$` for the second argument; flags, which
+/// are minus, plus, blank, `#`, `0` and `'`; a width; a precision; lengths. Width and precision may be `*` or
+/// `*2$`. A directive without a number takes the argument that follows the one which the last such directive,
+/// or `*`, took; numbered ones do not count for that. "%n" is not a conversion.
 ///
 /// Widths, and precisions of text, count code points. A precision cuts text under "%s" and "%@", never
 /// numbers, "(null)" or "(missing)". Widths, and precisions of numbers, are at most 4,096. Text that is not

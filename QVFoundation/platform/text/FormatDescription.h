@@ -21,10 +21,13 @@
 ///
 /// So a class of yours takes part with one member:
 ///
-///     class Track {
-///       std::string description() const { return artist_ + ": " + title_; }
-///       …
-///     log.info("playing %@", track);
+/// ```cpp
+/// struct Track {
+///   std::string artist, title;
+///   std::string description() const { return artist + ": " + title; }
+/// };
+/// logger->logInfo("playing %@", track);
+/// ```
 ///
 /// Threads: an object is asked on the thread that formats, during the call.
 

@@ -1,0 +1,5 @@
+#pragma once
+
+/// Everything about values.
+///
+/// Threads: none are involved.

@@ -1,0 +1,4 @@
+#pragma once
+
+/// Threads: none are involved.
+struct Lonely {};
