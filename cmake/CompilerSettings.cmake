@@ -21,6 +21,10 @@ target_compile_options(qv_settings INTERFACE
   $<$<BOOL:${QV_WARNINGS_AS_ERRORS}>:-Werror>
 )
 
+# Nobody replaces our functions at load time, so calls among them need not go through a table.
+target_compile_options(qv_settings INTERFACE $<$<CXX_COMPILER_ID:GNU>:-fno-semantic-interposition>)
+target_link_options(qv_settings INTERFACE -Wl,-Bsymbolic-functions)
+
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   # GCC bug 105651: with -O2 the compiler takes replacing a part of a std::string for an overlapping copy.
   target_compile_options(qv_settings INTERFACE -Wno-restrict)

@@ -85,10 +85,10 @@ Outcome writeOnce(int descriptor, OutputKind kind, std::string_view text) noexce
 
 /// Waits until a write would not block. What went wrong, such as memory that is short, must not make the
 /// writer spin.
-std::error_code waitUntilWritable(int descriptor) noexcept {
+int waitUntilWritable(int descriptor) noexcept {
   pollfd request{descriptor, POLLOUT, 0};
-  if (systemCalls().poll(&request, 1, -1) >= 0 || errno == EINTR) return {};
-  return {errno, std::generic_category()};
+  if (systemCalls().poll(&request, 1, -1) >= 0 || errno == EINTR) return 0;
+  return errno;
 }
 
 }  // namespace
@@ -100,22 +100,21 @@ OutputKind outputKindOf(int descriptor) noexcept {
   return S_ISSOCK(status.st_mode) ? OutputKind::socket : OutputKind::stream;
 }
 
-std::error_code writeAll(int descriptor, OutputKind kind, std::string_view text,
-                         std::size_t& written) noexcept {
+int writeAll(int descriptor, OutputKind kind, std::string_view text, std::size_t& written) noexcept {
   written = 0;
   while (written < text.size()) {
     const auto [count, code] = writeOnce(descriptor, kind, text.substr(written));
     if (count > 0) {
       written += static_cast<std::size_t>(count);
     } else if (count == 0) {
-      return std::make_error_code(std::errc::io_error);  // a device that takes nothing and says no reason
+      return EIO;  // a device that takes nothing and says no reason
     } else if (code == EAGAIN || code == EWOULDBLOCK) {
-      if (const auto failure = waitUntilWritable(descriptor)) return failure;
+      if (const int failure = waitUntilWritable(descriptor); failure != 0) return failure;
     } else if (code != EINTR) {
-      return {code, std::generic_category()};
+      return code;
     }
   }
-  return {};
+  return 0;
 }
 
 }  // namespace QVFoundation::detail

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string_view>
-#include <system_error>
 
 namespace QVFoundation::detail {
 
@@ -15,10 +14,11 @@ enum class OutputKind {
 [[nodiscard]] OutputKind outputKindOf(int descriptor) noexcept;
 
 /// Writes all of a text, however many calls that takes: after short writes, interruptions, and on descriptors
-/// that do not block. Never raises SIGPIPE at the process. `written` counts what went out before a failure.
+/// that do not block. Never raises SIGPIPE at the process. Returns 0, or the `errno` of what went wrong;
+/// `written` counts what went out before.
 ///
 /// Threads: any; texts written by several threads to one descriptor may interleave.
-[[nodiscard]] std::error_code writeAll(int descriptor, OutputKind kind, std::string_view text,
-                                       std::size_t& written) noexcept;
+[[nodiscard]] int writeAll(int descriptor, OutputKind kind, std::string_view text,
+                           std::size_t& written) noexcept;
 
 }  // namespace QVFoundation::detail

@@ -67,8 +67,6 @@ int NSFileHandle::openDescriptor(const std::filesystem::path& path, int flags, m
   return descriptor;
 }
 
-int NSFileHandle::fileDescriptor() const noexcept { return descriptor_.load(std::memory_order_relaxed); }
-
 NSData NSFileHandle::readDataOfLength(std::size_t length) {
   constexpr std::size_t chunk = 64 * 1024;
   NSData data;
@@ -106,9 +104,8 @@ void NSFileHandle::writeData(std::span<const std::byte> data) {
 void NSFileHandle::writeText(std::string_view text) {
   const UnfairLockGuard guard(lock_);
   std::size_t written = 0;
-  if (const auto failure = detail::writeAll(fileDescriptor(), outputKind(), text, written)) {
-    fail("write to", failure.value());
-  }
+  const int failure = detail::writeAll(fileDescriptor(), outputKind(), text, written);
+  if (failure != 0) fail("write to", failure);
 }
 
 void NSFileHandle::appendLine(std::string_view line) {
@@ -128,9 +125,9 @@ void NSFileHandle::appendLine(std::string_view line) {
   const UnfairLockGuard guard(lock_);
   const std::string_view text = std::string_view(whole.data(), line.size() + 2).substr(lineIsCut_ ? 0 : 1);
   std::size_t written = 0;
-  const auto failure = detail::writeAll(fileDescriptor(), outputKind(), text, written);
+  const int failure = detail::writeAll(fileDescriptor(), outputKind(), text, written);
   if (written > 0) lineIsCut_ = text[written - 1] != '\n';
-  if (failure) fail("write to", failure.value());
+  if (failure != 0) fail("write to", failure);
 }
 
 // A descriptor that belongs to somebody else may be led elsewhere at any time (dup2), so it is looked at for

@@ -51,7 +51,8 @@ public:
   [[nodiscard]] static std::shared_ptr<NSFileHandle> fileHandleForWritingAtPath(
       const std::filesystem::path& path);
 
-  [[nodiscard]] int fileDescriptor() const noexcept;  ///< -1 once it is closed.
+  /// -1 once it is closed.
+  [[nodiscard]] int fileDescriptor() const noexcept { return descriptor_.load(std::memory_order_relaxed); }
   [[nodiscard]] const std::filesystem::path& path() const noexcept { return path_; }
 
   /// Up to `length` bytes; fewer only at the end of the file.

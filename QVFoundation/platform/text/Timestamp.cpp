@@ -40,12 +40,9 @@ std::uint64_t ticksOf(system_clock::duration duration) noexcept {
   return static_cast<std::uint64_t>(duration.count());
 }
 
-/// Out of line, so that the compiler looks the variable up once for each call of `text` instead of at
-/// each use.
-[[gnu::noinline]] LastSecond& lastSecondOfThread() noexcept {
-  static constinit thread_local LastSecond last;
-  return last;
-}
+// Reached without a call. That takes a little of the room which the loader keeps for such variables of
+// libraries that come late.
+[[gnu::tls_model("initial-exec")]] constinit thread_local LastSecond lastSecond;
 
 }  // namespace
 
@@ -53,7 +50,7 @@ TimestampFormatter::TimestampFormatter()
     : offsets_(std::make_shared<detail::LocalTimeOffsets>(split(system_clock::now()).second)) {}
 
 std::string_view TimestampFormatter::text(system_clock::time_point when) const {
-  LastSecond& last = lastSecondOfThread();
+  LastSecond& last = lastSecond;
   std::uint64_t beyond = ticksOf(when.time_since_epoch()) - last.start;
   if (beyond >= ticksOf(seconds(1)) || last.zone != offsets_->identifier()) {
     const Instant instant = split(when);
