@@ -56,7 +56,7 @@ long long big = -1234567890123456789;
 double milliseconds = 12.3456;
 double tiny = 6.02214076e-23;
 std::string title = "The Well-Tempered Clavier";
-const char* folder = "/home/someone/Music";
+const char* folder = "/media/disk/Music";
 std::string name = "Jürgen";
 
 struct Row {

@@ -197,7 +197,7 @@ TEST(NSBundle, listsResourcesOfAType) {
       .add("de.lproj/a.png");
   folder.add("fr.lproj/e.png");
   const auto bundle = bundleIn(folder);
-  const Path root = folder.path();
+  const Path& root = folder.path();
   EXPECT_THAT(bundle->pathsForResourcesOfType("png"),
               ElementsAre(root / "a.png", root / "b.png", root / "de.lproj/d.png"));
   EXPECT_THAT(bundle->pathsForResourcesOfType("png", "icons"), ElementsAre(root / "icons/c.png"));

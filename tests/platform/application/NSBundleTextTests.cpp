@@ -23,7 +23,6 @@ using detail::BundleFactory;
 using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 
 std::shared_ptr<NSBundle> bundleIn(const BundleFolder& folder,
                                    const std::vector<std::string>& languages = {"de"}) {
@@ -138,6 +137,7 @@ TEST(NSBundleText, manyThreadsMayAskForTheirFirstTextAtOnce) {
   std::latch start(threadCount);
   std::atomic<int> wrong = 0;
   std::vector<std::thread> threads;
+  threads.reserve(threadCount);
   for (int thread = 0; thread < threadCount; ++thread) {
     threads.emplace_back([&, thread] {
       start.arrive_and_wait();

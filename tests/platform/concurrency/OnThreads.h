@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <latch>
 #include <thread>
 #include <vector>
@@ -12,6 +13,7 @@ template <class Body>
 void onThreads(int count, const Body& body) {
   std::latch start(count);
   std::vector<std::jthread> threads;
+  threads.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) {
     threads.emplace_back([&start, &body, i] {
       start.arrive_and_wait();

@@ -155,10 +155,9 @@ public:
 /// SIGPIPE would end the process, as it does where nobody has asked for anything else.
 class BrokenPipes : public ::testing::TestWithParam<bool> {
 protected:
-  BrokenPipes() {
+  BrokenPipes() : previous_(std::signal(SIGPIPE, SIG_DFL)) {
     sigemptyset(&brokenPipe_);
     sigaddset(&brokenPipe_, SIGPIPE);
-    previous_ = std::signal(SIGPIPE, SIG_DFL);
   }
   ~BrokenPipes() override { std::signal(SIGPIPE, previous_); }
 
