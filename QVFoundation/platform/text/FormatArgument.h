@@ -148,7 +148,7 @@ private:
                        : detail::CharacterType<T> ? Kind::character
                        : std::is_signed_v<T>      ? Kind::signedInteger
                                                   : Kind::unsignedInteger;
-      argument.content_.integer = static_cast<std::uint64_t>(value);
+      argument.content_.integer = static_cast<std::uint64_t>(+value);  // with the sign of what is small
     }
     return argument;
   }

@@ -105,7 +105,7 @@ TEST(JSON, theWriterFindsWhatItEscapesAtEveryPlace) {
   for (std::size_t length = 0; length < 20; ++length) {
     const std::string plain(length, 'x');
     for (const std::string_view special : {"\n", "\"", "\\", "\x1F", "ä€𝄞"}) {
-      const std::string text = plain + std::string(special) + plain;
+      const std::string text = std::string(plain).append(special).append(plain);
       const std::string json = jsonFromValue(text);
       EXPECT_EQ(valueFromJSON(json), Value(text));
       EXPECT_EQ(json.size(), text.size() + 2 + (special == "\x1F" ? 5 : special == "ä€𝄞" ? 0 : 1)) << json;

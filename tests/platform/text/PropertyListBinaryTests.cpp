@@ -94,7 +94,7 @@ const FaultCase faults[] = {
      "the trailer gives an impossible width"},
     {"width of nine", File{.objects = {"\x09"}, .referenceWidth = 9}.bytes(),
      "the trailer gives an impossible width"},
-    {"unknown type", File{{"\x70"}}.bytes(), "object 0 at byte 8: its type is unknown"},
+    {"unknown type", File{{"p"}}.bytes(), "object 0 at byte 8: its type is unknown"},
     {"null", File{{"\0"s}}.bytes(), "object 0 at byte 8: its type is unknown"},
     {"text beyond the objects",
      File{{"\x53"
@@ -147,7 +147,7 @@ TEST(BinaryPropertyList, everyCutOfAFileIsAnErrorAndNoMore) {
 File chain(std::size_t length) {
   File file{.objects = {}, .referenceWidth = 4};
   for (std::size_t next = 1; next < length; ++next) file.objects.push_back('\xA1' + bigEndian(next, 4));
-  file.objects.push_back("\xA0");
+  file.objects.emplace_back("\xA0");
   return file;
 }
 
@@ -165,7 +165,7 @@ TEST(BinaryPropertyList, nestingIsLimitedThroughSharedContainers) {
   // The root holds the end of a chain of 300 first, then a chain of 300 that leads to the first one.
   file.objects.push_back('\xA2' + bigEndian(1, 2) + bigEndian(301, 2));
   for (std::size_t index = 1; index < 300; ++index) file.objects.push_back('\xA1' + bigEndian(index + 1, 2));
-  file.objects.push_back("\xA0");
+  file.objects.emplace_back("\xA0");
   for (std::size_t index = 301; index < 600; ++index)
     file.objects.push_back('\xA1' + bigEndian(index + 1, 2));
   file.objects.push_back('\xA1' + bigEndian(1, 2));
@@ -176,7 +176,7 @@ File doubling(std::size_t levels) {
   File file{.objects = {}, .referenceWidth = 2};
   for (std::size_t next = 1; next < levels; ++next)
     file.objects.push_back('\xA2' + bigEndian(next, 2) + bigEndian(next, 2));
-  file.objects.push_back("\xA0");
+  file.objects.emplace_back("\xA0");
   return file;
 }
 
