@@ -54,33 +54,23 @@ private:
   const bool wasPending_;
 };
 
-/// What a write returned, and the `errno` that it left.
-struct Outcome {
-  ssize_t count;
-  int code;
-};
-
-[[gnu::noinline]] Outcome writeWithoutSignal(int descriptor, std::string_view text) noexcept {
+[[gnu::noinline]] ssize_t writeWithoutSignal(int descriptor, std::string_view text) noexcept {
   const BrokenPipeGuard guard;
   const ssize_t count = systemCalls().write(descriptor, text.data(), text.size());
+  if (count >= 0) return count;
   const int code = errno;
-  if (count < 0 && code == EPIPE) guard.takeBack();
-  return {count, code};
+  if (code == EPIPE) guard.takeBack();
+  errno = code;
+  return count;
 }
 
-Outcome writeOnce(int descriptor, OutputKind kind, std::string_view text) noexcept {
+[[gnu::hot]] ssize_t writeOnce(int descriptor, OutputKind kind, std::string_view text) noexcept {
   switch (kind) {
-    case OutputKind::file: {
-      const ssize_t count = systemCalls().write(descriptor, text.data(), text.size());
-      return {count, errno};
-    }
-    case OutputKind::socket: {
-      const ssize_t count = systemCalls().send(descriptor, text.data(), text.size(), MSG_NOSIGNAL);
-      return {count, errno};
-    }
-    case OutputKind::stream: return writeWithoutSignal(descriptor, text);
+    case OutputKind::file: return systemCalls().write(descriptor, text.data(), text.size());
+    case OutputKind::socket: return systemCalls().send(descriptor, text.data(), text.size(), MSG_NOSIGNAL);
+    case OutputKind::stream: break;
   }
-  return {-1, EINVAL};
+  return writeWithoutSignal(descriptor, text);
 }
 
 /// Waits until a write would not block. What went wrong, such as memory that is short, must not make the
@@ -100,15 +90,18 @@ OutputKind outputKindOf(int descriptor) noexcept {
   return S_ISSOCK(status.st_mode) ? OutputKind::socket : OutputKind::stream;
 }
 
-int writeAll(int descriptor, OutputKind kind, std::string_view text, std::size_t& written) noexcept {
+[[gnu::hot]] int writeAll(int descriptor, OutputKind kind, std::string_view text,
+                          std::size_t& written) noexcept {
   written = 0;
   while (written < text.size()) {
-    const auto [count, code] = writeOnce(descriptor, kind, text.substr(written));
+    const ssize_t count = writeOnce(descriptor, kind, text.substr(written));
     if (count > 0) {
       written += static_cast<std::size_t>(count);
-    } else if (count == 0) {
-      return EIO;  // a device that takes nothing and says no reason
-    } else if (code == EAGAIN || code == EWOULDBLOCK) {
+      continue;
+    }
+    if (count == 0) return EIO;  // a device that takes nothing and says no reason
+    const int code = errno;
+    if (code == EAGAIN || code == EWOULDBLOCK) {
       if (const int failure = waitUntilWritable(descriptor); failure != 0) return failure;
     } else if (code != EINTR) {
       return code;

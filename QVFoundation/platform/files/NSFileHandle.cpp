@@ -108,7 +108,7 @@ void NSFileHandle::writeText(std::string_view text) {
   if (failure != 0) fail("write to", failure);
 }
 
-void NSFileHandle::appendLine(std::string_view line) {
+[[gnu::hot]] void NSFileHandle::appendLine(std::string_view line) {
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): filled as far as it is used
   std::array<char, 2048> buffer;
   std::string longLine;

@@ -6,7 +6,7 @@
 
 namespace QVFoundation::detail {
 
-SystemCalls& systemCalls() noexcept {
+[[gnu::hot]] SystemCalls& systemCalls() noexcept {
   static constinit SystemCalls calls = {
       .open = [](const char* path, int flags, mode_t mode) { return ::open(path, flags, mode); },
       .close = ::close,
