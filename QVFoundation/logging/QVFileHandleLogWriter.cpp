@@ -21,7 +21,7 @@ const std::shared_ptr<QVFileHandleLogWriter>& QVFileHandleLogWriter::standardOut
   return writer;
 }
 
-void QVFileHandleLogWriter::logMessage(std::string_view message, QVLoggerLevel /*level*/) {
+[[gnu::hot]] void QVFileHandleLogWriter::logMessage(std::string_view message, QVLoggerLevel /*level*/) {
   try {
     appendLine(message);
   } catch (const NSException& exception) {

@@ -1,19 +1,26 @@
 #include "QVFoundation/logging/QVLogBasicFormatter.h"
 
+#include <typeinfo>
+
 #include "QVFoundation/logging/LogMessage_p.h"
 
 namespace QVFoundation {
 
-std::optional<std::string> QVLogBasicFormatter::stringForFunc(std::optional<std::string_view> /*func*/,
+std::optional<std::string> QVLogBasicFormatter::stringForFunc(std::optional<std::string_view> func,
                                                               std::optional<std::string_view> format,
                                                               std::optional<FormatArguments> arguments,
-                                                              QVLoggerLevel /*level*/) {
-  if (!format) return {};
-  std::string line;
-  detail::FormatOutput out(line);
-  detail::appendMessage(out, *format, arguments);
-  out.flush();
-  return line;
+                                                              QVLoggerLevel level) {
+  std::string text;
+  detail::FormatOutput line(text);
+  if (!detail::appendMessage(line, {func, format, arguments, level})) return {};
+  line.flush();
+  return text;
+}
+
+bool QVLogBasicFormatter::appendLine(detail::FormatOutput& line, const detail::LogMessage& message) {
+  // What a derived class says of a line goes.
+  if (typeid(*this) != typeid(QVLogBasicFormatter)) return QVLogFormatter::appendLine(line, message);
+  return detail::appendMessage(line, message);
 }
 
 }  // namespace QVFoundation

@@ -19,6 +19,9 @@ public:
                                                          std::optional<std::string_view> format,
                                                          std::optional<FormatArguments> arguments,
                                                          QVLoggerLevel level) override;
+
+private:
+  bool appendLine(detail::FormatOutput& line, const detail::LogMessage& message) override;
 };
 
 }  // namespace QVFoundation

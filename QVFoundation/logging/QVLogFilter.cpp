@@ -33,7 +33,7 @@ void DroppedLevels::disconnect(const std::shared_ptr<LevelGate>& gate) {
 QVLogFilter::QVLogFilter() : dropped_(std::make_shared<detail::DroppedLevels>()) {}
 QVLogFilter::~QVLogFilter() = default;
 
-QVLogLevelSet QVLogFilter::droppedLevels() const noexcept { return dropped_->levels(); }
+[[gnu::hot]] QVLogLevelSet QVLogFilter::droppedLevels() const noexcept { return dropped_->levels(); }
 
 void QVLogFilter::setDropped(QVLoggerLevel level, bool isDropped) { dropped_->set(level, isDropped); }
 

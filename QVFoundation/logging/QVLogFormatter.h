@@ -10,6 +10,11 @@
 
 namespace QVFoundation {
 
+namespace detail {
+class FormatOutput;
+struct LogMessage;
+}  // namespace detail
+
 /// Turns a format and its arguments into one finished line.
 ///
 /// Threads: called from several threads at once, without a lock.
@@ -27,6 +32,12 @@ public:
                                                                  std::optional<std::string_view> format,
                                                                  std::optional<FormatArguments> arguments,
                                                                  QVLoggerLevel level) = 0;
+
+protected:
+  friend class QVLogger;
+
+  /// Internal: appends the line; false where there is none. The library's own formatters need no string for it.
+  virtual bool appendLine(detail::FormatOutput& line, const detail::LogMessage& message);
 };
 
 }  // namespace QVFoundation

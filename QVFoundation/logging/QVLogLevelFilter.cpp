@@ -28,7 +28,8 @@ bool QVLogLevelFilter::verboseLoggingEnabled() const noexcept {
 
 void QVLogLevelFilter::setVerboseLoggingEnabled(bool enabled) { setDropped(QVLoggerLevelInfo, !enabled); }
 
-bool QVLogLevelFilter::filterAllowsMessage(std::optional<std::string_view> /*message*/, QVLoggerLevel level) {
+[[gnu::hot]] bool QVLogLevelFilter::filterAllowsMessage(std::optional<std::string_view> /*message*/,
+                                                        QVLoggerLevel level) {
   return !droppedLevels().contains(level);
 }
 

@@ -32,6 +32,8 @@ public:
   [[nodiscard]] std::int32_t processIdentifier() const noexcept { return pid_; }
 
 private:
+  bool appendLine(detail::FormatOutput& line, const detail::LogMessage& message) override;
+
   TimestampFormatter dateFormatter_;
   std::string pname_;
   std::int32_t pid_;

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "QVFoundation/logging/LevelGate.h"
+#include "QVFoundation/logging/LogMessage.h"
 #include "QVFoundation/logging/QVLogFilter.h"
 #include "QVFoundation/logging/QVLogFormatter.h"
 #include "QVFoundation/logging/QVLogWriter.h"
@@ -180,7 +181,9 @@ public:
 
   /// Logs one line; all other ways to log end here. An absent format is a line that is dropped but counted.
   void logInternalFunc(std::optional<std::string_view> func, std::optional<std::string_view> format,
-                       std::optional<FormatArguments> arguments, QVLoggerLevel level) noexcept;
+                       std::optional<FormatArguments> arguments, QVLoggerLevel level) noexcept {
+    log({func, format, arguments, level});
+  }
 
 private:
   /// What a line passes through. Never changed: who exchanges one part installs a new set.
@@ -197,10 +200,11 @@ private:
       countDropped(level);
     } else {
       const std::array<FormatArgument, sizeof...(Args)> arguments{args...};
-      logInternalFunc(std::nullopt, format, FormatArguments(arguments), level);
+      log({std::nullopt, format, FormatArguments(arguments), level});
     }
   }
 
+  void log(const detail::LogMessage& message) noexcept;
   void countDropped(QVLoggerLevel level) noexcept {
     if (level == QVLoggerLevelError) numErrorsLogged_.fetch_add(1, std::memory_order_relaxed);
   }
@@ -215,10 +219,8 @@ private:
   /// False where the filter was there already.
   bool installFilter(const std::shared_ptr<QVLogFilter>& filter);
 
-  static std::optional<std::string> formattedLine(const Parts& parts, std::optional<std::string_view> func,
-                                                  std::optional<std::string_view> format,
-                                                  std::optional<FormatArguments> arguments,
-                                                  QVLoggerLevel level);
+  static std::optional<std::string_view> formattedLine(const Parts& parts, detail::FormatOutput& output,
+                                                       const detail::LogMessage& message);
   static void writeLine(const Parts& parts, std::string_view line, QVLoggerLevel level);
 
   const std::shared_ptr<detail::LevelGate> gate_ = std::make_shared<detail::LevelGate>();

@@ -49,7 +49,7 @@ void QVLogger::logErrorLine(const std::function<std::string()>& compose) noexcep
   if (gate_->drops(QVLoggerLevelError)) return countDropped(QVLoggerLevelError);
   const detail::ErrnoKeeper errnoKeeper;
   const auto line = detail::reportingFailure("format", "an error", [&] { return std::optional(compose()); });
-  logInternalFunc(std::nullopt, line, std::nullopt, QVLoggerLevelError);
+  log({std::nullopt, line, std::nullopt, QVLoggerLevelError});
 }
 
 }  // namespace QVFoundation

@@ -68,7 +68,7 @@ public:
   Formatter(FormatOutput& out, const NSLocale* locale, FormatArguments arguments)
       : out_(out), locale_(locale), arguments_(arguments) {}
 
-  void append(std::string_view format) {
+  [[gnu::hot]] void append(std::string_view format) {
     const char* at = format.data();
     const char* const end = at + format.size();
     while (at != end) {
@@ -148,8 +148,8 @@ private:
 
 }  // namespace
 
-void detail::appendFormat(FormatOutput& out, const NSLocale* locale, std::string_view format,
-                          FormatArguments arguments) {
+[[gnu::hot]] void detail::appendFormat(FormatOutput& out, const NSLocale* locale, std::string_view format,
+                                       FormatArguments arguments) {
   Formatter(out, locale, arguments).append(format);
 }
 

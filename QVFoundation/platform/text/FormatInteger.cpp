@@ -82,7 +82,7 @@ void appendDecimal(FormatOutput& out, const FormatSpec& spec, std::string_view s
 
 }  // namespace
 
-void appendDecimal(FormatOutput& out, std::int64_t number) {
+[[gnu::hot]] void appendDecimal(FormatOutput& out, std::int64_t number) {
   char* const digits = out.room(mostDigits);
   out.setEnd(std::to_chars(digits, digits + mostDigits, number).ptr);
 }

@@ -53,9 +53,6 @@ public:
   }
   void setEnd(char* end) noexcept { at_ = end; }
 
-  /// Makes the text ready for that much more.
-  void reserve(std::size_t size) { text_.reserve(text_.size() + size); }
-
   /// Hands on all that was written so far, and gives the text for writing to it directly.
   std::string& flush() {
     const auto size = static_cast<std::size_t>(at_ - buffer_);
@@ -68,8 +65,18 @@ public:
     return text_;
   }
 
+  /// All that was written so far, lent until more is. It is not copied as long as it is short.
+  std::string_view text() {
+    if (text_.empty()) return {buffer_, at_};
+    return flush();
+  }
+
 private:
-  void appendLarge(std::string_view text) { flush() += text; }
+  void appendLarge(std::string_view text) {
+    if (text_.empty())
+      text_.reserve(2 * (text.size() + mostRoom));  // for what is around it, and one more like it
+    flush() += text;
+  }
 
   std::string& text_;
   char buffer_[mostRoom];  // NOLINT(cppcoreguidelines-pro-type-member-init): filling it would cost more than

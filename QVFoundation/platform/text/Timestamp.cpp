@@ -49,7 +49,7 @@ std::uint64_t ticksOf(system_clock::duration duration) noexcept {
 TimestampFormatter::TimestampFormatter()
     : offsets_(std::make_shared<detail::LocalTimeOffsets>(split(system_clock::now()).second)) {}
 
-std::string_view TimestampFormatter::text(system_clock::time_point when) const {
+[[gnu::hot]] std::string_view TimestampFormatter::text(system_clock::time_point when) const {
   LastSecond& last = lastSecond;
   std::uint64_t beyond = ticksOf(when.time_since_epoch()) - last.start;
   if (beyond >= ticksOf(seconds(1)) || last.zone != offsets_->identifier()) {
