@@ -13,6 +13,9 @@ namespace QVFoundation::detail {
 
 namespace {
 
+// Far more than settings and texts take. A file with holes can pretend to any size.
+constexpr off_t mostBytes = 256 * 1024 * 1024;
+
 class Descriptor {
 public:
   explicit Descriptor(int number) : number_(number) {}
@@ -52,6 +55,7 @@ NSData contentsOfFile(const std::filesystem::path& path) {
   struct stat status{};
   if (file.number() < 0 || fstat(file.number(), &status) != 0) fail(path, errno);
   if (!S_ISREG(status.st_mode)) fail(path, S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
+  if (status.st_size > mostBytes) fail(path, EFBIG);
 
   // One byte more than the size that is told, to see the end; files of the kernel tell none at all.
   NSData bytes(static_cast<std::size_t>(status.st_size) + 1);
@@ -62,6 +66,7 @@ NSData contentsOfFile(const std::filesystem::path& path) {
     if (count < 0) fail(path, errno);
     if (count == 0) break;
     length += static_cast<std::size_t>(count);
+    if (length > static_cast<std::size_t>(mostBytes)) fail(path, EFBIG);
     if (length == bytes.size()) bytes.resize(2 * length + 4096);
   }
   bytes.resize(length);
