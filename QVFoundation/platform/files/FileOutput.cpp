@@ -20,14 +20,14 @@ public:
   BrokenPipeGuard& operator=(const BrokenPipeGuard&) = delete;
   ~BrokenPipeGuard() { pthread_sigmask(SIG_SETMASK, &previous_, nullptr); }
 
-  /// Takes back the signal of a write that found the pipe broken. It is one with a signal that was
-  /// pending before.
+  /// Takes back the signal of a write that found the pipe broken.
   void takeBack() const noexcept {
-    if (wasPending_) return;
     const sigset_t signals = brokenPipe();
     const timespec now{};
     while (sigtimedwait(&signals, nullptr, &now) == -1 && errno == EINTR) {
     }
+    // One that was sent to this thread before was one with ours; one that waits for any thread still does.
+    if (wasPending_ && !isPending()) raise(SIGPIPE);
   }
 
 private:
