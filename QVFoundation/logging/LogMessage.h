@@ -18,7 +18,7 @@ struct LogMessage {
   std::optional<std::string_view> func;
   std::optional<std::string_view> format;
   std::optional<FormatArguments> arguments;
-  QVLoggerLevel level;
+  QVLoggerLevel level = QVLoggerLevelInfo;
 };
 
 }  // namespace QVFoundation::detail

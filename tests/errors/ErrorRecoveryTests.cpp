@@ -1,186 +1,206 @@
 #include <cstddef>
-#include <functional>
+#include <cstdint>
 #include <limits>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <tuple>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "QVFoundation/errors/QVBlockErrorRecoveryAttempter.h"
+#include "QVFoundation/errors/QVErrorBuilder.h"
 #include "QVFoundation/errors/QVErrorConstructors.h"
 #include "QVFoundation/errors/QVErrorKeys.h"
 #include "QVFoundation/platform/runtime/Array.h"
+#include "QVFoundation/platform/runtime/NSClass.h"
 #include "QVFoundation/platform/runtime/NSException.h"
 
 namespace QVFoundation {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
-class Delegate : public NSObject {};
-class OtherAttempter : public NSObject {};
+class Other : public NSObject {};
 
-/// Notes what is called, in order.
-class Calls {
-public:
-  QVRecoveryHandler handler(const std::string& name, std::optional<NSError> result = {}) {
-    return [this, name, result](const NSError& error) {
-      names.push_back(name + " for " + std::to_string(error.code()));
-      return result;
-    };
-  }
+/// A handler that fails with an error that names it, and has the code of the one it was called for.
+QVRecoveryHandler failing(const std::string& name) {
+  return [name](const NSError& error) { return NSError(name, error.code()); };
+}
 
-  std::vector<std::string> names;
-};
-
-const NSError diskFull("Result", 28);
+std::optional<NSError> succeed(const NSError& /*error*/) { return {}; }
 
 NSError recoverable(const std::vector<QVRecoveryHandler>& handlers) {
-  std::vector<std::string> titles;
-  titles.reserve(handlers.size());
-  for (std::size_t i = 0; i < handlers.size(); ++i) titles.push_back("Option " + std::to_string(i));
-  return errorWithDomain("D", -7, "Text.", "Choose.", titles, handlers);
+  return errorWithDomain("D", -7, "Text.", "Choose.", {}, handlers);
 }
 
-QVBlockErrorRecoveryAttempter& attempterOf(const NSError& error) {
-  return dynamic_cast<QVBlockErrorRecoveryAttempter&>(*error.recoveryAttempter());
-}
-
-std::string raisedBy(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const NSException& exception) {
-    return exception.name();
-  }
-  return "nothing";
-}
-
-NSError causedBy(const Value& cause, const std::shared_ptr<NSObject>& attempter = nullptr) {
-  return {"Outer", 1, {{NSUnderlyingErrorKey, cause}, {NSRecoveryAttempterErrorKey, attempter}}};
-}
+NSError withBlocks(const Value& blocks) { return {"D", 1, {{QVRecoveryBlocksErrorKey, blocks}}}; }
 
 TEST(ErrorRecovery, callsTheHandlerThatBelongsToATitle) {
-  Calls calls;
-  const NSError error = recoverable({calls.handler("first", diskFull), calls.handler("second")});
-  EXPECT_EQ(error.code(), -7);
-  EXPECT_EQ(error.localizedDescription(), "Text.");
-  EXPECT_EQ(error.localizedRecoverySuggestion(), "Choose.");
-  EXPECT_THAT(error.localizedRecoveryOptions(), ElementsAre("Option 0", "Option 1"));
+  const NSError error = errorWithDomain("D", -7, "Text.", "Choose.", {"One", "Two", "Three"},
+                                        {failing("first"), succeed, failing("third")});
+  EXPECT_EQ(error.localizedDescription() + *error.localizedRecoverySuggestion(), "Text.Choose.");
+  EXPECT_THAT(error.localizedRecoveryOptions(), ElementsAre("One", "Two", "Three"));
   EXPECT_TRUE(canRecover(error));
-  ASSERT_EQ(recoveryBlocks(error)->size(), 2U);
-
+  EXPECT_EQ(performRecoveryWithIndex(error, 2), NSError("third", -7));
   EXPECT_EQ(performRecoveryWithIndex(error, 1), std::nullopt);
-  EXPECT_EQ(performRecoveryWithIndex(error, 0), diskFull);
-  EXPECT_EQ(recoveryBlocks(error)->at(1)(diskFull), std::nullopt);
-  EXPECT_THAT(calls.names, ElementsAre("second for -7", "first for -7", "second for 28"));
-  EXPECT_EQ(attempterOf(error).recoveryError(), std::nullopt);
+  EXPECT_EQ(performRecoveryWithIndex(error, 0), NSError("first", -7));
 }
 
 TEST(ErrorRecovery, answersNothingWhereThereIsNoHandler) {
-  Calls calls;
-  const QVRecoveryHandler handler = calls.handler("called");
-  const auto withBlocks = [](const Value& blocks) {
-    return NSError("D", 1, {{QVRecoveryBlocksErrorKey, blocks}});
-  };
+  const Array second{"text", Value::boxed(failing("second"))};
+  constexpr auto range = "NSRangeException", argument = "NSInvalidArgumentException";
   const struct {
     const char* row;
     NSError error;
     std::size_t index;
-    std::string raised;
+    const char* raised;
   } cases[] = {
-      {"none at all", NSError("D", 1), 0, "NSRangeException"},
-      {"no list", withBlocks("text"), 0, "NSRangeException"},
-      {"empty list", withBlocks(Array()), 0, "NSRangeException"},
-      {"just past the end", recoverable({handler}), 1, "NSRangeException"},
-      {"far past the end", recoverable({handler}), std::numeric_limits<std::size_t>::max(),
-       "NSRangeException"},
-      {"empty handler", recoverable({QVRecoveryHandler(), handler}), 0, "NSInvalidArgumentException"},
-      {"no handler", withBlocks(Array{"text", Value::boxed(handler)}), 0, "NSInvalidArgumentException"},
+      {"none at all", NSError("D", 1), 0, range},
+      {"no list", withBlocks("text"), 0, range},
+      {"far past the end", recoverable({succeed}), std::numeric_limits<std::size_t>::max(), range},
+      {"empty handler", recoverable({QVRecoveryHandler(), succeed}), 0, argument},
+      {"no handler", withBlocks(second), 0, argument},
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(performRecoveryWithIndex(c.error, c.index), std::nullopt) << c.row;
+  for (const auto& [row, error, index, raised] : cases) {
+    SCOPED_TRACE(row);
+    EXPECT_EQ(performRecoveryWithIndex(error, index), std::nullopt);
     QVBlockErrorRecoveryAttempter attempter;
-    attempter.setRecoveryError(diskFull);
-    EXPECT_EQ(raisedBy([&] { attempter.attemptRecoveryFromError(c.error, c.index); }), c.raised) << c.row;
-    EXPECT_EQ(attempter.recoveryError(), diskFull) << c.row;
+    attempter.setRecoveryError(NSError("Result", 28));
+    try {
+      attempter.attemptRecoveryFromError(error, index);
+      ADD_FAILURE() << "nothing was raised";
+    } catch (const NSException& exception) {
+      EXPECT_EQ(exception.name(), raised);
+    }
+    EXPECT_EQ(attempter.recoveryError(), NSError("Result", 28));
   }
-  EXPECT_THAT(calls.names, IsEmpty());
-  EXPECT_EQ(recoveryBlocks(NSError("D", 1)), std::nullopt);
-  EXPECT_EQ(recoveryBlocks(withBlocks("text")), std::nullopt);
   // What is no handler takes its place, so that those after it keep theirs.
-  (void)performRecoveryWithIndex(withBlocks(Array{"text", Value::boxed(handler)}), 1);
-  EXPECT_THAT(calls.names, ElementsAre("called for 1"));
+  EXPECT_EQ(performRecoveryWithIndex(withBlocks(second), 1), NSError("second", 1));
 }
 
-TEST(QVBlockErrorRecoveryAttempter, keepsWhatTheLastHandlerReturned) {
-  Calls calls;
-  const NSError error =
-      recoverable({calls.handler("fails", diskFull), calls.handler("works"),
-                   [](const NSError&) -> std::optional<NSError> { throw std::runtime_error("x"); }});
-  auto& attempter = attempterOf(error);
+TEST(QVBlockErrorRecoveryAttempter, keepsWhatTheLastHandlerReturnedAndThenTellsTheDelegate) {
+  const auto throwing = [](const NSError&) -> std::optional<NSError> { throw std::runtime_error("x"); };
+  const NSError error = recoverable({failing("fails"), succeed, throwing});
+  auto& attempter = dynamic_cast<QVBlockErrorRecoveryAttempter&>(*error.recoveryAttempter());
   EXPECT_EQ(attempter.recoveryError(), std::nullopt);
   EXPECT_TRUE(attempter.attemptRecoveryFromError(error, 0));
-  EXPECT_EQ(attempter.recoveryError(), diskFull);
-  EXPECT_EQ(attempter.valueForKey("recoveryError"), Value(diskFull));
+  EXPECT_EQ(attempter.valueForKey("recoveryError"), Value(NSError("fails", -7)));
   EXPECT_THROW(attempter.attemptRecoveryFromError(error, 2), std::runtime_error);
-  EXPECT_EQ(attempter.recoveryError(), diskFull);
-  EXPECT_TRUE(attempter.attemptRecoveryFromError(error, 1));
-  EXPECT_EQ(attempter.recoveryError(), std::nullopt);
-  EXPECT_THAT(calls.names, ElementsAre("fails for -7", "works for -7"));
-}
+  EXPECT_EQ(attempter.recoveryError(), NSError("fails", -7));
 
-TEST(QVBlockErrorRecoveryAttempter, tellsTheDelegateAfterTheHandler) {
-  Calls calls;
-  int context = 0;
-  const auto delegate = std::make_shared<Delegate>();
-  const QVErrorRecoveryAttempter::DidRecover didRecover = [&](NSObject& told, bool recovered, void* info) {
-    calls.names.emplace_back(recovered ? "told: recovered" : "told: failed");
-    EXPECT_EQ(&told, delegate.get());
-    EXPECT_EQ(info, &context);
+  int context = 0, told = 0;
+  const auto delegate = std::make_shared<Other>();
+  const QVErrorRecoveryAttempter::DidRecover didRecover = [&](NSObject& receiver, bool recovered,
+                                                              void* info) {
+    EXPECT_TRUE(recovered && &receiver == delegate.get() && info == &context);
+    EXPECT_EQ(attempter.recoveryError(), std::nullopt);  // the handler has been called
+    ++told;
   };
-  const NSError error = recoverable({calls.handler("fails", diskFull)});
-  QVErrorRecoveryAttempter& attempter = attempterOf(error);
-  attempter.attemptRecoveryFromError(error, 0, delegate, didRecover, &context);
-  EXPECT_THAT(calls.names, ElementsAre("fails for -7", "told: recovered"));
+  attempter.attemptRecoveryFromError(error, 1, delegate, didRecover, &context);
+  EXPECT_EQ(told, 1);
   attempter.attemptRecoveryFromError(error, 0, nullptr, didRecover, &context);
-  attempter.attemptRecoveryFromError(error, 0, delegate, nullptr, &context);
-  EXPECT_EQ(raisedBy([&] { attempter.attemptRecoveryFromError(error, 1, delegate, didRecover, &context); }),
-            "NSRangeException");
-  EXPECT_THAT(calls.names, ElementsAre("fails for -7", "told: recovered", "fails for -7", "fails for -7"));
+  EXPECT_THROW(attempter.attemptRecoveryFromError(error, 3, delegate, didRecover, &context), NSException);
+  EXPECT_EQ(told, 1);
 }
 
 TEST(ErrorRecovery, findsTheNearestRecoveryErrorDownTheChain) {
+  const auto causedBy = [](const Value& cause, const std::shared_ptr<NSObject>& attempter = nullptr) {
+    return NSError("Outer", 1, {{NSUnderlyingErrorKey, cause}, {NSRecoveryAttempterErrorKey, attempter}});
+  };
   const auto failed = [](std::int64_t code) {
     auto attempter = QVBlockErrorRecoveryAttempter::attempter();
     attempter->setRecoveryError(NSError("Result", code));
     return attempter;
   };
   const auto untried = QVBlockErrorRecoveryAttempter::attempter();
-  const auto other = std::make_shared<OtherAttempter>();
   const NSError inner = causedBy({}, failed(2));
-  const struct {
-    const char* row;
-    NSError error;
-    std::optional<NSError> want;
-  } cases[] = {
-      {"no attempter", NSError("D", 1), {}},
-      {"untried", causedBy({}, untried), {}},
-      {"its own", inner, NSError("Result", 2)},
+  const std::tuple<const char*, NSError, std::optional<NSError>> cases[] = {
       {"its own before the cause's", causedBy(inner, failed(1)), NSError("Result", 1)},
       {"past one that is untried", causedBy(inner, untried), NSError("Result", 2)},
-      {"past another kind of attempter", causedBy(inner, other), NSError("Result", 2)},
+      {"past another kind of attempter", causedBy(inner, std::make_shared<Other>()), NSError("Result", 2)},
       {"far down", causedBy(causedBy(causedBy(inner), untried)), NSError("Result", 2)},
       {"not in a list of causes", NSError("D", 1, {{NSMultipleUnderlyingErrorsKey, Array{inner}}}), {}},
   };
-  for (const auto& c : cases) EXPECT_EQ(findRecoveryError(c.error), c.want) << c.row;
+  for (const auto& [row, error, want] : cases) EXPECT_EQ(findRecoveryError(error), want) << row;
   EXPECT_FALSE(canRecover(causedBy(inner)));
   EXPECT_EQ(underlyingAttempter(causedBy(inner)), inner.recoveryAttempter());
   EXPECT_EQ(underlyingAttempter(inner), nullptr);
+}
+
+TEST(QVErrorBuilder, keepsEachPropertyUnderItsKey) {
+  const std::tuple<std::string_view, std::string_view, Value> cases[] = {
+      {"localizedDescription", "NSLocalizedDescription", "Text."},
+      {"localizedRecoverySuggestion", "NSLocalizedRecoverySuggestion", "Try again."},
+      {"helpAnchor", "NSHelpAnchor", "help"},
+      {"underlyingError", "NSUnderlyingError", NSError("Cause", 2)},
+      {"recoveryAttempter", "NSRecoveryAttempter", std::make_shared<Other>()},
+      {"errorStyle", "QVErrorStyle", 7},
+  };
+  QVErrorBuilder builder;
+  Dictionary want;
+  for (const auto& [property, key, value] : cases) {
+    want.set(key, value);
+    builder.setValueForKey(value, property);
+    EXPECT_EQ(builder.valueForKey(property), value) << property;
+  }
+  EXPECT_EQ(builder.generateError(), NSError(std::nullopt, 0, want));
+}
+
+TEST(QVErrorBuilder, keepsTitlesAndHandlersAligned) {
+  QVErrorBuilder builder;
+  builder.addRecoveryOptionWithTitle("One", failing("one"));
+  const auto attempter = builder.recoveryAttempter();
+  EXPECT_NE(std::dynamic_pointer_cast<QVBlockErrorRecoveryAttempter>(attempter), nullptr);
+  builder.addRecoveryOptionWithTitle("Nothing", nullptr);
+  builder.addRecoveryOptionWithTitle("Three", failing("three"));
+  const NSError error = builder.generateError();
+  EXPECT_THAT(error.localizedRecoveryOptions(), ElementsAre("One", "Nothing", "Three"));
+  EXPECT_TRUE(dynamic_cast<QVBlockErrorRecoveryAttempter&>(*attempter).attemptRecoveryFromError(error, 1));
+  EXPECT_EQ(performRecoveryWithIndex(error, 2), NSError("three", 0));
+
+  builder.clearRecoveryOptionsAndBlocks();
+  EXPECT_EQ(builder.userInfo(), (Dictionary{{NSRecoveryAttempterErrorKey, attempter}}));
+  const auto other = std::make_shared<Other>();
+  builder.setRecoveryAttempter(other);
+  builder.addRecoveryOptionWithTitle("Four", failing("four"));
+  EXPECT_EQ(builder.recoveryAttempter(), other);
+  EXPECT_EQ(performRecoveryWithIndex(builder.generateError(), 0), NSError("four", 0));
+}
+
+TEST(QVErrorBuilder, takesAnErrorInPlaceOfItsOwnAttributes) {
+  static const NSClass cls("BuiltPlayerError", NSError::staticClass());
+  static const NSClass bridge("__NSCFError", NSError::staticClass());
+  QVErrorBuilder builder;
+  builder.setDomain("Taken");
+  builder.setCode(5);
+  builder.setErrorClass(&cls);
+  builder.addRecoveryOptionWithTitle("One", failing("one"));
+  const NSError taken = builder.generateError();
+  builder.takeAttributesFromError(NSError("D", 1, {{QVErrorStyleKey, 9}}, bridge));
+  EXPECT_EQ(builder.generateError(), NSError("D", 1, {{QVErrorStyleKey, 9}}));
+  EXPECT_EQ(&builder.generateError().errorClass(), &NSError::staticClass());
+
+  builder.takeAttributesFromError(taken);
+  EXPECT_EQ(builder.generateError(), taken);
+  EXPECT_EQ(&builder.generateError().errorClass(), &cls);
+  EXPECT_EQ(builder.errorStyle(), 0);
+  builder.addRecoveryOptionWithTitle("Two", failing("two"));
+  EXPECT_EQ(performRecoveryWithIndex(builder.generateError(), 1), NSError("two", 5));
+  EXPECT_EQ(recoveryBlocks(taken)->size(), 1U);  // which later changes do not reach
+}
+
+TEST(QVErrorBuilder, wrapsAnErrorInAMessageAndDescribesWhatItWouldGenerate) {
+  const NSError error("D", 1, {{NSLocalizedDescriptionKey, "Text."}, {"more", 1}});
+  EXPECT_EQ(QVErrorBuilder::buildError(error, {}).address(), error.address());
+  EXPECT_EQ(QVErrorBuilder::buildError(error, "100%@"),
+            NSError("D", 1, {{NSLocalizedDescriptionKey, "100%@: Text."}, {"more", 1}}));
+  EXPECT_THAT(QVErrorBuilder().description(),
+              ::testing::MatchesRegex("<QVErrorBuilder: 0x.*>: error = Error Domain=.null. Code=0 .*"));
 }
 
 }  // namespace

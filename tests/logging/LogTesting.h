@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -21,43 +20,36 @@ namespace QVFoundation::testing {
 /// Keeps the lines that it gets.
 class KeepingWriter : public NSObject, public QVLogWriter {
 public:
-  using Line = std::pair<std::string, QVLoggerLevel>;
-
-  void logMessage(std::string_view message, QVLoggerLevel level) override {
+  void logMessage(std::string_view message, QVLoggerLevel /*level*/) override {
     const MutexLock lock(mutex_);
-    lines_.emplace_back(message, level);
+    lines_.emplace_back(message);
   }
-
-  /// The texts that have come since the last call.
+  /// Those that have come since the last call.
   [[nodiscard]] std::vector<std::string> take() {
-    std::vector<std::string> texts;
-    for (auto& [text, level] : takeLines()) texts.push_back(std::move(text));
-    return texts;
-  }
-  [[nodiscard]] std::vector<Line> takeLines() {
     const MutexLock lock(mutex_);
     return std::exchange(lines_, {});
   }
 
 private:
   Mutex mutex_;
-  std::vector<Line> lines_ QV_GUARDED_BY(mutex_);
+  std::vector<std::string> lines_ QV_GUARDED_BY(mutex_);
 };
 
 // Parts that do what a test says.
 
 struct WriterOf : QVLogWriter {
-  explicit WriterOf(std::function<void(std::string_view)> its) : write(std::move(its)) {}
-  void logMessage(std::string_view message, QVLoggerLevel /*level*/) override { write(message); }
+  using Write = std::function<void(std::string_view, QVLoggerLevel)>;
+  explicit WriterOf(Write its) : write(std::move(its)) {}
+  void logMessage(std::string_view message, QVLoggerLevel level) override { write(message, level); }
 
-  const std::function<void(std::string_view)> write;
+  const Write write;
 };
 
 struct FormatterOf : QVLogFormatter {
-  using Format = std::function<std::optional<std::string>(std::optional<std::string_view>)>;
+  using Text = std::optional<std::string_view>;
+  using Format = std::function<std::optional<std::string>(Text)>;
   explicit FormatterOf(Format its) : format(std::move(its)) {}
-  [[nodiscard]] std::optional<std::string> stringForFunc(std::optional<std::string_view> /*func*/,
-                                                         std::optional<std::string_view> text,
+  [[nodiscard]] std::optional<std::string> stringForFunc(Text /*func*/, Text text,
                                                          std::optional<FormatArguments> /*arguments*/,
                                                          QVLoggerLevel /*level*/) override {
     return format(text);
@@ -69,9 +61,8 @@ struct FormatterOf : QVLogFormatter {
 struct FilterOf : QVLogFilter {
   using Allow = std::function<bool(std::optional<std::string_view>, QVLoggerLevel)>;
   explicit FilterOf(Allow its) : allow(std::move(its)) {}
-  [[nodiscard]] bool filterAllowsMessage(std::optional<std::string_view> message,
-                                         QVLoggerLevel level) override {
-    return allow(message, level);
+  [[nodiscard]] bool filterAllowsMessage(std::optional<std::string_view> line, QVLoggerLevel level) override {
+    return allow(line, level);
   }
   using QVLogFilter::setDropped;
 

@@ -1,15 +1,18 @@
+// What happens when parts are exchanged, and filters switched, while others log.
+
 #include <array>
-#include <fstream>
+#include <atomic>
+#include <map>
 #include <memory>
 #include <optional>
 #include <semaphore>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "QVFoundation/logging/QVArrayCompositeLogWriter.h"
 #include "QVFoundation/logging/QVFileHandleLogWriter.h"
-#include "QVFoundation/logging/QVToggleLogWriter.h"
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
 #include "tests/logging/LogTesting.h"
@@ -20,118 +23,194 @@ namespace QVFoundation {
 namespace {
 
 using ::testing::ElementsAre;
-using testing::FormatterOf;
+using testing::FilterOf;
 using testing::KeepingWriter;
 using testing::KeptLog;
 using testing::onThreads;
 using testing::WriterOf;
 
-constexpr int threadCount = 4;
-constexpr int linesPerThread = 500;
+constexpr int loggingThreads = 4;
 
-/// Of any length up to what fits into no buffer on the stack.
-std::string paddingOf(int line) { return std::string(static_cast<std::size_t>(line * 37 % 3000), 'x'); }
+/// Counts info lines, none of which may come once it has retired.
+struct RetiringWriter : QVLogWriter {
+  explicit RetiringWriter(std::atomic<int>& its) : written(its) {}
+  void logMessage(std::string_view /*message*/, QVLoggerLevel level) override {
+    EXPECT_FALSE(isRetired);
+    if (level == QVLoggerLevelInfo) ++written;
+  }
 
-/// Logs from several threads through two loggers that share a writer.
-void logThroughTwoLoggers(const std::shared_ptr<QVLogWriter>& writer) {
-  const auto newLogger = [&] {
-    return std::make_unique<QVLogger>(writer, std::make_shared<QVLogBasicFormatter>(),
-                                      std::make_shared<QVLogNoFilter>());
+  std::atomic<int>& written;
+  std::atomic<bool> isRetired{false};
+};
+
+/// Lines that were under way when a part was replaced have been written when this returns; later ones use the
+/// new part.
+void waitForLinesUnderWay(QVLogger& logger) { const UnfairLockGuard guard(logger.writeLock()); }
+
+TEST(LoggerThreads, loseNoLineAndWriteNoneToAReplacedWriter) {
+  constexpr int lines = 3'000;
+  QVLogger logger(nullptr, nullptr, std::make_shared<QVLogNoFilter>());
+  std::atomic<int> written{0}, running{loggingThreads};
+  auto writer = std::make_shared<RetiringWriter>(written);
+  logger.setWriter(writer);
+  const auto log = [&] {
+    for (int i = 0; i < lines; ++i) {
+      logger.logInfo("%d of %d", i, lines);
+      logger.logDebug("%d", i);
+      logger.logErrorString("error");
+    }
+    --running;
   };
-  const std::array loggers{newLogger(), newLogger()};
-  onThreads(threadCount, [&](int thread) {
-    QVLogger& logger = *loggers.at(static_cast<std::size_t>(thread % 2));
-    for (int i = 0; i < linesPerThread; ++i) logger.logInfo("%d %d %@|", thread, i, paddingOf(i));
+  const auto exchangeWriters = [&] {
+    while (running > 0) {
+      const auto replaced = std::exchange(writer, std::make_shared<RetiringWriter>(written));
+      logger.setWriter(writer);
+      waitForLinesUnderWay(logger);
+      replaced->isRetired = true;
+      logger.setFormatter(std::make_shared<QVLogBasicFormatter>());
+    }
+  };
+  const auto exchangeFilters = [&] {
+    const auto filter = std::make_shared<QVLogLevelFilter>();
+    while (running > 0) {
+      logger.setFilter(filter);
+      logger.enableDebugLogging();
+      logger.setFilter(std::make_shared<FilterOf>([](auto, auto) { return true; }));
+      waitForLinesUnderWay(logger);
+      filter->setVerboseLoggingEnabled(false);  // which the logger must not hear of any more
+      std::this_thread::yield();
+      filter->setVerboseLoggingEnabled(true);
+    }
+  };
+  onThreads(loggingThreads + 2, [&](int thread) {
+    thread < loggingThreads ? log() : thread == loggingThreads ? exchangeWriters() : exchangeFilters();
   });
+  EXPECT_EQ(written, loggingThreads * lines);
+  EXPECT_EQ(logger.numErrorsLogged(), loggingThreads * lines);
 }
 
-/// All lines are there and whole, those of each thread in their order.
-void expectAll(const std::vector<std::string>& lines) {
-  EXPECT_EQ(std::ssize(lines), threadCount * linesPerThread);
-  std::array<int, threadCount> next{};
-  for (const std::string& line : lines) {
-    const auto thread = static_cast<std::size_t>(line.at(0) - '0');
-    ASSERT_LT(thread, next.size());
-    const int i = next.at(thread)++;
-    ASSERT_EQ(line, std::to_string(thread) + ' ' + std::to_string(i) + ' ' + paddingOf(i) + '|');
+/// What one of several threads does to a logger and its filters: exchanges them, switches them, or gives them
+/// to loggers that go at once.
+void disturb(QVLogger& logger, const std::shared_ptr<QVLogLevelFilter>& filter, int role, int round) {
+  for (int i = 0; i < 20; ++i) {
+    if (role == 0) logger.setFilter(i % 4 == 3 ? nullptr : filter);
+    if (role == 1) filter->setDebugLoggingEnabled(i % 2 == round % 2);
+    if (role == 2) KeptLog(filter).logger.logDebugString("line");
+  }
+  if (role == 0) logger.setFilter(round % 3 == 0 ? nullptr : filter);
+}
+
+TEST(LoggerThreads, endUpDroppingWhatTheirFilterDrops) {
+  const std::array filters{std::make_shared<QVLogLevelFilter>(), std::make_shared<QVLogLevelFilter>()};
+  for (int round = 0; round < 200; ++round) {
+    KeptLog log(filters[0]);
+    onThreads(6, [&](int thread) {
+      disturb(log.logger, filters.at(static_cast<std::size_t>(thread % 2)), thread / 2, round);
+    });
+    const auto filter = log.logger.filter();
+    log.logger.logDebugString("line");
+    EXPECT_EQ(!log.take().empty(), filter && filter->filterAllowsMessage({}, QVLoggerLevelDebug));
   }
 }
 
-std::vector<std::string> linesIn(const std::filesystem::path& path) {
-  std::vector<std::string> lines;
-  std::ifstream file(path);
-  for (std::string line; std::getline(file, line);) lines.push_back(line);
-  return lines;
+TEST(LoggerThreads, rememberTheAnswerOfTheFilterThatCameLast) {
+  std::binary_semaphore asked{0}, goOn{0};
+  QVLogger logger;
+  std::jthread first([&] {
+    logger.setFilter(std::make_shared<FilterOf>([&](auto, auto) {
+      asked.release();
+      goOn.acquire();
+      return false;
+    }));
+  });
+  asked.acquire();
+  logger.setFilter(std::make_shared<QVLogNoFilter>());
+  goOn.release();
+  first.join();
+  EXPECT_TRUE(logger.debugLoggingEnabled());
 }
 
-TEST(LoggerThreads, loggersThatShareAFileMixNoLines) {
+TEST(LoggerThreads, loseNoWriterThatSeveralAddAndMayExchangePartsWhereOneIsDestroyed) {
+  KeptLog log;
+  const auto setFilter = [&] {
+    log.logger.setFilter({new QVLogNoFilter, [&](QVLogFilter* filter) {
+                            delete filter;
+                            log.logger.setFilter(std::make_shared<QVLogNoFilter>());
+                          }});
+  };
+  onThreads(4, [&](int) {
+    for (int i = 0; i < 40; ++i) {
+      const auto passing = std::make_shared<KeepingWriter>();
+      log.logger.addWriter(passing);
+      log.logger.addWriter(log.writer);
+      log.logger.removeWriter(passing);
+      setFilter();
+    }
+  });
+  log.logger.setFilter(nullptr);
+  log.logger.setFilter(std::make_shared<QVLogNoFilter>());
+  log.logger.logInfoString("last");
+  EXPECT_EQ(log.take().size(), 1U + 4 * 40);
+}
+
+TEST(LoggerThreads, mixNoLinesInAFileOrAList) {
   const testing::TemporaryFolder folder;
-  logThroughTwoLoggers(QVFileHandleLogWriter::fileHandleForLoggingAtPath(folder / "log", 0600));
-  expectAll(linesIn(folder / "log"));
+  const auto open = [&](const char* name) -> std::shared_ptr<QVLogWriter> {
+    return QVFileHandleLogWriter::fileHandleForLoggingAtPath(folder / name, 0600);
+  };
+  const std::vector writers{open("first"), open("second")};
+  const std::shared_ptr<QVLogWriter> list = std::make_shared<QVArrayCompositeLogWriter>(writers);
+  for (const auto& writer : {writers[0], list}) {
+    const auto all = std::make_shared<QVLogNoFilter>();
+    std::array<QVLogger, 2> loggers{{{writer, nullptr, all}, {writer, nullptr, all}}};
+    onThreads(loggingThreads, [&](int thread) {
+      for (std::size_t length = 1; length < 3'000; length += 7) {  // some fit into no buffer on the stack
+        loggers.at(static_cast<std::size_t>(thread) % 2)
+            .logInfoString(std::string(length, static_cast<char>('a' + thread)));
+      }
+    });
+  }
+  const std::string first = testing::contentOf(folder / "first"),
+                    second = testing::contentOf(folder / "second");
+  EXPECT_TRUE(first.ends_with(second));  // each line reaches the whole list before the next
+  std::map<std::string, int> times;
+  std::istringstream lines(first);
+  for (std::string line; std::getline(lines, line);) ++times[line];
+  EXPECT_EQ(times.size(), loggingThreads * 429U);
+  for (const auto& [line, count] : times)
+    EXPECT_TRUE(count == 2 && line == std::string(line.size(), line[0]));
 }
 
-TEST(LoggerThreads, eachLineReachesTheWholeListBeforeTheNext) {
-  const testing::TemporaryFolder folder;
-  const auto kept = std::make_shared<KeepingWriter>();
-  logThroughTwoLoggers(std::make_shared<QVArrayCompositeLogWriter>(std::vector<std::shared_ptr<QVLogWriter>>{
-      QVFileHandleLogWriter::fileHandleForLoggingAtPath(folder / "log", 0600),
-      std::make_shared<QVToggleLogWriter>(kept)}));
-  const auto lines = linesIn(folder / "log");
-  expectAll(lines);
-  EXPECT_EQ(kept->take(), lines);
-}
-
-TEST(LoggerThreads, aLineBeingFormattedHoldsUpNobodyAndGoesToTheNewestWriter) {
-  std::binary_semaphore formatting{0}, goOn{0};
-  KeptLog log(std::make_shared<QVLogNoFilter>(), std::make_shared<FormatterOf>([&](auto format) {
-                if (format == "slow") {
-                  formatting.release();
-                  goOn.acquire();
-                }
+TEST(LoggerThreads, neitherFormattingNorWritingHoldsUpOthers) {
+  std::binary_semaphore waiting{0}, goOn{0};
+  const auto wait = [&] {
+    waiting.release();
+    goOn.acquire();
+  };
+  KeptLog log(std::make_shared<QVLogNoFilter>(), std::make_shared<testing::FormatterOf>([&](auto format) {
+                if (format == "slow") wait();
                 return std::optional<std::string>(format);
               }));
-  std::jthread slow([&] { log.logger.logInfoString("slow"); });
-  formatting.acquire();
+  std::jthread formatting([&] { log.logger.logInfoString("slow"); });
+  waiting.acquire();
   log.logger.logInfoString("quick");
-  const auto newest = std::make_shared<KeepingWriter>();
-  log.logger.setWriter(newest);
-  goOn.release();
-  slow.join();
   EXPECT_THAT(log.take(), ElementsAre("quick"));
-  EXPECT_THAT(newest->take(), ElementsAre("slow"));
-}
-
-TEST(LoggerThreads, partsAreExchangedWhileALineIsBeingWritten) {
-  std::binary_semaphore writing{0}, goOn{0};
-  KeptLog log;
-  log.logger.setWriter(std::make_shared<WriterOf>([&](auto) {
-    writing.release();
-    goOn.acquire();
+  log.logger.setWriter(std::make_shared<WriterOf>([&](auto line, auto) {
+    EXPECT_EQ(line, "slow");  // goes to the newest writer
+    wait();
   }));
-  std::jthread slow([&] { log.logger.logErrorString("slow"); });
-  writing.acquire();
+  goOn.release();
+  waiting.acquire();
+  EXPECT_FALSE(log.logger.writeLock().try_lock());
   log.logger.setWriter(log.writer);  // none of these waits for the line
   log.logger.addWriter(std::make_shared<KeepingWriter>());
   log.logger.setFormatter(nullptr);
   log.logger.setFilter(std::make_shared<QVLogLevelFilter>());
   log.logger.enableDebugLogging();
-  EXPECT_FALSE(log.logger.writeLock().try_lock());
   goOn.release();
-  slow.join();
+  formatting.join();
   log.logger.logDebugString("next");
   EXPECT_THAT(log.take(), ElementsAre("next"));
-}
-
-TEST(LoggerThreads, whoHoldsTheWriteLockKeepsLinesOut) {
-  KeptLog log;
-  std::optional<std::jthread> other;
-  {
-    const UnfairLockGuard guard(log.logger.writeLock());
-    other.emplace([&] { log.logger.logInfoString("later"); });
-    EXPECT_TRUE(log.take().empty());
-  }
-  other->join();
-  EXPECT_THAT(log.take(), ElementsAre("later"));
 }
 
 }  // namespace

@@ -1,16 +1,12 @@
-#include "QVFoundation/platform/application/NSBundle.h"
-
-#include <filesystem>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <vector>
+#include <atomic>
+#include <fstream>
+#include <latch>
+#include <thread>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
+#include "QVFoundation/Platform.h"
 #include "QVFoundation/platform/application/NSBundle_p.h"
-#include "tests/platform/application/BundleFolder.h"
 #include "tests/platform/tracing/StandardErrorCapture.h"
 
 namespace QVFoundation {
@@ -18,272 +14,276 @@ namespace {
 
 using detail::BundleFactory;
 using detail::MainBundleOverride;
+using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using testing::StandardErrorCapture;
 
 using Path = std::filesystem::path;
 using Names = std::vector<std::string>;
 
-constexpr std::string_view info = R"(<plist version="1.0"><dict>
-  <key>CFBundleIdentifier</key><string>org.example.player</string>
-  <key>CFBundleName</key><string>Player</string>
-  <key>CFBundleDevelopmentRegion</key><string>en</string>
-  <key>CFBundleVersion</key><string>1.2.3</string>
-</dict></plist>)";
-
-std::shared_ptr<NSBundle> bundleIn(const BundleFolder& folder, const Names& languages = {"de"}) {
-  return BundleFactory::bundleInFolder(folder.path(), languages);
-}
-
-TEST(NSBundle, tellsWhatItsInfoPlistHolds) {
-  const BundleFolder folder;
-  folder.add("Info.plist", info);
-  const auto bundle = NSBundle::bundleWithPath(folder.path());
-  EXPECT_EQ(bundle->bundlePath(), folder.path());
-  EXPECT_EQ(bundle->bundleIdentifier(), "org.example.player");
-  EXPECT_EQ(bundle->name(), "Player");
-  EXPECT_EQ(bundle->developmentLocalization(), "en");
-  EXPECT_EQ(bundle->objectForInfoDictionaryKey("CFBundleVersion"), "1.2.3");
-  EXPECT_TRUE(bundle->objectForInfoDictionaryKey("absent").isNothing());
-  EXPECT_EQ(bundle->valueForKey("name"), "Player");
-}
-
-TEST(NSBundle, withoutInfoPlistHasItsFoldersName) {
-  const BundleFolder folder;
-  folder.add("My Plug-in.bundle/data");
-  const auto bundle = NSBundle::bundleWithPath(folder.path() / "My Plug-in.bundle/");
-  EXPECT_EQ(bundle->name(), "My Plug-in");
-  EXPECT_EQ(bundle->bundlePath(), folder.path() / "My Plug-in.bundle");
-  EXPECT_EQ(bundle->bundleIdentifier(), std::nullopt);
-  EXPECT_TRUE(bundle->infoDictionary().empty());
-  EXPECT_EQ(bundle->description(), "NSBundle <" + bundle->bundlePath().string() + '>');
-}
-
-TEST(NSBundle, isNullWhereThereIsNoFolder) {
-  const BundleFolder folder;
-  folder.add("file");
-  EXPECT_EQ(NSBundle::bundleWithPath(folder.path() / "absent"), nullptr);
-  EXPECT_EQ(NSBundle::bundleWithPath(folder.path() / "file"), nullptr);
-}
-
-TEST(NSBundle, reportsADamagedInfoPlistOnceAndGoesOn) {
-  const BundleFolder folder;
-  folder.add("Info.plist", "<dict><key>CFBundleName</key>").add("x.txt");
-  QVFoundation::testing::StandardErrorCapture capture;
-  const auto bundle = bundleIn(folder);
-  EXPECT_FALSE(bundle->objectForInfoDictionaryKey("CFBundleName").text());
-  EXPECT_TRUE(bundle->pathForResource("x", "txt"));
-  EXPECT_THAT(capture.take(),
-              ElementsAre(HasSubstr("Info.plist\" could not be read: Invalid property list at line 1")));
-}
-
-TEST(NSBundle, listsItsLocalizations) {
-  const BundleFolder folder;
-  folder.add("fr.lproj/x").add("de.lproj/x").add("Base.lproj/x").add("en.lproj").add("Info.plist", info);
-  EXPECT_THAT(bundleIn(folder)->localizations(), ElementsAre("Base", "de", "fr"));
-}
-
-struct PreferenceCase {
-  const char* row;
-  Names localizations;
-  Names preferences;
-  Names chosen;
-};
-
-const PreferenceCase preferenceCases[] = {
-    {"the same", {"de", "en", "fr"}, {"fr"}, {"fr"}},
-    {"in the order of the preferences", {"de", "en", "fr"}, {"fr", "it", "de"}, {"fr", "de"}},
-    {"each once", {"de"}, {"de-AT", "de-DE", "de"}, {"de"}},
-    {"none", {"de", "en"}, {"fr"}, {}},
-    {"nothing to choose from", {}, {"fr"}, {}},
-    {"case and separators", {"pt_BR"}, {"pt-br"}, {"pt_BR"}},
-    {"name of a locale", {"de-AT"}, {"de_AT.UTF-8"}, {"de-AT"}},
-    {"the region before its language", {"de", "de-AT"}, {"de-AT"}, {"de-AT"}},
-    {"without the region", {"de", "de-CH"}, {"de-AT"}, {"de"}},
-    {"any other region", {"en", "de-CH"}, {"de-AT"}, {"de-CH"}},
-    {"a region for the language", {"en-GB", "fr"}, {"en"}, {"en-GB"}},
-    {"the language before a region", {"en-GB", "en"}, {"en"}, {"en"}},
-    {"traditional Chinese by region", {"zh-Hans", "zh-Hant"}, {"zh-TW"}, {"zh-Hant"}},
-    {"traditional Chinese in Hong Kong", {"zh_CN", "zh_TW"}, {"zh-HK"}, {"zh_TW"}},
-    {"simplified Chinese by region", {"zh-Hant", "zh-Hans"}, {"zh-CN"}, {"zh-Hans"}},
-    {"Chinese alone is simplified", {"zh-TW", "zh-CN"}, {"zh"}, {"zh-CN"}},
-    {"never the other Chinese", {"zh-Hans"}, {"zh-TW"}, {}},
-    {"scripts of other languages", {"sr-Latn", "sr-Cyrl"}, {"sr-Cyrl-RS"}, {"sr-Cyrl"}},
-    {"English names", {"English", "German"}, {"de-AT"}, {"German"}},
-    {"codes before names", {"German", "de"}, {"de"}, {"de"}},
-    {"old codes", {"iw", "nb"}, {"no", "he"}, {"nb", "iw"}},
-    {"Base is no language", {"Base"}, {"de"}, {}},
-    {"empty names", {"", "de"}, {"", "fr"}, {}},
-};
-
-TEST(NSBundle, choosesLocalizationsForTheReader) {
-  for (const PreferenceCase& c : preferenceCases) {
-    EXPECT_EQ(NSBundle::preferredLocalizationsFromArray(c.localizations, c.preferences), c.chosen) << c.row;
+/// A folder for bundles, in a place of its own, for the length of a test.
+class NSBundleTest : public ::testing::Test {
+protected:
+  NSBundleTest() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "NSBundleTests-XXXXXX").string();
+    folder = mkdtemp(pattern.data());
   }
-}
+  ~NSBundleTest() override { std::filesystem::remove_all(folder); }
 
-TEST(NSBundle, fallsBackToTheDevelopmentLocalizationAndToBase) {
-  const BundleFolder folder;
-  folder.add("Info.plist", info).add("de.lproj/x").add("English.lproj/x").add("Base.lproj/x");
-  EXPECT_THAT(bundleIn(folder, {"de-AT", "en"})->preferredLocalizations(), ElementsAre("de", "English"));
-  EXPECT_THAT(bundleIn(folder, {"fr"})->preferredLocalizations(), ElementsAre("English"));
-  std::filesystem::remove_all(folder.path() / "English.lproj");
-  EXPECT_THAT(bundleIn(folder, {"fr"})->preferredLocalizations(), ElementsAre("Base"));
-  std::filesystem::remove_all(folder.path() / "Base.lproj");
-  EXPECT_THAT(bundleIn(folder, {"fr"})->preferredLocalizations(), IsEmpty());
-}
+  /// Writes files, and makes the folders that they are in.
+  void add(std::initializer_list<Path> files, std::string_view content = "content") const {
+    for (const Path& file : files) {
+      std::filesystem::create_directories((folder / file).parent_path());
+      std::ofstream(folder / file, std::ios::binary) << content;
+    }
+  }
+  void addInfo() const {
+    add({"Info.plist"},
+        "<dict><key>CFBundleIdentifier</key><string>org.example.player</string>"
+        "<key>CFBundleName</key><string>Player</string>"
+        "<key>CFBundleDevelopmentRegion</key><string>en</string></dict>");
+  }
+  [[nodiscard]] std::shared_ptr<NSBundle> bundle(const Names& languages = {"de"}) const {
+    return BundleFactory::bundleInFolder(folder, languages);
+  }
+  /// What a bundle that is read anew has for "a".
+  [[nodiscard]] std::string textFor(const char* language, std::string_view table = {}) const {
+    return bundle({language})->localizedStringForKey("a", {}, table);
+  }
 
-struct ResourceCase {
-  const char* row;
-  std::string_view name, type, subdirectory, localization;
-  const char* found;  // null where nothing is
+  Path folder;
 };
 
-constexpr ResourceCase resourceCases[] = {
-    {"name and type", "logo", "png", "", "", "logo.png"},
-    {"type with its point", "logo", ".png", "", "", "logo.png"},
-    {"extension in the name", "logo.png", "", "", "", "logo.png"},
-    {"extension in both", "logo.png", "png", "", "", "logo.png"},
-    {"no type", "logo", "", "", "", nullptr},
-    {"subdirectory", "logo", "png", "icons/large", "", "icons/large/logo.png"},
-    {"folder in the name", "icons/large/logo", "png", "", "", "icons/large/logo.png"},
-    {"not outside of the subdirectory", "only-here", "png", "icons", "", nullptr},
-    {"unlocalised first", "page", "html", "", "", "page.html"},
-    {"the reader's language", "welcome", "html", "", "", "de.lproj/welcome.html"},
-    {"the reader's next language", "french", "html", "", "", "fr.lproj/french.html"},
-    {"the language of development", "english", "html", "", "", "en.lproj/english.html"},
-    {"Base at last", "base", "html", "", "", "Base.lproj/base.html"},
-    {"no other language", "italian", "html", "", "", nullptr},
-    {"subdirectory of a localisation", "tip", "html", "tips", "", "de.lproj/tips/tip.html"},
-    {"the localisation that is given", "welcome", "html", "", "it", "it.lproj/welcome.html"},
-    {"that one only", "page", "html", "", "fr", nullptr},
-    {"a localisation that is not there", "welcome", "html", "", "es", nullptr},
-    {"no name", "", "html", "", "", nullptr},
-};
-
-TEST(NSBundle, findsResources) {
-  const BundleFolder folder;
-  folder.add("Info.plist", info)
-      .add("logo.png")
-      .add("only-here.png")
-      .add("icons/large/logo.png")
-      .add("page.html");
-  folder.add("de.lproj/welcome.html")
-      .add("de.lproj/page.html")
-      .add("de.lproj/tips/tip.html")
-      .add("fr.lproj/welcome.html");
-  folder.add("fr.lproj/french.html")
-      .add("en.lproj/english.html")
-      .add("en.lproj/welcome.html")
-      .add("Base.lproj/base.html");
-  folder.add("it.lproj/welcome.html").add("it.lproj/italian.html");
-  const auto bundle = bundleIn(folder, {"de-AT", "fr"});
-  for (const ResourceCase& c : resourceCases) {
-    const auto found = bundle->pathForResource(c.name, c.type, c.subdirectory, c.localization);
-    const auto want = c.found != nullptr ? std::optional(folder.path() / c.found) : std::nullopt;
-    EXPECT_EQ(found, want) << c.row;
-  }
+TEST_F(NSBundleTest, tellsWhatItsInfoPlistHoldsElseItsFoldersName) {
+  addInfo();
+  add({"My Plug-in.bundle/data"});
+  const auto player = NSBundle::bundleWithPath(folder);
+  EXPECT_EQ(player->bundleIdentifier(), "org.example.player");
+  EXPECT_EQ(player->objectForInfoDictionaryKey("CFBundleName"), player->valueForKey("name"));
+  const auto plugIn = NSBundle::bundleWithPath(folder / "My Plug-in.bundle/");
+  EXPECT_EQ(plugIn->name(), "My Plug-in");
+  EXPECT_EQ(plugIn->bundleIdentifier(), std::nullopt);
+  EXPECT_EQ(plugIn->description(), "NSBundle <" + (folder / "My Plug-in.bundle>").string());
+  EXPECT_EQ(NSBundle::bundleWithPath(folder / "absent"), nullptr);
+  EXPECT_EQ(NSBundle::bundleWithPath(folder / "Info.plist"), nullptr);
 }
 
-TEST(NSBundle, listsResourcesOfAType) {
-  const BundleFolder folder;
-  folder.add("b.png")
-      .add("a.png")
-      .add("a.gif")
-      .add(".png")
-      .add("icons/c.png")
-      .add("de.lproj/d.png")
-      .add("de.lproj/a.png");
-  folder.add("fr.lproj/e.png");
-  const auto bundle = bundleIn(folder);
-  const Path& root = folder.path();
-  EXPECT_THAT(bundle->pathsForResourcesOfType("png"),
-              ElementsAre(root / "a.png", root / "b.png", root / "de.lproj/d.png"));
-  EXPECT_THAT(bundle->pathsForResourcesOfType("png", "icons"), ElementsAre(root / "icons/c.png"));
-  EXPECT_THAT(bundle->pathsForResourcesOfType("png", {}, "fr"), ElementsAre(root / "fr.lproj/e.png"));
-  EXPECT_THAT(bundle->pathsForResourcesOfType("", {}, "de"),
-              ElementsAre(root / "de.lproj/a.png", root / "de.lproj/d.png"));
-  EXPECT_THAT(bundle->pathsForResourcesOfType("txt"), IsEmpty());
-}
-
-TEST(NSBundle, namesThatLeadOutOfItFindNothing) {
-  const BundleFolder folder;
-  folder.add("secret.txt")
-      .add("secret.strings", "a = b;")
-      .add("secret.lproj/x.txt")
-      .add("player.resources/x.txt");
-  folder.add("player.resources/de.lproj/y.txt");
-  const auto bundle = BundleFactory::bundleInFolder(folder.path() / "player.resources", {"de"});
-  const std::string absolute = (folder.path() / "secret").string();
-  using namespace std::string_view_literals;
-  for (const std::string_view name :
-       {"../secret"sv, "x/../../secret"sv, std::string_view(absolute), "..\0"sv}) {
-    EXPECT_FALSE(bundle->pathForResource(name, "txt")) << name;
-    EXPECT_FALSE(bundle->pathForResource("x", "txt", name)) << name;
-    EXPECT_FALSE(bundle->pathForResource("x", "txt", {}, name)) << name;
-    EXPECT_THAT(bundle->pathsForResourcesOfType("txt", name), IsEmpty()) << name;
-    EXPECT_THAT(bundle->pathsForResourcesOfType("txt", {}, name), IsEmpty()) << name;
-    EXPECT_EQ(bundle->localizedStringForKey("a", {}, name), "a") << name;
-  }
-  EXPECT_FALSE(bundle->pathForResource("secret", "/../../secret.txt"));
-  EXPECT_FALSE(bundle->pathForResource("x\0y"sv, "txt"));
-  EXPECT_THAT(bundle->pathsForResourcesOfType("txt", ".."), IsEmpty());
-  EXPECT_TRUE(bundle->pathForResource("./x", "txt"));
-}
-
-TEST(MainBundle, isTheFolderOfTheEnvironmentElseBesideTheProgramElseInShare) {
-  const BundleFolder folder;
-  const Path program = folder.path() / "bin/player";
-  const auto mainBundle = [&](const Path& fromEnvironment = {}) {
-    return BundleFactory::bundleOfProgram(program, fromEnvironment, {"de"});
+TEST_F(NSBundleTest, choosesLocalizationsForTheReader) {
+  const struct {
+    Names localizations, preferences, chosen;
+  } cases[] = {
+      {{"de", "en", "fr"}, {"fr", "it", "de"}, {"fr", "de"}},
+      {{"de"}, {"de-AT", "de-DE", "de"}, {"de"}},  // each once
+      {{"pt_BR"}, {"pt-br.UTF-8"}, {"pt_BR"}},
+      {{"de", "de-AT"}, {"de-AT"}, {"de-AT"}},
+      {{"de", "de-CH"}, {"de-AT"}, {"de"}},
+      {{"en", "de-CH"}, {"de-AT"}, {"de-CH"}},
+      {{"en-GB", "en"}, {"en"}, {"en"}},
+      {{"zh-Hans", "zh-Hant"}, {"zh-TW"}, {"zh-Hant"}},
+      {{"zh_CN", "zh_TW"}, {"zh-HK"}, {"zh_TW"}},
+      {{"zh-TW", "zh-CN"}, {"zh"}, {"zh-CN"}},
+      {{"zh-Hans"}, {"zh-TW"}, {}},
+      {{"sr-Latn", "sr-Cyrl"}, {"sr-Cyrl-RS"}, {"sr-Cyrl"}},
+      {{"German", "de"}, {"de"}, {"de"}},
+      {{"English", "German"}, {"de-AT"}, {"German"}},
+      {{"iw", "nb"}, {"no", "he"}, {"nb", "iw"}},  // old codes
+      {{"Base", ""}, {"de", "", "fr"}, {}},
   };
+  for (const auto& c : cases) {
+    EXPECT_EQ(NSBundle::preferredLocalizationsFromArray(c.localizations, c.preferences), c.chosen);
+  }
+}
 
-  EXPECT_EQ(mainBundle()->bundlePath(), folder.path() / "bin");
-  folder.add("share/player/x.txt");
-  EXPECT_EQ(mainBundle()->bundlePath(), folder.path() / "share/player");
-  folder.add("bin/player.resources/x.txt");
-  EXPECT_EQ(mainBundle()->bundlePath(), folder.path() / "bin/player.resources");
-  folder.add("other/x.txt");
-  EXPECT_EQ(mainBundle(folder.path() / "other")->bundlePath(), folder.path() / "other");
-  EXPECT_EQ(mainBundle(folder.path() / "other")->name(), "player");
+TEST_F(NSBundleTest, fallsBackToTheDevelopmentLocalizationAndToBase) {
+  addInfo();
+  add({"de.lproj/x", "English.lproj/x", "Base.lproj/x", "fr.lproj"});
+  EXPECT_THAT(bundle()->localizations(), ElementsAre("Base", "English", "de"));
+  EXPECT_THAT(bundle({"de-AT", "en"})->preferredLocalizations(), ElementsAre("de", "English"));
+  EXPECT_THAT(bundle({"fr"})->preferredLocalizations(), ElementsAre("English"));
+  std::filesystem::remove_all(folder / "English.lproj");
+  EXPECT_THAT(bundle({"fr"})->preferredLocalizations(), ElementsAre("Base"));
+}
 
-  QVFoundation::testing::StandardErrorCapture capture;
-  EXPECT_EQ(mainBundle(folder.path() / "absent")->bundlePath(), folder.path() / "bin/player.resources");
+TEST_F(NSBundleTest, findsResources) {
+  addInfo();
+  add({"logo.png", "only-here.png", "icons/large/logo.png", "page.html", "de.lproj/welcome.html",
+       "de.lproj/page.html", "de.lproj/tips/tip.html", "fr.lproj/welcome.html", "fr.lproj/french.html",
+       "en.lproj/english.html", "Base.lproj/base.html", "it.lproj/welcome.html", "it.lproj/italian.html"});
+  const struct {
+    std::string_view name, type, subdirectory, localization;
+    const char* found;  // null where nothing is
+  } cases[] = {
+      {"logo", "png", "", "", "logo.png"},
+      {"logo", ".png", "", "", "logo.png"},
+      {"logo.png", "png", "", "", "logo.png"},
+      {"logo", "", "", "", nullptr},
+      {"logo", "png", "icons/large", "", "icons/large/logo.png"},
+      {"icons/large/logo.png", "", "", "", "icons/large/logo.png"},
+      {"only-here", "png", "icons", "", nullptr},
+      {"page", "html", "", "", "page.html"},  // before localised ones
+      {"welcome", "html", "", "", "de.lproj/welcome.html"},
+      {"french", "html", "", "", "fr.lproj/french.html"},
+      {"english", "html", "", "", "en.lproj/english.html"},  // the language of development
+      {"base", "html", "", "", "Base.lproj/base.html"},
+      {"italian", "html", "", "", nullptr},
+      {"tip", "html", "tips", "", "de.lproj/tips/tip.html"},
+      {"welcome", "html", "", "it", "it.lproj/welcome.html"},
+      {"page", "html", "", "fr", nullptr},
+  };
+  const auto found = bundle({"de-AT", "fr"});
+  for (const auto& c : cases) {
+    const auto want = c.found != nullptr ? std::optional((folder / c.found).string()) : std::nullopt;
+    EXPECT_EQ(found->pathForResource(c.name, c.type, c.subdirectory, c.localization), want) << c.name;
+  }
+}
+
+TEST_F(NSBundleTest, listsResourcesOfAType) {
+  add({"b.png", "a.png", "a.gif", ".png", "icons/c.png", "de.lproj/d.png", "de.lproj/a.png",
+       "fr.lproj/e.png"});
+  EXPECT_THAT(bundle()->pathsForResourcesOfType("png"),
+              ElementsAre(folder / "a.png", folder / "b.png", folder / "de.lproj/d.png"));
+  EXPECT_THAT(bundle()->pathsForResourcesOfType("png", "icons"), ElementsAre(folder / "icons/c.png"));
+  EXPECT_THAT(bundle()->pathsForResourcesOfType("", {}, "fr"), ElementsAre(folder / "fr.lproj/e.png"));
+}
+
+TEST_F(NSBundleTest, namesThatLeadOutOfItFindNothing) {
+  add({"secret.txt", "secret.lproj/x.txt", "player/x.txt", "player/de.lproj/y.txt"});
+  add({"secret.strings"}, "a = b;");
+  const auto player = BundleFactory::bundleInFolder(folder / "player", {"de"});
+  using namespace std::string_literals;
+  for (const auto& name : {"../secret"s, "x/../../secret"s, (folder / "secret").string(), "..\0"s}) {
+    EXPECT_FALSE(player->pathForResource(name, "txt")) << name;
+    EXPECT_FALSE(player->pathForResource("x", "txt", name)) << name;
+    EXPECT_FALSE(player->pathForResource("x", "txt", {}, name)) << name;
+    EXPECT_THAT(player->pathsForResourcesOfType("txt", name), IsEmpty()) << name;
+    EXPECT_THAT(player->pathsForResourcesOfType("txt", {}, name), IsEmpty()) << name;
+    EXPECT_EQ(player->localizedStringForKey("a", {}, name), "a") << name;
+  }
+  EXPECT_FALSE(player->pathForResource("secret", "/../../secret.txt"));
+  EXPECT_TRUE(player->pathForResource("./x", "txt"));
+  EXPECT_THAT(player->pathsForResourcesOfType("txt", ".."), IsEmpty());
+}
+
+TEST_F(NSBundleTest, ofAProgramIsTheFolderOfTheEnvironmentElseBesideTheProgramElseInShare) {
+  const auto mainPath = [&](const char* fromEnvironment = nullptr) {
+    const Path environment = fromEnvironment != nullptr ? folder / fromEnvironment : Path();
+    return BundleFactory::bundleOfProgram(folder / "bin/player", environment, {"de"})->bundlePath();
+  };
+  EXPECT_EQ(mainPath(), folder / "bin");
+  add({"share/player/x.txt"});
+  EXPECT_EQ(mainPath(), folder / "share/player");
+  add({"bin/player.resources/x.txt", "other/x.txt"});
+  EXPECT_EQ(mainPath(), folder / "bin/player.resources");
+  EXPECT_EQ(mainPath("other"), folder / "other");
+  StandardErrorCapture capture;
+  EXPECT_EQ(mainPath("absent"), folder / "bin/player.resources");
   EXPECT_THAT(capture.take(), ElementsAre(HasSubstr("QV_BUNDLE_PATH names no folder: ")));
 }
 
-TEST(MainBundle, withoutResourcesHasANameAndGivesEachTextBack) {
-  const BundleFolder folder;
-  folder.add("x.txt").add("de.lproj/Localizable.strings", "a = b;").add("Info.plist", info);
-  const auto bundle = BundleFactory::bundleOfProgram(folder.path() / "player", {}, {"de"});
-  EXPECT_EQ(bundle->name(), "player");
-  EXPECT_EQ(bundle->bundleIdentifier(), std::nullopt);
-  EXPECT_TRUE(bundle->infoDictionary().empty());
-  EXPECT_THAT(bundle->localizations(), IsEmpty());
-  EXPECT_THAT(bundle->preferredLocalizations(), IsEmpty());
-  EXPECT_FALSE(bundle->pathForResource("x", "txt"));
-  EXPECT_THAT(bundle->pathsForResourcesOfType("txt"), IsEmpty());
-  EXPECT_EQ(bundle->localizedStringForKey("a"), "a");
-  EXPECT_EQ(bundle->localizedStringForKey("a", "value", "table"), "value");
+TEST_F(NSBundleTest, ofAProgramWithoutResourcesHasANameAndGivesEachTextBack) {
+  addInfo();
+  add({"de.lproj/Localizable.strings"}, "a = b;");
+  const auto main = BundleFactory::bundleOfProgram(folder / "player", {}, {"de"});
+  EXPECT_EQ(main->name(), "player");
+  EXPECT_TRUE(main->infoDictionary().empty() && main->localizations().empty());
+  EXPECT_FALSE(main->pathForResource("Info", "plist"));
+  EXPECT_EQ(main->localizedStringForKey("a"), "a");
 }
 
-TEST(MainBundle, canBeReplacedForAScope) {
+TEST_F(NSBundleTest, canReplaceTheMainBundleForAScope) {
   const std::shared_ptr<NSBundle>& original = NSBundle::mainBundle();
-  ASSERT_NE(original, nullptr);
-  EXPECT_FALSE(original->name().empty());
-  const BundleFolder folder;
-  folder.add("Info.plist", info);
   {
-    const MainBundleOverride outer(bundleIn(folder));
-    EXPECT_EQ(NSBundle::mainBundle()->name(), "Player");
+    const auto replacement = bundle();
+    const MainBundleOverride outer(replacement);
     {
       const MainBundleOverride inner(original);
-      EXPECT_EQ(NSBundle::mainBundle(), original);
     }
-    EXPECT_EQ(NSBundle::mainBundle()->name(), "Player");
+    EXPECT_EQ(NSBundle::mainBundle(), replacement);
   }
   EXPECT_EQ(&NSBundle::mainBundle(), &original);
+}
+
+TEST_F(NSBundleTest, hasTheTranslationElseTheValueElseTheKeyAndReadsTablesOnce) {
+  add({"de.lproj/Localizable.strings", "de.lproj/Other.strings"}, R"("a" = "Mediathek"; "nothing" = "";)");
+  const auto library = bundle();
+  EXPECT_EQ(library->localizedStringForKey("a", "Library", ""), "Mediathek");
+  EXPECT_EQ(library->localizedStringForKey("a", {}, "Other.strings"), "Mediathek");
+  EXPECT_EQ(library->localizedStringForKey("nothing", "something"), "");
+  EXPECT_EQ(library->localizedStringForKey("absent", "value"), "value");
+  EXPECT_EQ(library->localizedStringForKey("a", {}, "Late"), "a");
+  std::filesystem::remove_all(folder / "de.lproj");
+  add({"Late.strings"}, "a = b;");
+  EXPECT_EQ(library->localizedStringForKey("a"), "Mediathek");
+  EXPECT_EQ(library->localizedStringForKey("a", {}, "Late"), "a");
+}
+
+std::string binary(const Dictionary& dictionary) {
+  const NSData data = dataFromPropertyList(dictionary, PropertyListFormat::binary);
+  return {reinterpret_cast<const char*>(data.data()), data.size()};
+}
+
+TEST_F(NSBundleTest, takesTextsFromTheFirstTableOnTheWayElseFromALocalizationTable) {
+  add({"Localizable.loctable"}, binary({{"de", Dictionary{{"a", "ä"}}}, {"en", Dictionary{{"a", "e"}}}}));
+  EXPECT_EQ(textFor("de-AT"), "ä");
+  EXPECT_EQ(textFor("fr"), "a");
+  addInfo();
+  EXPECT_EQ(textFor("fr"), "e");
+  add({"en.lproj/Localizable.strings"}, "a = en;");
+  add({"Base.lproj/Other.strings"}, "a = base;");
+  EXPECT_EQ(textFor("fr"), "en");
+  EXPECT_EQ(textFor("fr", "Other"), "base");
+  add({"de.lproj/Localizable.strings"}, "b = de;");
+  EXPECT_EQ(textFor("de"), "a") << "the other tables are not asked";
+}
+
+TEST_F(NSBundleTest, readsTablesInEachForm) {
+  using namespace std::string_literals;
+  for (const auto& content :
+       {"\"a\" = \"ä€\";"s, "\xEF\xBB\xBF\"a\" = \"ä€\";"s,
+        "\xFF\xFE"
+        "a\0=\0\"\0\xE4\0\xAC\x20\"\0;\0"s,
+        "<plist><dict><key>a</key><string>ä€</string></dict></plist>"s, binary({{"a", "ä€"}})}) {
+    add({"de.lproj/Localizable.strings"}, content);
+    EXPECT_EQ(textFor("de"), "ä€") << content;
+  }
+}
+
+TEST_F(NSBundleTest, reportsEachDamagedFileOnceAndTakesItAsAbsentWhicheverThreadAsksFirst) {
+  constexpr int threadCount = 8;
+  constexpr int tableCount = 20;
+  for (int table = 0; table < tableCount; ++table)
+    add({stringWithFormat("de.lproj/T%d.strings", table)}, stringWithFormat("a = text%d;", table));
+  add({"de.lproj/Damaged.strings"}, "a = b;\nc = ;");
+  add({"Other.loctable"}, "<array/>");
+  add({"Info.plist"}, "<dict><key>CFBundleName</key>");
+  StandardErrorCapture capture;
+  const auto damaged = bundle();
+  EXPECT_THAT(capture.take(),
+              ElementsAre(HasSubstr("Info.plist\" could not be read: Invalid property list at line 1")));
+
+  std::latch start(threadCount);
+  std::atomic<int> wrong = 0;
+  std::vector<std::jthread> threads;
+  threads.reserve(threadCount);
+  for (int thread = 0; thread < threadCount; ++thread) {
+    threads.emplace_back([&, thread] {
+      start.arrive_and_wait();
+      for (int step = 0; step < tableCount; ++step) {
+        const std::string number = std::to_string((step + thread * 3) % tableCount);
+        wrong += damaged->localizedStringForKey("a", {}, "T" + number) != "text" + number;
+        wrong += damaged->localizedStringForKey("a", {}, "Damaged") != "a";
+        wrong += NSBundle::mainBundle() == nullptr;
+      }
+    });
+  }
+  threads.clear();
+  EXPECT_EQ(wrong, 0);
+  EXPECT_EQ(damaged->localizedStringForKey("a", {}, "Other"), "a");
+  EXPECT_THAT(capture.take(), ElementsAre(AllOf(HasSubstr("de.lproj/Damaged.strings"),
+                                                HasSubstr("line 2, column 5: expected a text after =")),
+                                          HasSubstr("it holds no dictionary")));
 }
 
 }  // namespace

@@ -1,62 +1,41 @@
 #include <cerrno>
 #include <csignal>
-#include <string>
-#include <vector>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
-#include "QVFoundation/platform/runtime/Array.h"
-#include "QVFoundation/platform/runtime/FatalError.h"
-#include "QVFoundation/platform/runtime/NSException.h"
+#include "QVFoundation/Platform.h"
 
 namespace QVFoundation {
 namespace {
 
-[[gnu::noinline]] void throwUnexported() { throw NSException(NSGenericException, "x", {{"key", 1}}); }
+using ::testing::ContainsRegex;
+using ::testing::StartsWith;
 
-std::vector<std::string> framesOf(void (*call)()) {
+[[gnu::noinline]] void throwUnexported() { throw NSException(NSGenericException, {}); }
+
+TEST(CallStack, namesTheThrowerFirstEvenIfItIsNotExported) {
   try {
-    call();
+    (void)Array()[1];
   } catch (const NSException& exception) {
-    return exception.callStackSymbols();
+    EXPECT_THAT(exception.callStackSymbols()[0],
+                ContainsRegex("^0  libQVFoundation.so.*  QVFoundation::Array::.* \\+ "));
   }
-  return {};
-}
-
-TEST(CallStack, namesTheThrowerFirst) {
-  const auto frames = framesOf([] { (void)Array()[1]; });
-  ASSERT_GT(frames.size(), 2U);
-  EXPECT_TRUE(frames[0].starts_with("0  libQVFoundation.so")) << frames[0];
-  EXPECT_NE(frames[0].find("  QVFoundation::Array::"), std::string::npos) << frames[0];
-  EXPECT_NE(frames[0].find(" + "), std::string::npos) << frames[0];
-}
-
-TEST(CallStack, namesFunctionsThatAreNotExported) {
-  const auto frames = framesOf(throwUnexported);
-  ASSERT_GT(frames.size(), 2U);
-  EXPECT_TRUE(frames[0].starts_with(std::string("0  ") + program_invocation_short_name + "  ")) << frames[0];
+  try {
+    throwUnexported();
+  } catch (const NSException& exception) {
+    EXPECT_STREQ(exception.what(), "NSGenericException") << "without a reason";
+    const auto frames = exception.callStackSymbols();
+    EXPECT_THAT(frames[0], StartsWith(std::string("0  ") + program_invocation_short_name + "  "));
 #ifdef QV_HAVE_LIBBACKTRACE
-  EXPECT_NE(frames[0].find("throwUnexported"), std::string::npos) << frames[0];
-  EXPECT_NE(frames[1].find("framesOf"), std::string::npos) << frames[1];
+    EXPECT_THAT(frames[0] + frames[1], ContainsRegex("throwUnexported.*TestBody"));
 #endif
-}
-
-TEST(NSException, carriesNameReasonAndUserInfo) {
-  NSException exception(NSRangeException, "Too far.", {{"key", 1}});
-  EXPECT_STREQ(exception.what(), "Too far.");
-  EXPECT_EQ(exception.userInfo()["key"], 1);
-  exception = NSException(NSRangeException, {});
-  EXPECT_STREQ(exception.what(), "NSRangeException");
-  EXPECT_EQ(exception.reason(), std::nullopt);
+  }
 }
 
 TEST(FatalErrorDeath, saysWhatAndWhereAndAborts) {
-  EXPECT_EXIT(fatalError("the roof is on fire", "roof.cpp", 7), testing::KilledBySignal(SIGABRT),
+  EXPECT_EXIT(fatalError("the roof is on fire", "roof.cpp", 7), ::testing::KilledBySignal(SIGABRT),
               "^Fatal error: the roof is on fire: file roof.cpp, line 7\n0  ");
-  const auto fail = [] { fatalError("here"); };
-  const std::string line = std::to_string(__LINE__ - 1);
-  EXPECT_EXIT(fail(), testing::KilledBySignal(SIGABRT),
-              "here: file .*CallStackTests.cpp, line " + line + "\n");
+  EXPECT_DEATH(fatalError("here"), "here: file .*CallStackTests.cpp, line " + std::to_string(__LINE__));
 }
 
 }  // namespace

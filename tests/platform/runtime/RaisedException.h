@@ -1,25 +1,18 @@
 #pragma once
 
-#include <string>
-
 #include "QVFoundation/platform/runtime/NSException.h"
 
 namespace QVFoundation::testing {
 
-/// What a call raised.
-struct RaisedException {
-  std::string name = "none";
-  std::string reason;
-};
-
+/// Name and reason of what a call raises.
 template <class Call>
-RaisedException raisedBy(const Call& call) {
+std::string raisedBy(const Call& call) {
   try {
     call();
+    return "nothing";
   } catch (const NSException& exception) {
-    return {exception.name(), exception.reason().value_or("")};
+    return exception.name() + ": " + exception.reason().value_or("");
   }
-  return {};
 }
 
 }  // namespace QVFoundation::testing

@@ -1,8 +1,5 @@
 #pragma once
 
-#include <chrono>
-#include <cstdint>
-#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -14,15 +11,6 @@ namespace QVFoundation::testing {
 
 /// An entry with texts of its own.
 struct RecordedEntry {
-  explicit RecordedEntry(const OSLogEntry& entry)
-      : type(entry.type),
-        subsystem(entry.subsystem),
-        category(entry.category),
-        message(entry.message),
-        identifier(entry.identifier),
-        time(entry.time),
-        thread(entry.thread) {}
-
   OSLogType type;
   std::string subsystem, category, message, identifier;
   std::chrono::system_clock::time_point time;
@@ -32,8 +20,10 @@ struct RecordedEntry {
 class RecordingSink : public OSLogSink {
 public:
   void write(const OSLogEntry& entry) override {
+    const auto& [type, subsystem, category, message, identifier, time, thread] = entry;
     const MutexLock lock(mutex_);
-    entries_.emplace_back(entry);
+    entries_.push_back({type, std::string(subsystem), std::string(category), std::string(message),
+                        std::string(identifier), time, thread});
   }
 
   [[nodiscard]] std::vector<RecordedEntry> take() {
@@ -50,17 +40,15 @@ private:
 template <class Sink>
 class SinkInPlace {
 public:
-  explicit SinkInPlace(std::shared_ptr<Sink> sink = std::make_shared<Sink>())
-      : sink_(std::move(sink)), previous_(setOSLogSink(sink_)) {}
+  SinkInPlace() : previous_(setOSLogSink(sink_)) {}
   SinkInPlace(const SinkInPlace&) = delete;
   SinkInPlace& operator=(const SinkInPlace&) = delete;
   ~SinkInPlace() { setOSLogSink(previous_); }
 
   Sink* operator->() const { return sink_.get(); }
-  [[nodiscard]] const std::shared_ptr<OSLogSink>& previous() const { return previous_; }
 
 private:
-  std::shared_ptr<Sink> sink_;
+  std::shared_ptr<Sink> sink_ = std::make_shared<Sink>();
   std::shared_ptr<OSLogSink> previous_;
 };
 
