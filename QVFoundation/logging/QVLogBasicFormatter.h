@@ -20,7 +20,7 @@ public:
                                                          std::optional<FormatArguments> arguments,
                                                          QVLoggerLevel level) override;
 
-private:
+protected:
   bool appendLine(detail::FormatOutput& line, const detail::LogMessage& message) override;
 };
 

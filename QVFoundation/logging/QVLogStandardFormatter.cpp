@@ -37,7 +37,7 @@ std::optional<std::string> QVLogStandardFormatter::stringForFunc(std::optional<s
 [[gnu::hot]] bool QVLogStandardFormatter::appendLine(detail::FormatOutput& line,
                                                      const detail::LogMessage& message) {
   // What a derived class says of a line goes.
-  if (typeid(*this) != typeid(QVLogStandardFormatter)) return QVLogFormatter::appendLine(line, message);
+  if (typeid(*this) != typeid(QVLogStandardFormatter)) return QVLogBasicFormatter::appendLine(line, message);
   return appendStandardLine(line, dateFormatter_, message);
 }
 
