@@ -7,6 +7,7 @@
 
 #include "QVFoundation/platform/runtime/Array.h"
 #include "QVFoundation/platform/runtime/Set.h"
+#include "QVFoundation/platform/text/Format.h"
 #include "gtest/gtest.h"
 
 namespace QVFoundation {
@@ -58,9 +59,9 @@ TEST(QVObject, writesAnyContentForReadersAndAsJSON) {
     const Holder holder(content);
     const std::string self = holder.shortDescription();
     EXPECT_EQ(holder.description(),
-              "{\n    __self__ = \"" + self + "\";\n    content = " + description + ";\n}");
+              stringWithFormat("{\n    __self__ = \"%@\";\n    content = %@;\n}", self, description));
     EXPECT_EQ(jsonDescription(holder),
-              "{\n  \"__self__\": \"" + self + "\",\n  \"content\": " + json + "\n}");
+              stringWithFormat("{\n  \"__self__\": \"%@\",\n  \"content\": %@\n}", self, json));
   }
 }
 
