@@ -1,6 +1,7 @@
 #include <cerrno>
 #include <csignal>
 #include <ctime>
+#include <iterator>
 #include <sys/socket.h>
 
 #include "QVFoundation/platform/files/FileOutput_p.h"
@@ -18,17 +19,13 @@ public:
       : previous_(block()), wasPending_(sigismember(&previous_, SIGPIPE) == 1 && isPending()) {}
   BrokenPipeGuard(const BrokenPipeGuard&) = delete;
   BrokenPipeGuard& operator=(const BrokenPipeGuard&) = delete;
-  ~BrokenPipeGuard() { pthread_sigmask(SIG_SETMASK, &previous_, nullptr); }
-
-  /// Takes back the signal of a write that found the pipe broken.
-  void takeBack() const noexcept {
-    const sigset_t signals = brokenPipe();
-    const timespec now{};
-    while (sigtimedwait(&signals, nullptr, &now) == -1 && errno == EINTR) {
-    }
-    // One that was sent to this thread before was one with ours; one that waits for any thread still does.
-    if (wasPending_ && !isPending()) raise(SIGPIPE);
+  ~BrokenPipeGuard() {
+    if (mayBeSent_) takeBack();
+    pthread_sigmask(SIG_SETMASK, &previous_, nullptr);
   }
+
+  /// To be called after a write that may have sent the signal.
+  void signalMayBeSent() noexcept { mayBeSent_ = true; }
 
 private:
   static sigset_t brokenPipe() noexcept {
@@ -50,28 +47,20 @@ private:
     return sigismember(&pending, SIGPIPE) == 1;
   }
 
+  void takeBack() const noexcept {
+    const sigset_t signals = brokenPipe();
+    const timespec now{};
+    while (sigtimedwait(&signals, nullptr, &now) == -1 && errno == EINTR) {
+    }
+    // One that was sent to this thread before was one with ours; one that waits for any thread still does,
+    // unless another thread accepts it at this very moment.
+    if (wasPending_ && !isPending()) raise(SIGPIPE);
+  }
+
   const sigset_t previous_;
   const bool wasPending_;
+  bool mayBeSent_ = false;
 };
-
-[[gnu::noinline]] ssize_t writeWithoutSignal(int descriptor, std::string_view text) noexcept {
-  const BrokenPipeGuard guard;
-  const ssize_t count = systemCalls().write(descriptor, text.data(), text.size());
-  if (count >= 0) return count;
-  const int code = errno;
-  if (code == EPIPE) guard.takeBack();
-  errno = code;
-  return count;
-}
-
-[[gnu::hot]] ssize_t writeOnce(int descriptor, OutputKind kind, std::string_view text) noexcept {
-  switch (kind) {
-    case OutputKind::file: return systemCalls().write(descriptor, text.data(), text.size());
-    case OutputKind::socket: return systemCalls().send(descriptor, text.data(), text.size(), MSG_NOSIGNAL);
-    case OutputKind::stream: break;
-  }
-  return writeWithoutSignal(descriptor, text);
-}
 
 /// Waits until a write would not block. What went wrong, such as memory that is short, must not make the
 /// writer spin.
@@ -79,6 +68,38 @@ int waitUntilWritable(int descriptor) noexcept {
   pollfd request{descriptor, POLLOUT, 0};
   if (systemCalls().poll(&request, 1, -1) >= 0 || errno == EINTR) return 0;
   return errno;
+}
+
+/// Repeats a function that tries once, and returns what `write` returns, until all is written.
+template <class WriteOnce>
+[[gnu::hot]] int repeat(int descriptor, std::string_view text, std::size_t& written,
+                        const WriteOnce& writeOnce) noexcept {
+  while (written < text.size()) {
+    const ssize_t count = writeOnce(text.substr(written));
+    if (count > 0) {
+      written += static_cast<std::size_t>(count);
+      continue;
+    }
+    if (count == 0) return EIO;  // a device that takes nothing and says no reason
+    const int code = errno;
+    if (code == EAGAIN || code == EWOULDBLOCK) {
+      if (const int failure = waitUntilWritable(descriptor); failure != 0) return failure;
+    } else if (code != EINTR) {
+      return code;
+    }
+  }
+  return 0;
+}
+
+[[gnu::noinline]] int writeWithoutSignal(int descriptor, std::string_view text,
+                                         std::size_t& written) noexcept {
+  BrokenPipeGuard guard;
+  return repeat(descriptor, text, written, [&](std::string_view rest) {
+    const ssize_t count = systemCalls().write(descriptor, rest.data(), rest.size());
+    // Where the last reader leaves in the middle of a write, the signal comes although a part was taken.
+    if (count < std::ssize(rest)) guard.signalMayBeSent();
+    return count;
+  });
 }
 
 }  // namespace
@@ -93,21 +114,18 @@ OutputKind outputKindOf(int descriptor) noexcept {
 [[gnu::hot]] int writeAll(int descriptor, OutputKind kind, std::string_view text,
                           std::size_t& written) noexcept {
   written = 0;
-  while (written < text.size()) {
-    const ssize_t count = writeOnce(descriptor, kind, text.substr(written));
-    if (count > 0) {
-      written += static_cast<std::size_t>(count);
-      continue;
-    }
-    if (count == 0) return EIO;  // a device that takes nothing and says no reason
-    const int code = errno;
-    if (code == EAGAIN || code == EWOULDBLOCK) {
-      if (const int failure = waitUntilWritable(descriptor); failure != 0) return failure;
-    } else if (code != EINTR) {
-      return code;
-    }
+  switch (kind) {
+    case OutputKind::file:
+      return repeat(descriptor, text, written, [=](std::string_view rest) {
+        return systemCalls().write(descriptor, rest.data(), rest.size());
+      });
+    case OutputKind::socket:
+      return repeat(descriptor, text, written, [=](std::string_view rest) {
+        return systemCalls().send(descriptor, rest.data(), rest.size(), MSG_NOSIGNAL);
+      });
+    case OutputKind::stream: break;
   }
-  return 0;
+  return writeWithoutSignal(descriptor, text, written);
 }
 
 }  // namespace QVFoundation::detail

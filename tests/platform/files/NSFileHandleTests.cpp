@@ -326,5 +326,19 @@ TEST(NSFileHandle, aBrokenPipeIsAnErrorThatNeitherSendsASignalNorTakesThatOfSome
   }
 }
 
+TEST(NSFileHandle, aPipeMayBreakInTheMiddleOfAWrite) {
+  std::signal(SIGPIPE, SIG_DFL);
+  const auto ends = pipeOrSocket(false);
+  NSFileHandle reader(ends[0], CloseOnRelease::yes);
+  NSFileHandle writer(ends[1], CloseOnRelease::yes, "pipe");
+  const std::jthread reading([&] {
+    char first = 0;
+    EXPECT_EQ(read(ends[0], &first, 1), 1);  // the writer has filled the pipe, or is about to
+    reader.closeFile();
+  });
+  EXPECT_EQ(reasonOf([&] { writer.writeText(std::string(1 << 20, 'x')); }),
+            couldNot("write to “pipe”", EPIPE));
+}
+
 }  // namespace
 }  // namespace QVFoundation
