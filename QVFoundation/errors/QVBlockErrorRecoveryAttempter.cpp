@@ -8,9 +8,9 @@
 namespace QVFoundation {
 
 const NSClass& QVBlockErrorRecoveryAttempter::staticClass() {
-  static const NSClass cls =
+  static const NSClass& cls = *new NSClass(
       NSClass::define<QVBlockErrorRecoveryAttempter>("QVBlockErrorRecoveryAttempter", NSObject::staticClass())
-          .readOnly("recoveryError", &QVBlockErrorRecoveryAttempter::recoveryError);
+          .readOnly("recoveryError", &QVBlockErrorRecoveryAttempter::recoveryError));
   return cls;
 }
 

@@ -10,7 +10,7 @@
 namespace QVFoundation {
 
 const NSClass& QVErrorBuilder::staticClass() {
-  static const NSClass cls =
+  static const NSClass& cls = *new NSClass(
       NSClass::define<QVErrorBuilder>("QVErrorBuilder", NSObject::staticClass())
           .property("domain", &QVErrorBuilder::domain, &QVErrorBuilder::setDomain)
           .property("code", &QVErrorBuilder::code, &QVErrorBuilder::setCode)
@@ -25,7 +25,7 @@ const NSClass& QVErrorBuilder::staticClass() {
           .property("underlyingError", &QVErrorBuilder::underlyingError, &QVErrorBuilder::setUnderlyingError)
           .property("recoveryAttempter", &QVErrorBuilder::recoveryAttempter,
                     &QVErrorBuilder::setRecoveryAttempter)
-          .property("errorStyle", &QVErrorBuilder::errorStyle, &QVErrorBuilder::setErrorStyle);
+          .property("errorStyle", &QVErrorBuilder::errorStyle, &QVErrorBuilder::setErrorStyle));
   return cls;
 }
 

@@ -6,11 +6,12 @@
 namespace QVFoundation {
 
 const NSClass& QVLogLevelFilter::staticClass() {
-  static const NSClass cls = NSClass::define<QVLogLevelFilter>("QVLogLevelFilter", NSObject::staticClass())
-                                 .property("debugLoggingEnabled", &QVLogLevelFilter::debugLoggingEnabled,
-                                           &QVLogLevelFilter::setDebugLoggingEnabled)
-                                 .property("verboseLoggingEnabled", &QVLogLevelFilter::verboseLoggingEnabled,
-                                           &QVLogLevelFilter::setVerboseLoggingEnabled);
+  static const NSClass& cls =
+      *new NSClass(NSClass::define<QVLogLevelFilter>("QVLogLevelFilter", NSObject::staticClass())
+                       .property("debugLoggingEnabled", &QVLogLevelFilter::debugLoggingEnabled,
+                                 &QVLogLevelFilter::setDebugLoggingEnabled)
+                       .property("verboseLoggingEnabled", &QVLogLevelFilter::verboseLoggingEnabled,
+                                 &QVLogLevelFilter::setVerboseLoggingEnabled));
   return cls;
 }
 

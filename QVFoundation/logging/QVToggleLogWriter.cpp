@@ -17,11 +17,11 @@ Value valueOf(const std::shared_ptr<QVLogWriter>& writer) {
 }  // namespace
 
 const NSClass& QVToggleLogWriter::staticClass() {
-  static const NSClass cls =
+  static const NSClass& cls = *new NSClass(
       NSClass::define<QVToggleLogWriter>("QVToggleLogWriter", NSObject::staticClass())
           .readOnly("subWriter", [](const QVToggleLogWriter& writer) { return valueOf(writer.subWriter()); })
           .property("writingEnabled", &QVToggleLogWriter::writingEnabled,
-                    &QVToggleLogWriter::setWritingEnabled);
+                    &QVToggleLogWriter::setWritingEnabled));
   return cls;
 }
 

@@ -64,15 +64,15 @@ std::shared_ptr<NSBundle> NSBundle::bundleWithPath(const std::filesystem::path& 
 }
 
 const NSClass& NSBundle::staticClass() {
-  static const NSClass cls =
-      NSClass::define<NSBundle>("NSBundle", NSObject::staticClass())
-          .readOnly("bundlePath", [](const NSBundle& bundle) { return bundle.path_.string(); })
-          .readOnly("bundleIdentifier", &NSBundle::bundleIdentifier)
-          .readOnly("infoDictionary", &NSBundle::infoDictionary)
-          .readOnly("name", &NSBundle::name)
-          .readOnly("localizations", &NSBundle::localizations)
-          .readOnly("developmentLocalization", &NSBundle::developmentLocalization)
-          .readOnly("preferredLocalizations", &NSBundle::preferredLocalizations);
+  static const NSClass& cls =
+      *new NSClass(NSClass::define<NSBundle>("NSBundle", NSObject::staticClass())
+                       .readOnly("bundlePath", [](const NSBundle& bundle) { return bundle.path_.string(); })
+                       .readOnly("bundleIdentifier", &NSBundle::bundleIdentifier)
+                       .readOnly("infoDictionary", &NSBundle::infoDictionary)
+                       .readOnly("name", &NSBundle::name)
+                       .readOnly("localizations", &NSBundle::localizations)
+                       .readOnly("developmentLocalization", &NSBundle::developmentLocalization)
+                       .readOnly("preferredLocalizations", &NSBundle::preferredLocalizations));
   return cls;
 }
 

@@ -36,9 +36,10 @@ class ObservationInfo;
 /// };
 ///
 /// const NSClass& Track::staticClass() {
-///   static const NSClass cls = NSClass::define<Track>("Track", NSObject::staticClass())
-///                                  .property("title", &Track::title, &Track::setTitle)
-///                                  .readOnly("duration", &Track::duration);
+///   // Never destroyed: objects serve to the end of the process.
+///   static const NSClass& cls = *new NSClass(NSClass::define<Track>("Track", NSObject::staticClass())
+///                                                .property("title", &Track::title, &Track::setTitle)
+///                                                .readOnly("duration", &Track::duration));
 ///   return cls;
 /// }
 ///

@@ -25,13 +25,14 @@ const NSClass& Track::staticClass() {
   const auto setterOf = [](auto member) {
     return [member](Track& track, auto content) { track.*member = std::move(content); };
   };
-  static const NSClass cls = NSClass::define<Track>("PlayerTrack", NSObject::staticClass())
-                                 .property("rating", &Track::rating, &Track::setRating)
-                                 .property("original", &Track::original, setterOf(&Track::original))
-                                 .property("title", &Track::title, setterOf(&Track::title))
-                                 .property("info", &Track::info, setterOf(&Track::info))
-                                 .property("covers", &Track::covers, setterOf(&Track::covers))
-                                 .readOnly("duration", [](const Track&) { return 12.5; });
+  static const NSClass& cls =
+      *new NSClass(NSClass::define<Track>("PlayerTrack", NSObject::staticClass())
+                       .property("rating", &Track::rating, &Track::setRating)
+                       .property("original", &Track::original, setterOf(&Track::original))
+                       .property("title", &Track::title, setterOf(&Track::title))
+                       .property("info", &Track::info, setterOf(&Track::info))
+                       .property("covers", &Track::covers, setterOf(&Track::covers))
+                       .readOnly("duration", [](const Track&) { return 12.5; }));
   return cls;
 }
 
