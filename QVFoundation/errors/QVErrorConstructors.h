@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "QVFoundation/errors/OptionalText.h"
 #include "QVFoundation/errors/QVErrorRecovery.h"
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/runtime/NSError.h"
@@ -22,8 +23,6 @@
 ///
 /// Threads: safe from any thread.
 namespace QVFoundation {
-
-using OptionalText = std::optional<std::string_view>;
 
 /// `NSPOSIXErrorDomain` with an `errno` value.
 [[nodiscard]] QV_EXPORT std::optional<NSError> POSIXError(std::int32_t code, OptionalText description = {});
@@ -57,7 +56,8 @@ using OptionalText = std::optional<std::string_view>;
 [[nodiscard]] QV_EXPORT NSError errorWithDomain(OptionalText domain, std::int64_t code,
                                                 OptionalText description, OptionalText recoverySuggestion);
 
-/// An error with recovery options: a title and a handler for each, at the same index.
+/// An error with recovery options: a title and a handler for each, at the same index, and the
+/// `QVBlockErrorRecoveryAttempter` that calls them. A title without a handler can be shown but not chosen.
 [[nodiscard]] QV_EXPORT NSError errorWithDomain(std::string_view domain, std::int64_t code,
                                                 std::string_view description,
                                                 std::string_view recoverySuggestion,
@@ -72,8 +72,8 @@ using OptionalText = std::optional<std::string_view>;
                                                    const std::optional<NSError>& underlyingError);
 
 /// The class that an error of that name is rebuilt with: the registered error class, or the base class for an
-/// absent or unknown name and for "__NSCFError" and "__NSNativeError", which stored errors carry but which are no
-/// classes of their own.
+/// absent or unknown name and for "__NSCFError" and "__NSNativeError", which name no class of errors but say
+/// where an error came from: "__NSNativeError" is what `asNSError` makes of other exceptions.
 [[nodiscard]] QV_EXPORT const NSClass& errorClassForName(OptionalText name);
 
 }  // namespace QVFoundation

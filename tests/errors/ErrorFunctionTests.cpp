@@ -59,6 +59,8 @@ TEST(ErrorConstructors, makeAnErrorOfEveryStatusButZero) {
        NSError(NSCocoaErrorDomain, std::int64_t{1} << 32)},
       {"cancelled", userCancelledError(), NSError(NSCocoaErrorDomain, 3072)},
       {"no text ends the list", errorWithDomain("D", 7, none, "Try."), NSError("D", 7)},
+      {"null pointers are absent", errorWithDomain(nullptr, 7, static_cast<const char*>(nullptr), none),
+       NSError(none, 7)},
       {"no domain", errorWithDomain(none, 0, "", ""), NSError(none, 0, {{text, ""}, {suggestion, ""}})},
   };
   for (const auto& c : cases) EXPECT_EQ(c.made, c.want) << c.row;
