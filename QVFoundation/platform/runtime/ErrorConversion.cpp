@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "QVFoundation/platform/runtime/Array.h"
 #include "QVFoundation/platform/runtime/CustomNSError.h"
 #include "QVFoundation/platform/runtime/FatalError.h"
 #include "QVFoundation/platform/runtime/NSClass.h"
@@ -96,9 +97,15 @@ std::pair<NSError, std::exception_ptr> splitOff(const std::exception_ptr& except
 }
 
 NSError withCause(const NSError& error, const NSError& cause) {
-  if (error.userInfo().contains(NSUnderlyingErrorKey)) return error;
   Dictionary userInfo = error.userInfo();
-  userInfo.set(NSUnderlyingErrorKey, cause);
+  if (userInfo[NSUnderlyingErrorKey] == Value(cause)) return error;
+  if (userInfo.contains(NSUnderlyingErrorKey)) {
+    Array causes = userInfo[NSMultipleUnderlyingErrorsKey].array();
+    causes.append(cause);
+    userInfo.set(NSMultipleUnderlyingErrorsKey, causes);
+  } else {
+    userInfo.set(NSUnderlyingErrorKey, cause);
+  }
   return {error.domain(), error.code(), userInfo, error.errorClass()};
 }
 

@@ -18,7 +18,8 @@ namespace QVFoundation {
 /// - Any other `std::exception`: the readable name of its type as domain, code 1, `what()` as description.
 /// - Anything else: "unknown exception" in `QVErrorDomain`, code 1.
 ///
-/// An exception that was thrown with another one nested in it gets that one as its underlying error.
+/// An exception that was thrown with another one nested in it gets that one as its underlying error, or,
+/// where it names one itself, as one more under `NSMultipleUnderlyingErrorsKey`.
 ///
 /// Threads: safe from any thread.
 [[nodiscard]] QV_EXPORT NSError asNSError(const std::exception& exception);
