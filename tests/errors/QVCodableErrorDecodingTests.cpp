@@ -147,9 +147,10 @@ TEST(QVCodableErrorDecoding, takesOfEveryKindOfValueOnlyTheRightOnes) {
       }
     }
   }
-  const Dictionary keyed{{"more", Dictionary{{3, 4}}}};
-  EXPECT_EQ(thrownError(noJSON, [&] { (void)QVCodableError::decode(keyed); }),
-            "The value at \"more\" cannot be read: its key 3 is no text");
+  Dictionary keyed = plain;
+  keyed.set(3, 4);
+  keyed.set("more", Dictionary{{3, 4}});
+  EXPECT_EQ(QVCodableError::decode(keyed), smallRecord);
 }
 
 }  // namespace

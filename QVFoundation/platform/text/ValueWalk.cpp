@@ -82,8 +82,11 @@ void ValueWalk::enterDictionary(Dictionary dictionary) {
   level.isDictionary = true;
   level.entries.reserve(dictionary.size());
   for (const auto& entry : dictionary) {
-    if (entry.first.text() == nullptr) throw error("its key " + entry.first.description() + " is no text");
-    level.entries.push_back(&entry);
+    if (entry.first.text() != nullptr) {
+      level.entries.push_back(&entry);
+    } else if (purpose_ == Purpose::writing) {
+      throw error("its key " + entry.first.description() + " is no text");
+    }
   }
   std::ranges::sort(level.entries, {},
                     [](const auto* entry) { return std::string_view(*entry->first.text()); });

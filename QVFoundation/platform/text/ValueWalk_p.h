@@ -23,7 +23,8 @@ namespace QVFoundation::detail {
 /// ```
 ///
 /// Threads: one thread.
-/// Errors: a key that is no text is the `error` of its dictionary.
+/// Errors: a key that is no text is the `error` of its dictionary for who writes, and passed over for who
+/// reads.
 class ValueWalk {
 public:
   enum class Event { beginDictionary, key, endDictionary, beginArray, endArray, leaf };
