@@ -5,7 +5,8 @@
 
 namespace QVFoundation::detail {
 
-/// Appends the format filled with its arguments, or as it is where it has none; false where there is no format.
+/// Appends the format filled with its arguments, or as it is where it has none; false where there is
+/// no format.
 ///
 /// Threads: any.
 inline bool appendMessage(FormatOutput& line, const LogMessage& message) {

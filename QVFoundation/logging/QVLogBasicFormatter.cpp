@@ -17,9 +17,9 @@ std::optional<std::string> QVLogBasicFormatter::stringForFunc(std::optional<std:
   return text;
 }
 
-bool QVLogBasicFormatter::appendLine(detail::FormatOutput& line, const detail::LogMessage& message) {
-  // What a derived class says of a line goes.
-  if (typeid(*this) != typeid(QVLogBasicFormatter)) return QVLogFormatter::appendLine(line, message);
+bool QVLogBasicFormatter::appendStringForFunc(detail::FormatOutput& line, const detail::LogMessage& message) {
+  // Where a derived class may have another `stringForFunc`, that one decides.
+  if (typeid(*this) != typeid(QVLogBasicFormatter)) return QVLogFormatter::appendStringForFunc(line, message);
   return detail::appendMessage(line, message);
 }
 

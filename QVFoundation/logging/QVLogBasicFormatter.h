@@ -21,7 +21,7 @@ public:
                                                          QVLoggerLevel level) override;
 
 protected:
-  bool appendLine(detail::FormatOutput& line, const detail::LogMessage& message) override;
+  bool appendStringForFunc(detail::FormatOutput& line, const detail::LogMessage& message) override;
 };
 
 }  // namespace QVFoundation

@@ -20,8 +20,8 @@ class LevelGate;
 /// loggers then drop such lines before they are formatted, at the cost of one load and one branch. A filter
 /// that looks at the text declares none.
 ///
-/// Threads: called on whatever thread logs, while the logger holds its lock; one filter may serve several
-/// loggers at once. A filter must not log through a logger that it serves.
+/// Threads: called on any thread and by several at once: for a line while its logger holds its lock, about a
+/// level as such without one. A filter must not log through a logger that it serves.
 class QV_EXPORT QVLogFilter {
 public:
   QVLogFilter(const QVLogFilter&) = delete;

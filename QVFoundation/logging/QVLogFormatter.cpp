@@ -6,9 +6,9 @@ namespace QVFoundation {
 
 QVLogFormatter::~QVLogFormatter() = default;
 
-bool QVLogFormatter::appendLine(detail::FormatOutput& line, const detail::LogMessage& message) {
-  const auto text = stringForFunc(message.func, message.format, message.arguments, message.level);
-  if (text) line.append(*text);
+bool QVLogFormatter::appendStringForFunc(detail::FormatOutput& line, const detail::LogMessage& message) {
+  auto text = stringForFunc(message.func, message.format, message.arguments, message.level);
+  if (text) line.take(*std::move(text));
   return text.has_value();
 }
 

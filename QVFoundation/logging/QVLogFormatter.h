@@ -36,8 +36,9 @@ public:
 protected:
   friend class QVLogger;
 
-  /// Internal: appends the line; false where there is none. The library's own formatters need no string for it.
-  virtual bool appendLine(detail::FormatOutput& line, const detail::LogMessage& message);
+  /// Internal: appends the line; false where there is none. The library's own formatters need no string
+  /// for it.
+  virtual bool appendStringForFunc(detail::FormatOutput& line, const detail::LogMessage& message);
 };
 
 }  // namespace QVFoundation

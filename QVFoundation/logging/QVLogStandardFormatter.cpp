@@ -34,10 +34,11 @@ std::optional<std::string> QVLogStandardFormatter::stringForFunc(std::optional<s
   return text;
 }
 
-[[gnu::hot]] bool QVLogStandardFormatter::appendLine(detail::FormatOutput& line,
-                                                     const detail::LogMessage& message) {
-  // What a derived class says of a line goes.
-  if (typeid(*this) != typeid(QVLogStandardFormatter)) return QVLogBasicFormatter::appendLine(line, message);
+[[gnu::hot]] bool QVLogStandardFormatter::appendStringForFunc(detail::FormatOutput& line,
+                                                              const detail::LogMessage& message) {
+  // Where a derived class may have another `stringForFunc`, that one decides.
+  if (typeid(*this) != typeid(QVLogStandardFormatter))
+    return QVLogBasicFormatter::appendStringForFunc(line, message);
   return appendStandardLine(line, dateFormatter_, message);
 }
 

@@ -32,7 +32,7 @@ public:
   [[nodiscard]] std::int32_t processIdentifier() const noexcept { return pid_; }
 
 private:
-  bool appendLine(detail::FormatOutput& line, const detail::LogMessage& message) override;
+  bool appendStringForFunc(detail::FormatOutput& line, const detail::LogMessage& message) override;
 
   TimestampFormatter dateFormatter_;
   std::string pname_;

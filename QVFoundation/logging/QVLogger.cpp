@@ -13,10 +13,11 @@
 namespace QVFoundation {
 
 const NSClass& QVLogger::staticClass() {
-  static const NSClass cls =
-      NSClass::define<QVLogger>("QVLogger", NSObject::staticClass())
-          .property("numErrorsLogged", &QVLogger::numErrorsLogged, &QVLogger::setNumErrorsLogged)
-          .property("debugLoggingEnabled", &QVLogger::debugLoggingEnabled, &QVLogger::setDebugLoggingEnabled);
+  static const NSClass& cls =
+      *new NSClass(NSClass::define<QVLogger>("QVLogger", NSObject::staticClass())
+                       .property("numErrorsLogged", &QVLogger::numErrorsLogged, &QVLogger::setNumErrorsLogged)
+                       .property("debugLoggingEnabled", &QVLogger::debugLoggingEnabled,
+                                 &QVLogger::setDebugLoggingEnabled));
   return cls;
 }
 
@@ -40,9 +41,9 @@ std::shared_ptr<QVLogger> QVLogger::standardLogger() {
                                     std::make_shared<QVLogLevelFilter>());
 }
 
-// The functions that every written line runs through are marked hot, here and further down: the linker then puts
-// them side by side. The system call at the end of a line drives them out of the first-level cache, and what lies
-// together comes back faster.
+// The functions that every written line runs through are marked hot, here and further down: the linker then
+// puts them side by side. The system call at the end of a line drives them out of the first-level cache, and
+// what lies together comes back faster.
 [[gnu::hot]] void QVLogger::log(const detail::LogMessage& message) noexcept {
   if (gate_->drops(message.level)) return countDropped(message.level);
   const detail::ErrnoKeeper errnoKeeper;
@@ -67,7 +68,7 @@ std::shared_ptr<QVLogger> QVLogger::standardLogger() {
                                                                      detail::FormatOutput& output,
                                                                      const detail::LogMessage& message) {
   if (!parts.formatter) return message.format;
-  if (!parts.formatter->appendLine(output, message)) return {};
+  if (!parts.formatter->appendStringForFunc(output, message)) return {};
   return output.text();
 }
 

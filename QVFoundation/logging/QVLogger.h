@@ -44,13 +44,14 @@ namespace QVFoundation {
 /// logger->logErrorObject(error);
 /// ```
 ///
-/// A logger without a filter or without a writer drops its lines silently. A line that the filter drops by its level is never formatted.
+/// A logger without a filter or without a writer drops its lines silently. A line of a level that the filter
+/// declares as dropped is never formatted.
 ///
 /// Threads: any thread may log, and exchange the parts, at any time. Lines are formatted without a lock;
 /// filter and writer are called under the logger's own lock, one line at a time, in the order in which the
 /// threads took it. So a filter or a writer must not log through the same logger.
 /// Errors: logging reports nothing to the caller, and keeps `errno`. What formatter, filter or writer throw
-/// goes to standard error, together with the message.
+/// while a line is logged goes to standard error, together with the message.
 class QV_EXPORT QVLogger : public NSObject {
 public:
   static const NSClass& staticClass();
@@ -158,7 +159,8 @@ public:
   void setFormatter(std::shared_ptr<QVLogFormatter> formatter);
 
   [[nodiscard]] std::shared_ptr<QVLogFilter> filter() const { return parts_.load()->filter; }
-  /// Sets `debugLoggingEnabled()` to what the new filter answers. The same filter again changes nothing.
+  /// Sets `debugLoggingEnabled()` to what the new filter answers; what it throws instead is passed on, and
+  /// the filter is then in place. The same filter again changes nothing.
   void setFilter(std::shared_ptr<QVLogFilter> filter);
 
   /// Whether `logDebugBlock` calls its callable. It is computed when the logger is made and when the filter

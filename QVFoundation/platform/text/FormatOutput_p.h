@@ -4,13 +4,14 @@
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "QVFoundation/platform/Export.h"
 
 namespace QVFoundation::detail {
 
-/// What a format has become so far. Collects a message on the stack, so that the string behind it grows once,
-/// to the size that is needed.
+/// What a format has become so far. Collects a message on the stack, so that the string behind it seldom
+/// grows, or is not needed at all.
 ///
 /// Threads: one; it lives for one call.
 /// Errors: what is not flushed when an exception leaves the call is lost.
@@ -36,6 +37,12 @@ public:
     char* const to = room(text.size());
     std::memcpy(to, text.data(), text.size());
     at_ = to + text.size();
+  }
+
+  /// The same as `append`, but takes a long string over where nothing stands before it.
+  void take(std::string text) {
+    if (text.size() <= mostRoom || at_ != buffer_ || !text_.empty()) return append(text);
+    text_ = std::move(text);
   }
 
   void append(std::size_t count, char c) {
@@ -73,8 +80,7 @@ public:
 
 private:
   void appendLarge(std::string_view text) {
-    if (text_.empty())
-      text_.reserve(2 * (text.size() + mostRoom));  // for what is around it, and one more like it
+    if (text_.empty()) text_.reserve(static_cast<std::size_t>(at_ - buffer_) + text.size());
     flush() += text;
   }
 
