@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "QVFoundation/errors/QVErrorRecovery.h"
 #include "QVFoundation/platform/Export.h"
@@ -30,7 +31,8 @@ public:
   void setRecoveryError(std::optional<NSError> error) { recoveryError_ = std::move(error); }
 
   /// Calls the handler at the index, keeps what it returns, and returns true, always. An index past the last
-  /// handler is a programming error and raises `NSRangeException`; an error without handlers likewise.
+  /// handler is a programming error and raises `NSRangeException`; an error without handlers likewise. An empty
+  /// handler raises `NSInvalidArgumentException`.
   bool attemptRecoveryFromError(const NSError& error, std::size_t optionIndex) override;
   void attemptRecoveryFromError(const NSError& error, std::size_t optionIndex,
                                 const std::shared_ptr<NSObject>& delegate, const DidRecover& didRecover,

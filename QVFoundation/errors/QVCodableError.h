@@ -32,7 +32,8 @@ struct CodableErrorNode;
 /// Trees of causes may be of any depth and width; nothing here recurses.
 ///
 /// Threads: an immutable value; copies share their state and may be used on any thread.
-/// Errors: `decode` and `errorFromJSONDescription` throw an `NSError` in `NSCocoaErrorDomain`.
+/// Errors: `decode` and `errorFromJSONDescription` throw an `NSError` in `NSCocoaErrorDomain`, and the latter
+/// an `appError` for text that is not UTF-8.
 class QV_EXPORT QVCodableError : public CustomNSError {
 public:
   struct Fields;
@@ -62,8 +63,8 @@ public:
   /// Reads a record from a dictionary with these keys; null and absent mean the same, other keys are ignored.
   /// Throws an `NSError` that names the key where one is missing or holds a value of the wrong type.
   [[nodiscard]] static QVCodableError decode(const Value& keyed);
-  /// Reads a record from the text that `jsonDescription` writes. Throws an `NSError` that says what is wrong
-  /// and where: text that is not UTF-8, not JSON, or of another shape.
+  /// Reads a record from the text that `jsonDescription` writes. Throws an `NSError` that says what is wrong:
+  /// text that is not UTF-8, or where it is not JSON or of another shape.
   [[nodiscard]] static QVCodableError errorFromJSONDescription(std::string_view text);
 
   /// As an `NSError` the record has the name of its type as domain, not the domain that it stores,

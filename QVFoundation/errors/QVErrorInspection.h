@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/runtime/NSError.h"
@@ -26,8 +27,9 @@ namespace QVFoundation {
 [[nodiscard]] QV_EXPORT std::string longDescription(const NSError& error);
 [[nodiscard]] QV_EXPORT std::string debugDescription(const NSError& error);
 
-/// What a thrown value says of itself: errors with domain, code, user info and causes, other exceptions by
-/// type and text, a null pointer "(null)".
+/// What a thrown value says of itself: errors with domain, code, user info and causes; records, raised
+/// exceptions and others that have a description of their own, by that; any other exception by type and text;
+/// a null pointer as "(null)".
 [[nodiscard]] QV_EXPORT std::string fullDescription(const std::exception& exception);
 [[nodiscard]] QV_EXPORT std::string fullDescription(const std::exception_ptr& exception);
 

@@ -11,7 +11,7 @@ namespace QVFoundation {
 
 QVErrorRecoveryAttempter::~QVErrorRecoveryAttempter() = default;
 
-bool canRecover(const NSError& error) { return !error.userInfo()[NSRecoveryAttempterErrorKey].isNothing(); }
+bool canRecover(const NSError& error) { return error.recoveryAttempter() != nullptr; }
 
 std::shared_ptr<NSObject> underlyingAttempter(const NSError& error) {
   const auto cause = underlyingError(error);

@@ -46,7 +46,8 @@ public:
 /// The recovery attempter of the error's cause; null if there is no cause or it has none.
 [[nodiscard]] QV_EXPORT std::shared_ptr<NSObject> underlyingAttempter(const NSError& error);
 
-/// The handlers in the order of the option titles; nothing where the error has none at all.
+/// The handlers in the order of the option titles, empty where a title has none; nothing where the error has no
+/// handlers at all.
 [[nodiscard]] QV_EXPORT std::optional<std::vector<QVRecoveryHandler>> recoveryBlocks(const NSError& error);
 
 /// Calls the handler at an index and returns what it returns; past the end it calls nothing and

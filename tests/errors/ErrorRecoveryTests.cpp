@@ -128,6 +128,7 @@ TEST(ErrorRecovery, findsTheNearestRecoveryErrorDownTheChain) {
   };
   for (const auto& [row, error, want] : cases) EXPECT_EQ(findRecoveryError(error), want) << row;
   EXPECT_FALSE(canRecover(causedBy(inner)));
+  EXPECT_FALSE(canRecover(NSError("D", 1, {{NSRecoveryAttempterErrorKey, NSNull()}})));
   EXPECT_EQ(underlyingAttempter(causedBy(inner)), inner.recoveryAttempter());
   EXPECT_EQ(underlyingAttempter(inner), nullptr);
 }

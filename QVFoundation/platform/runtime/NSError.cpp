@@ -38,7 +38,7 @@ std::string domainText(const NSError& error) { return error.domain().value_or("(
 
 std::string reasonOrSystemText(const NSError& error) {
   if (auto reason = error.localizedFailureReason()) return *reason;
-  if (error.domain() == NSPOSIXErrorDomain)
+  if (error.domain() == NSPOSIXErrorDomain && std::in_range<int>(error.code()))
     return std::generic_category().message(static_cast<int>(error.code()));
   return '(' + domainText(error) + " error " + std::to_string(error.code()) + ".)";
 }

@@ -47,7 +47,7 @@ public:
 
   /// What happened, for people. Without a text of its own an error says that the operation could not be
   /// completed, with what else is known: the failure reason, the system's text for an `errno`, or domain
-  /// and code.
+  /// and code. Where it says what failed (`NSLocalizedFailureErrorKey`), that and the reason are the text.
   [[nodiscard]] const std::string& localizedDescription() const;
   [[nodiscard]] std::optional<std::string> localizedFailureReason() const;
   [[nodiscard]] std::optional<std::string> localizedRecoverySuggestion() const;
@@ -59,7 +59,8 @@ public:
 
   /// The localized description.
   [[nodiscard]] const char* what() const noexcept override;
-  /// Domain, code, description, user info and the chain of causes on one line, for logs and developers.
+  /// Domain, code, description, user info and the chain of causes, for logs and developers. Texts and
+  /// containers within it may bring line breaks.
   [[nodiscard]] std::string description() const;
   /// Where this error's state lives; what "%p" prints.
   [[nodiscard]] const void* address() const noexcept { return node_.get(); }

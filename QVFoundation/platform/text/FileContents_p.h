@@ -16,7 +16,8 @@ namespace QVFoundation::detail {
 ///
 /// Threads: any.
 /// Errors: throws `NSFileReadNoSuchFileError` or `NSFileReadUnknownError` in `NSCocoaErrorDomain` with the
-/// path and the underlying POSIX error. What is no regular file is refused, so that a pipe cannot block, and so is one of more than 256 MiB.
+/// path and the underlying POSIX error. What is no regular file is refused, so that a pipe cannot block, and
+/// so is one of more than 256 MiB.
 [[nodiscard]] QV_TEST_EXPORT NSData contentsOfFile(const std::filesystem::path& path);
 
 /// What `parse` makes of a file, where that is a dictionary; else nothing, and an error that names the file.

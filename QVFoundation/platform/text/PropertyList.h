@@ -43,7 +43,7 @@ enum class PropertyListFormat { xml = 100, binary = 200 };
 [[nodiscard]] QV_EXPORT NSData dataFromPropertyList(const Value& value, PropertyListFormat format);
 
 /// The dictionary that a file holds; nothing, and the reason in `error`, where it cannot be read, is no
-/// property list or holds something else.
+/// property list, holds something else or has more than 256 MiB.
 [[nodiscard]] QV_EXPORT std::optional<Dictionary> dictionaryFromPropertyListFile(
     const std::filesystem::path& path, std::optional<NSError>* error = nullptr);
 

@@ -34,7 +34,8 @@ namespace QVFoundation {
 /// Throws `NSPropertyListReadCorruptError` in `NSCocoaErrorDomain`, with line and column of what is wrong.
 [[nodiscard]] QV_EXPORT Dictionary stringTableFromData(std::span<const std::byte> data);
 
-/// The table in a file; nothing, and the reason in `error`, where there is none.
+/// The table in a file; nothing, and the reason in `error`, where there is none or the file has more than
+/// 256 MiB.
 [[nodiscard]] QV_EXPORT std::optional<Dictionary> stringTableFromFile(
     const std::filesystem::path& path, std::optional<NSError>* error = nullptr);
 

@@ -135,7 +135,7 @@ TEST(ErrorConversion, tellsPathsCallStacksAndNativeErrors) {
   EXPECT_TRUE(CodedFailure().description().starts_with("Error Domain=Coded Code=42 \"Coded.\""));
 }
 
-TEST(ErrorConversion, turnsNestedExceptionsIntoUnderlyingErrorsUnlessTheErrorNamesItsOwn) {
+TEST(ErrorConversion, turnsNestedExceptionsIntoUnderlyingErrorsBesideThoseThatTheErrorNames) {
   const auto nested = thrownWithin(NSError("Middle", 3, {{"kept", 1}}), thrown(5));
   const NSError outer =
       asNSError(thrownWithin(std::runtime_error("outer"), thrownWithin(NoException(), nested)));
@@ -144,7 +144,9 @@ TEST(ErrorConversion, turnsNestedExceptionsIntoUnderlyingErrorsUnlessTheErrorNam
   Dictionary userInfo = unknown.userInfo();
   userInfo.set(NSUnderlyingErrorKey, middle);
   EXPECT_EQ(outer.userInfo()[NSUnderlyingErrorKey], NSError(QVErrorDomain, 1, userInfo));
-  EXPECT_EQ(asNSError(thrownWithin(middle, thrown(CodedFailure()))), middle);
+  const NSError both = asNSError(thrownWithin(middle, thrown(CodedFailure())));
+  EXPECT_EQ(both.underlyingErrors(), (std::vector{unknown, asNSError(CodedFailure())}));
+  EXPECT_EQ(asNSError(thrownWithin(middle, thrown(5))), middle) << "its own cause, caught and thrown again";
 }
 
 static_assert(std::convertible_to<const char*, Result<std::string>>);
