@@ -4,6 +4,7 @@
 ///
 /// Threads: each header says its own rule.
 
+#include "QVFoundation/errors/OptionalText.h"
 #include "QVFoundation/errors/QVBlockErrorRecoveryAttempter.h"
 #include "QVFoundation/errors/QVCodableError.h"
 #include "QVFoundation/errors/QVErrorBuilder.h"
