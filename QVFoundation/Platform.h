@@ -5,7 +5,18 @@
 /// Threads: each header says its own rule.
 
 #include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/application/Cancellable.h"
+#include "QVFoundation/platform/application/CancellableBag.h"
+#include "QVFoundation/platform/application/Completion.h"
+#include "QVFoundation/platform/application/CurrentValueSubject.h"
 #include "QVFoundation/platform/application/NSBundle.h"
+#include "QVFoundation/platform/application/NSNotification.h"
+#include "QVFoundation/platform/application/NSNotificationCenter.h"
+#include "QVFoundation/platform/application/NotificationPublisher.h"
+#include "QVFoundation/platform/application/PassthroughSubject.h"
+#include "QVFoundation/platform/application/Publisher.h"
+#include "QVFoundation/platform/application/Scheduler.h"
+#include "QVFoundation/platform/application/Subscriber.h"
 #include "QVFoundation/platform/concurrency/AtomicShared.h"
 #include "QVFoundation/platform/concurrency/CancellationError.h"
 #include "QVFoundation/platform/concurrency/Listener.h"
