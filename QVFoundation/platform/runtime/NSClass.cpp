@@ -1,5 +1,7 @@
 #include "QVFoundation/platform/runtime/NSClass.h"
 
+#include <algorithm>
+#include <map>
 #include <mutex>
 #include <shared_mutex>
 
@@ -40,11 +42,17 @@ private:
       classes_;  // of one name in the order of registration
 };
 
+/// An order of names that mostly compares no more than their lengths.
+bool precedes(std::string_view a, std::string_view b) noexcept {
+  return a.size() != b.size() ? a.size() < b.size() : a < b;
+}
+
 }  // namespace
 
 NSClass::NSClass(Parts parts) : parts_(std::move(parts)) {
-  if (superclass() != nullptr) propertiesByName_ = superclass()->propertiesByName_;
-  for (const NSProperty& property : parts_.properties) propertiesByName_[property.name] = &property;
+  propertiesByName_ = properties();
+  std::sort(propertiesByName_.begin(), propertiesByName_.end(),
+            [](const NSProperty* a, const NSProperty* b) { return precedes(a->name, b->name); });
   Registry::shared().add(*this);
 }
 
@@ -63,8 +71,10 @@ bool NSClass::isSubclassOf(const NSClass& other) const noexcept {
 }
 
 const NSProperty* NSClass::property(std::string_view name) const noexcept {
-  const auto entry = propertiesByName_.find(name);
-  return entry != propertiesByName_.end() ? entry->second : nullptr;
+  const auto entry = std::lower_bound(
+      propertiesByName_.begin(), propertiesByName_.end(), name,
+      [](const NSProperty* property, std::string_view sought) { return precedes(property->name, sought); });
+  return entry != propertiesByName_.end() && (*entry)->name == name ? *entry : nullptr;
 }
 
 std::vector<const NSProperty*> NSClass::properties() const {

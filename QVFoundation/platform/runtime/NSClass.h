@@ -1,7 +1,7 @@
 #pragma once
 
+#include <concepts>
 #include <functional>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,7 +12,10 @@
 #include <vector>
 
 #include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/runtime/ChangeNotice.h"
+#include "QVFoundation/platform/runtime/ElementAccess.h"
 #include "QVFoundation/platform/runtime/NSObject.h"
+#include "QVFoundation/platform/runtime/PropertyTest.h"
 #include "QVFoundation/platform/runtime/Value.h"
 
 namespace QVFoundation {
@@ -23,6 +26,12 @@ struct NSProperty {
   std::function<Value(const NSObject&)> get;
   /// False where the value does not fit; empty where the property is read-only.
   std::function<bool(NSObject&, const Value&)> set;
+  /// Key paths, seen from the object, whose changes change this property as well.
+  std::vector<std::string> affectedBy = {};
+  /// Nothing where the property is no list.
+  std::optional<ElementAccess> elements = {};
+  /// Makes tests that compare the property where it stands; empty where only `get` can tell.
+  detail::PropertyTestMaker makeTest = {};
 };
 
 template <class T>
@@ -33,6 +42,25 @@ template <class T>
 inline constexpr bool isSharedPointer = false;
 template <class T>
 inline constexpr bool isSharedPointer<std::shared_ptr<T>> = true;
+
+/// A value as what a property stores; nothing where it does not fit.
+template <class Stored>
+std::optional<Stored> contentOf(const Value& value) {
+  auto content = value.as<Stored>();
+  if constexpr (isSharedPointer<Stored>) {
+    if (value.isNothing()) content.emplace();  // what a null pointer reads as can be written back
+  }
+  return content;
+}
+
+/// Whether a class has no `valueForKey` of its own. One that hides it or makes its name ambiguous may have.
+template <class T>
+inline constexpr bool inheritsValueForKey = false;
+template <class T>
+  requires requires {
+    { &T::valueForKey } -> std::same_as<Value (NSObject::*)(std::string_view) const>;
+  }
+inline constexpr bool inheritsValueForKey<T> = true;
 }  // namespace detail
 
 /// A class as data: its name, its superclass, its properties, and how to make an instance.
@@ -79,6 +107,12 @@ public:
     return parts_.type != nullptr && *parts_.type == type;
   }
 
+  /// True when `valueForKey` of objects of exactly that C++ type does nothing but ask the property, so that
+  /// who reads many of them may ask it himself.
+  [[nodiscard]] bool isReadThroughProperties(const std::type_info& type) const noexcept {
+    return describes(type) && parts_.inheritsValueForKey;
+  }
+
   /// The property of that name, inherited ones included; null where there is none.
   [[nodiscard]] const NSProperty* property(std::string_view name) const noexcept;
   /// All properties, the superclass's first, each in the order in which it was listed.
@@ -97,12 +131,13 @@ private:
     const std::type_info* type = nullptr;
     std::function<std::shared_ptr<NSObject>()> make;
     std::vector<NSProperty> properties;
+    bool inheritsValueForKey = false;
   };
 
   explicit NSClass(Parts parts);
 
   Parts parts_;
-  std::map<std::string_view, const NSProperty*> propertiesByName_;  // inherited ones included
+  std::vector<const NSProperty*> propertiesByName_;  // sorted; inherited ones included
 };
 
 /// Collects what describes the C++ class `T`; made by `NSClass::define`, turned into an `NSClass` at the end.
@@ -112,27 +147,74 @@ template <class T>
 class NSClassDefinition {
 public:
   /// A property that can be read and written. The getter and the setter are members of `T` or callables that
-  /// take a `T&`.
+  /// take a `T&`. The setter tells observers, with a `ChangeNotice`.
   template <class Getter, class Setter>
   NSClassDefinition&& property(std::string name, Getter getter, Setter setter) && {
     using Stored = std::decay_t<std::invoke_result_t<Getter&, const T&>>;
-    auto set = [setter = std::move(setter)](NSObject& object, const Value& value) {
-      auto content = value.as<Stored>();
-      if constexpr (detail::isSharedPointer<Stored>) {
-        if (value.isNothing()) content.emplace();  // what a null pointer reads as can be written back
-      }
+    auto set = [setter](NSObject& object, const Value& value) {
+      auto content = detail::contentOf<Stored>(value);
       if (!content) return false;
-      std::invoke(setter, static_cast<T&>(object), std::move(*content));
+      std::invoke(setter, static_cast<T&>(object), *std::move(content));
       return true;
     };
-    parts_.properties.push_back({std::move(name), reader(std::move(getter)), std::move(set)});
-    return std::move(*this);
+    std::optional<ElementAccess> elements;
+    if constexpr (detail::isList<Stored>) {
+      elements = detail::readingAccess<T>(getter);
+      detail::addWritingAccess<Stored>(*elements, [getter, setter](NSObject& object, const auto& change) {
+        Stored list = std::invoke(getter, static_cast<const T&>(object));
+        change(list);
+        std::invoke(setter, static_cast<T&>(object), std::move(list));
+      });
+    }
+    return std::move(*this).add({std::move(name),
+                                 reader(getter),
+                                 std::move(set),
+                                 {},
+                                 std::move(elements),
+                                 detail::propertyTestMaker<T>(getter)});
+  }
+
+  /// A data member that is read and written by name. Observers hear of what is written that way, or through a
+  /// `MutableArrayProxy`, without any setter.
+  template <class Stored>
+  NSClassDefinition&& stored(std::string name, Stored T::* member) && {
+    auto set = [member, name](NSObject& object, const Value& value) {
+      auto content = detail::contentOf<Stored>(value);
+      if (!content) return false;
+      const ChangeNotice notice(object, name);
+      static_cast<T&>(object).*member = *std::move(content);
+      return true;
+    };
+    std::optional<ElementAccess> elements;
+    if constexpr (detail::isList<Stored>) {
+      elements = detail::readingAccess<T>(member);
+      detail::addWritingAccess<Stored>(*elements, [member](NSObject& object, const auto& change) {
+        change(static_cast<T&>(object).*member);
+      });
+    }
+    return std::move(*this).add({std::move(name),
+                                 reader(member),
+                                 std::move(set),
+                                 {},
+                                 std::move(elements),
+                                 detail::propertyTestMaker<T>(member)});
   }
 
   /// A property that can only be read.
   template <class Getter>
   NSClassDefinition&& readOnly(std::string name, Getter getter) && {
-    parts_.properties.push_back({std::move(name), reader(std::move(getter)), {}});
+    std::optional<ElementAccess> elements;
+    if constexpr (detail::isList<std::decay_t<std::invoke_result_t<Getter&, const T&>>>) {
+      elements = detail::readingAccess<T>(getter);
+    }
+    return std::move(*this).add(
+        {std::move(name), reader(getter), {}, {}, std::move(elements), detail::propertyTestMaker<T>(getter)});
+  }
+
+  /// Says of the property just listed which others it is made from: whoever observes it hears of their changes
+  /// too. Key paths such as "account.balance" are followed.
+  NSClassDefinition&& affectedBy(std::vector<std::string> keyPaths) && {
+    parts_.properties.back().affectedBy = std::move(keyPaths);
     return std::move(*this);
   }
 
@@ -143,9 +225,15 @@ private:
     parts_.name = std::move(name);
     parts_.superclass = superclass;
     parts_.type = &typeid(T);
+    parts_.inheritsValueForKey = detail::inheritsValueForKey<T>;
     if constexpr (std::is_default_constructible_v<T> && !std::is_abstract_v<T>) {
       parts_.make = [] { return std::make_shared<T>(); };
     }
+  }
+
+  NSClassDefinition&& add(NSProperty property) && {
+    parts_.properties.push_back(std::move(property));
+    return std::move(*this);
   }
 
   template <class Getter>

@@ -6,11 +6,14 @@
 #include "QVFoundation/platform/runtime/KeyValueCoding.h"
 #include "QVFoundation/platform/runtime/NSClass.h"
 #include "QVFoundation/platform/runtime/NSException.h"
+#include "QVFoundation/platform/runtime/ObservationInfo_p.h"
 #include "QVFoundation/platform/runtime/TypeName.h"
 
 namespace QVFoundation {
 
-NSObject::~NSObject() = default;
+NSObject::~NSObject() {
+  if (mayBeObserved()) detail::ObservationInfo::objectDies(*this);
+}
 
 const NSClass& NSObject::staticClass() {
   // Never destroyed, so that objects serve to the end of the process.

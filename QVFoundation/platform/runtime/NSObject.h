@@ -13,7 +13,9 @@
 namespace QVFoundation {
 
 class NSClass;
+class NSKeyValueObserver;
 class NSLocale;
+enum NSKeyValueObservingOptions : unsigned;
 
 namespace detail {
 class ObservationInfo;
@@ -31,7 +33,10 @@ class ObservationInfo;
 ///   const NSClass& dynamicClass() const override { return staticClass(); }
 ///
 ///   const std::string& title() const { return title_; }
-///   void setTitle(std::string title) { title_ = std::move(title); }
+///   void setTitle(std::string title) {
+///     const ChangeNotice notice(*this, "title");  // observers hear of it when the scope ends
+///     title_ = std::move(title);
+///   }
 ///   ...
 /// };
 ///
@@ -55,7 +60,8 @@ public:
   virtual ~NSObject();
 
   static const NSClass& staticClass();
-  /// The class whose properties the object has. A class that lists properties overrides it.
+  /// The class whose properties the object has, the same for all objects of one C++ type. A class that lists
+  /// properties overrides it.
   [[nodiscard]] virtual const NSClass& dynamicClass() const;
   /// The name of the most derived class: as it was given to `NSClass::define`, else its C++ name
   /// without namespaces.
@@ -93,12 +99,25 @@ public:
   [[nodiscard]] virtual Value valueForUndefinedKey(std::string_view key) const;
   virtual void setValueForUndefinedKey(const Value& value, std::string_view key);
 
+  /// Has an observer told of the changes of a property, or of whatever a path such as "album.artist.name" leads to;
+  /// `NSKeyValueObserving.h` tells how, and has a simpler form. The object keeps the observer.
+  void addObserver(std::shared_ptr<NSKeyValueObserver> observer, std::string_view keyPath,
+                   NSKeyValueObservingOptions options, const void* context = nullptr);
+  /// Ends the last such registration. Raises `NSInternalInconsistencyException` where there is none.
+  void removeObserver(const NSKeyValueObserver& observer, std::string_view keyPath,
+                      const void* context = nullptr);
+  /// False where nobody has ever observed the object, so that there is nobody to tell of a change.
+  [[nodiscard]] bool mayBeObserved() const noexcept {
+    return observations_.load(std::memory_order_acquire) != nullptr;
+  }
+
 protected:
   NSObject() = default;
 
 private:
-  // Reserved for observers, so that their arrival does not change the layout; null.
-  std::atomic<detail::ObservationInfo*> observations_{nullptr};
+  friend class detail::ObservationInfo;
+
+  std::atomic<detail::ObservationInfo*> observations_{nullptr};  // null until somebody takes an interest
 };
 
 }  // namespace QVFoundation

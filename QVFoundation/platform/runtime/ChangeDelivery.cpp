@@ -1,0 +1,184 @@
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+#include "QVFoundation/platform/runtime/Array.h"
+#include "QVFoundation/platform/runtime/ChangeDelivery_p.h"
+#include "QVFoundation/platform/runtime/ErrorConversion.h"
+#include "QVFoundation/platform/runtime/FatalError.h"
+#include "QVFoundation/platform/runtime/ObservationInfo_p.h"
+#include "QVFoundation/platform/text/Format.h"
+
+namespace QVFoundation::detail {
+
+void ChangeDelivery::tellBefore() {
+  change_.isPrior_ = true;
+  for (const ObserverHook& hook : walk_.hooksFor(site_.key)) {
+    tellBefore(hook);
+    if (walk_.objectIsGone()) return;
+  }
+}
+
+void ChangeDelivery::tellBefore(const ObserverHook& hook) {
+  KeyValueRegistration& registration = *hook.registration;
+  const bool wantsOld = registration.has(NSKeyValueObservingOptionOld);
+  const bool wantsCall = registration.has(NSKeyValueObservingOptionPrior);
+  if (registration.isRemoved() || !(wantsOld || wantsCall)) return;
+  if (hook.role != HookRole::link) {
+    if (wantsOld && change_.old_ == nullptr) {
+      if (site_.kind != NSKeyValueChangeKind::insertion) pending_->old = valueOfKey();
+      change_.old_ = &pending_->old;
+    }
+    if (wantsCall) callForKey(hook);
+    return;
+  }
+  const auto root = registration.root();
+  if (root.object == nullptr) return;
+  NSKeyValueChange change;
+  change.isPrior_ = true;
+  Value old;
+  if (wantsOld) {
+    old = root.object->valueForKeyPath(registration.keyPath());
+    pending_->oldOfPaths.emplace_back(registration.shared_from_this(), old);
+    change.old_ = &old;
+  }
+  if (wantsCall) call(registration, *root.object, change);
+}
+
+inline void ChangeDelivery::tellAfter() {
+  if (pending_ != nullptr) change_.old_ = &pending_->old;
+  for (const ObserverHook& hook : walk_.hooksFor(site_.key)) {
+    tellAfter(hook);
+    if (walk_.objectIsGone()) [[unlikely]]
+      return;
+  }
+}
+
+inline void ChangeDelivery::tellAfter(const ObserverHook& hook) {
+  KeyValueRegistration& registration = *hook.registration;
+  if (hook.role == HookRole::link) [[unlikely]]
+    return tellAfterOnPath(registration);
+  if (registration.has(NSKeyValueObservingOptionNew) && change_.new_ == nullptr) readNewValue(registration);
+  callForKey(hook);
+}
+
+void ChangeDelivery::readNewValue(const KeyValueRegistration& registration) {
+  if (registration.isRemoved()) return;
+  new_ = site_.kind == NSKeyValueChangeKind::removal ? Value() : valueOfKey();
+  change_.new_ = &*new_;
+}
+
+void ChangeDelivery::tellAfterOnPath(KeyValueRegistration& registration) {
+  const auto root = registration.root();
+  if (root.object == nullptr) return;
+  registration.followPath(*root.object);
+  NSKeyValueChange change;
+  Value value;
+  if (registration.has(NSKeyValueObservingOptionNew)) {
+    value = root.object->valueForKeyPath(registration.keyPath());
+    change.new_ = &value;
+  }
+  if (pending_ != nullptr) {
+    const auto old = std::find_if(pending_->oldOfPaths.begin(), pending_->oldOfPaths.end(),
+                                  [&](const auto& entry) { return entry.first.get() == &registration; });
+    if (old != pending_->oldOfPaths.end()) change.old_ = &old->second;
+  }
+  call(registration, *root.object, change);
+}
+
+inline void ChangeDelivery::callForKey(const ObserverHook& hook) {
+  if (hook.role == HookRole::own) [[likely]]
+    return call(*hook.registration, site_.object, change_);
+  const auto root = hook.registration->root();
+  if (root.object != nullptr) call(*hook.registration, *root.object, change_);
+}
+
+inline void ChangeDelivery::call(KeyValueRegistration& registration, NSObject& root,
+                                 NSKeyValueChange& change) {
+  change.shown_ = registration.options();
+  CallSlot& slot = walk_.slot();
+  if (slot.enter(registration)) [[likely]]
+    registration.notify(root, change);
+  slot.leave(registration);
+}
+
+Value ChangeDelivery::valueOfKey() const {
+  if (site_.indexes == nullptr) return site_.object.valueForKey(site_.key);
+  const NSProperty* property = site_.object.dynamicClass().property(site_.key);
+  const ElementAccess* access = property != nullptr && property->elements ? &*property->elements : nullptr;
+  const Array all = access == nullptr ? site_.object.valueForKey(site_.key).array() : Array();
+  const std::size_t count = access != nullptr ? access->count(site_.object) : all.size();
+  Array elements;
+  elements.reserve(site_.indexes->size());
+  for (const std::size_t index : *site_.indexes) {
+    if (index >= count) break;  // a change that was announced and did not happen
+    elements.append(access != nullptr ? access->at(site_.object, index) : all[index]);
+  }
+  return elements;
+}
+
+void ChangeDelivery::tellInitialValue(KeyValueRegistration& registration, NSObject& root) {
+  NSKeyValueChange change;
+  change.isInitial_ = true;
+  change.shown_ = registration.options();
+  Value value;
+  if (registration.has(NSKeyValueObservingOptionNew)) value = root.valueForKeyPath(registration.keyPath());
+  change.new_ = &value;
+  const ListenerCall call(registration);
+  if (call) registration.notify(root, change);
+}
+
+constinit thread_local const QuietProperty* QuietProperty::innermost = nullptr;
+
+QuietProperty::QuietProperty(const NSObject& object, std::string_view key) noexcept
+    : object_(object), key_(key), outer_(std::exchange(innermost, this)) {}
+
+QuietProperty::~QuietProperty() { innermost = outer_; }
+
+bool QuietProperty::orOuterIncludes(const NSObject& object, std::string_view key) const noexcept {
+  if (&object_ == &object && key_ == key) return true;
+  return outer_ != nullptr && outer_->orOuterIncludes(object, key);
+}
+
+PendingChange* willChange(const ChangeSite& site) {
+  if (!ObservationInfo::ofIfAny(site.object)->wantsToKnowBefore()) return nullptr;
+  if (QuietProperty::includes(site.object, site.key)) return nullptr;
+  auto pending = std::make_unique<PendingChange>();
+  ChangeDelivery(site, pending.get()).tellBefore();
+  return pending.release();
+}
+
+PendingChange* willChange(NSObject& object, std::string_view key) {
+  if (!ObservationInfo::ofIfAny(object)->wantsToKnowBefore()) return nullptr;
+  return willChange(ChangeSite{object, key});
+}
+
+namespace {
+
+[[noreturn, gnu::cold]] void endProcess(std::string_view key) noexcept {
+  fatalError(stringWithFormat("A change of \"%@\" cannot be told to its observers: %@", key,
+                              asNSError(std::current_exception())));
+}
+
+inline void tellAfter(const ChangeSite& site, PendingChange* pending) noexcept {
+  try {
+    if (!QuietProperty::includes(site.object, site.key)) [[likely]]
+      ChangeDelivery(site, pending).tellAfter();
+  } catch (...) {
+    endProcess(site.key);
+  }
+}
+
+}  // namespace
+
+void didChange(const ChangeSite& site, PendingChange* pending) noexcept {
+  const std::unique_ptr<PendingChange> owned(pending);
+  tellAfter(site, pending);
+}
+
+void didChange(NSObject& object, std::string_view key, PendingChange* pending) noexcept {
+  if (pending != nullptr) return didChange(ChangeSite{object, key}, pending);
+  tellAfter({object, key}, nullptr);
+}
+
+}  // namespace QVFoundation::detail

@@ -1,0 +1,24 @@
+#include "QVFoundation/platform/runtime/NSSortDescriptor.h"
+
+#include <utility>
+
+#include "QVFoundation/platform/runtime/KeyValueCoding.h"
+#include "QVFoundation/platform/runtime/ValueOrder.h"
+
+namespace QVFoundation {
+
+NSSortDescriptor::NSSortDescriptor(std::optional<std::string> keyPath, bool ascending, Comparator comparator)
+    : keyPath_(std::move(keyPath)), ascending_(ascending), comparator_(std::move(comparator)) {}
+
+int NSSortDescriptor::compareObject(const Value& a, const Value& b) const {
+  return keyPath_ ? compareKeys(valueForKeyPath(a, *keyPath_), valueForKeyPath(b, *keyPath_))
+                  : compareKeys(a, b);
+}
+
+int NSSortDescriptor::compareKeys(const Value& a, const Value& b) const {
+  const int order = comparator_ ? comparator_(a, b) : compareValues(a, b);
+  if (order == 0) return 0;
+  return (order > 0) == ascending_ ? 1 : -1;
+}
+
+}  // namespace QVFoundation

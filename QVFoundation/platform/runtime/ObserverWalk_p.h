@@ -1,0 +1,56 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <span>
+#include <string_view>
+
+#include "QVFoundation/platform/concurrency/CallSlot_p.h"
+#include "QVFoundation/platform/runtime/ObservationInfo_p.h"
+#include "QVFoundation/platform/runtime/ObserverTable_p.h"
+
+namespace QVFoundation::detail {
+
+/// One notification on its way: a walk over the observers of an object, which lasts longer than the object does
+/// if one of them lets go of it.
+///
+/// Threads: belongs to the thread that made it.
+class ObserverWalk {
+public:
+  explicit ObserverWalk(ObservationInfo& info) : info_(&info), slot_(CallSlot::take(&info)) {
+    slot_.walk = this;
+    do {
+      table_ = info.table_.load(std::memory_order_acquire);
+      slot_.pinned.store(table_, std::memory_order_release);
+      std::atomic_thread_fence(std::memory_order_seq_cst);
+    } while (table_ != info.table_.load(std::memory_order_acquire));
+  }
+  ObserverWalk(const ObserverWalk&) = delete;
+  ObserverWalk& operator=(const ObserverWalk&) = delete;
+  ~ObserverWalk() {
+    slot_.pinned.store(nullptr, std::memory_order_release);
+    slot_.giveBack();
+    if (info_ != nullptr && info_->hasRetired_.load(std::memory_order_acquire)) info_->freeUnused();
+  }
+
+  [[nodiscard]] std::span<const ObserverHook> hooksFor(std::string_view key) const noexcept {
+    return table_ != nullptr ? table_->hooksFor(key) : std::span<const ObserverHook>();
+  }
+  /// Marks a listener as being called by this walk; see `CallSlot`.
+  [[nodiscard]] CallSlot& slot() noexcept { return slot_; }
+  /// True when the object has gone meanwhile.
+  [[nodiscard]] bool objectIsGone() const noexcept { return info_ == nullptr; }
+
+  /// Tells the walks of this thread over an object's observers that the object goes. The outermost keeps what
+  /// they still walk over.
+  static void objectGoes(const ObservationInfo& info,
+                         std::unique_ptr<ObservationInfo::Orphans> orphans) noexcept;
+
+private:
+  ObservationInfo* info_;
+  CallSlot& slot_;
+  const ObserverTable* table_ = nullptr;
+  std::unique_ptr<ObservationInfo::Orphans> orphans_;  // of the object, if it went during this walk
+};
+
+}  // namespace QVFoundation::detail

@@ -1,0 +1,7 @@
+#include "QVFoundation/platform/runtime/PropertyTest.h"
+
+namespace QVFoundation::detail {
+
+PropertyTest::~PropertyTest() = default;
+
+}  // namespace QVFoundation::detail
