@@ -4,6 +4,7 @@
 ///
 /// Threads: each header says its own rule.
 
+#include "QVFoundation/Collections.h"
 #include "QVFoundation/Errors.h"
 #include "QVFoundation/Logging.h"
 #include "QVFoundation/Platform.h"

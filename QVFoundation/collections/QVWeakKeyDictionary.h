@@ -1,0 +1,132 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+#include <memory>
+#include <unordered_map>
+#include <utility>
+
+#include "QVFoundation/collections/WeakReference.h"
+
+namespace QVFoundation {
+
+/// Something of one's own about each of several objects, which it does not keep alive: an entry goes with its
+/// object. Objects are told apart by identity.
+///
+/// ```cpp
+/// QVWeakKeyDictionary<NSNotificationCenter, Tokens> tokens;
+/// tokens.at(center).add(token);  // made empty where there are none
+/// for (const auto& [center, theirs] : tokens) removeAll(*center, theirs);
+/// ```
+///
+/// What is stored for an object that has gone is out of reach at once, and let go of when the dictionary
+/// grows, is compacted or is destroyed.
+///
+/// Threads: one thread at a time; the objects themselves may go on any thread, also while a loop runs.
+template <class Object, class T>
+class QVWeakKeyDictionary {
+public:
+  template <bool isConst>
+  class Iterator;
+  using iterator = Iterator<false>;
+  using const_iterator = Iterator<true>;
+
+  /// What is stored for an object; null where there is nothing. The pointer holds until that entry goes.
+  [[nodiscard]] T* find(const Object& object) {
+    const auto entry = entries_.find(&object);
+    return entry != entries_.end() && entry->second.object.refersTo(object) ? &entry->second.content
+                                                                            : nullptr;
+  }
+  [[nodiscard]] const T* find(const Object& object) const {
+    return const_cast<QVWeakKeyDictionary*>(this)->find(object);
+  }
+
+  /// Stores something for an object in place of what was there. A null pointer stores nothing.
+  void insert(const std::shared_ptr<Object>& object, T content) {
+    if (object) at(object) = std::move(content);
+  }
+  /// What is stored for an object that is not null; something new where there was nothing.
+  [[nodiscard]] T& at(const std::shared_ptr<Object>& object) {
+    if (T* content = find(*object)) return *content;
+    erase(*object);  // what another object left at the same address
+    if (entries_.size() >= sizeToCompactAt_) compact();
+    return entries_.try_emplace(object.get(), Entry{detail::WeakReference<Object>(object), T()})
+        .first->second.content;
+  }
+  void erase(const Object& object) { const auto entry = entries_.extract(&object); }
+  void clear() noexcept { const auto entries = std::exchange(entries_, {}); }
+
+  /// How many are left.
+  [[nodiscard]] std::size_t count() const {
+    return static_cast<std::size_t>(
+        std::ranges::count_if(entries_, [](const auto& entry) { return !entry.second.object.isGone(); }));
+  }
+  [[nodiscard]] bool empty() const { return count() == 0; }
+
+  [[nodiscard]] iterator begin() { return {entries_.begin(), entries_.end()}; }
+  [[nodiscard]] const_iterator begin() const { return {entries_.begin(), entries_.end()}; }
+  [[nodiscard]] std::default_sentinel_t end() const noexcept { return {}; }
+
+  /// Lets go now of what is stored for objects that have gone. Ends the use of all iterators.
+  void compact() {
+    Entries gone;  // destroyed when this dictionary is whole again: destructors may use it
+    for (auto entry = entries_.begin(); entry != entries_.end();) {
+      const auto next = std::next(entry);
+      if (entry->second.object.isGone()) gone.insert(entries_.extract(entry));
+      entry = next;
+    }
+    sizeToCompactAt_ = entries_.size() * 2 + 8;  // far enough that this does not happen at every step
+  }
+
+private:
+  struct Entry {
+    detail::WeakReference<Object> object;
+    T content;
+  };
+  using Entries = std::unordered_map<const Object*, Entry>;
+
+  Entries entries_;
+  std::size_t sizeToCompactAt_ = 8;
+};
+
+/// Walks over the entries that are left, and keeps the object of the one that it stands at.
+///
+/// Threads: as for `QVWeakKeyDictionary`.
+template <class Object, class T>
+template <bool isConst>
+class QVWeakKeyDictionary<Object, T>::Iterator {
+public:
+  using iterator_concept = std::input_iterator_tag;
+  using Content = std::conditional_t<isConst, const T, T>;
+  using value_type = std::pair<const std::shared_ptr<Object>&, Content&>;
+  using difference_type = std::ptrdiff_t;
+
+  Iterator() = default;
+
+  value_type operator*() const { return {object_, entry_->second.content}; }
+  Iterator& operator++() {
+    ++entry_;
+    findLiving();
+    return *this;
+  }
+  void operator++(int) { ++*this; }
+  friend bool operator==(const Iterator& iterator, std::default_sentinel_t /*end*/) {
+    return !iterator.object_;
+  }
+
+private:
+  friend class QVWeakKeyDictionary;
+  using Position = std::conditional_t<isConst, typename Entries::const_iterator, typename Entries::iterator>;
+  Iterator(Position entry, Position end) : entry_(entry), end_(end) { findLiving(); }
+
+  void findLiving() {
+    object_.reset();
+    while (entry_ != end_ && !(object_ = entry_->second.object.lock())) ++entry_;
+  }
+
+  Position entry_, end_;
+  std::shared_ptr<Object> object_;  // null at the end
+};
+
+}  // namespace QVFoundation
