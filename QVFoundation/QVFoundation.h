@@ -7,6 +7,7 @@
 #include "QVFoundation/Collections.h"
 #include "QVFoundation/Errors.h"
 #include "QVFoundation/Logging.h"
+#include "QVFoundation/Observation.h"
 #include "QVFoundation/Platform.h"
 #include "QVFoundation/Values.h"
 #include "QVFoundation/Version.h"

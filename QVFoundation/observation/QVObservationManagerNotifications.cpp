@@ -1,0 +1,49 @@
+#include "QVFoundation/observation/QVObservationManager.h"
+
+#include <mutex>
+#include <utility>
+
+#include "QVFoundation/observation/QVObservationManagerState_p.h"
+#include "QVFoundation/platform/text/Format.h"
+
+namespace QVFoundation {
+
+std::string QVObservationManager::identifierForNotificationCenter(
+    const std::shared_ptr<NSNotificationCenter>& center, const std::optional<std::string>& name,
+    const std::shared_ptr<NSObject>& object) const {
+  return stringWithFormat("%p-%@-%p", center.get(), name, object.get());
+}
+
+void QVObservationManager::addObserverForNotificationCenter(
+    const std::shared_ptr<NSNotificationCenter>& center, const std::optional<std::string>& name,
+    const std::shared_ptr<NSObject>& object, NotificationTask task) {
+  const std::string identifier = identifierForNotificationCenter(center, name, object);
+  const std::lock_guard guard(state_->lock);
+  auto token = center->addObserverForName(name, object, nullptr, std::move(task));
+  state_->tokensByNotificationCenter.at(center).insert(token);
+  state_->tokensByIdentifier[identifier] = std::move(token);
+}
+
+void QVObservationManager::removeObserverForNotificationCenter(
+    const std::shared_ptr<NSNotificationCenter>& center, const std::optional<std::string>& name,
+    const std::shared_ptr<NSObject>& object) {
+  State::Token token;
+  {
+    const std::lock_guard guard(state_->lock);
+    const auto entry =
+        state_->tokensByIdentifier.extract(identifierForNotificationCenter(center, name, object));
+    if (entry.empty()) return;
+    token = entry.mapped();
+    if (auto* const tokens = state_->tokensByNotificationCenter.find(*center)) tokens->erase(token);
+  }
+  center->removeObserver(token);
+}
+
+std::vector<std::shared_ptr<NSObject>> QVObservationManager::tokensForNotificationCenter(
+    const std::shared_ptr<NSNotificationCenter>& center) const {
+  const std::lock_guard guard(state_->lock);
+  const auto* const tokens = state_->tokensByNotificationCenter.find(*center);
+  return tokens != nullptr ? std::vector(tokens->begin(), tokens->end()) : std::vector<State::Token>();
+}
+
+}  // namespace QVFoundation
