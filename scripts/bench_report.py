@@ -42,7 +42,7 @@ class Measurement:
 
 @dataclass
 class Aim:
-    """An upper bound for a ratio, a time or a counter."""
+    """An upper bound for a ratio to a peer, a time beyond a peer's, a time of ours, or a counter."""
 
     row: str
     peer: str
@@ -50,12 +50,15 @@ class Aim:
     missing: str
 
     def __post_init__(self) -> None:
-        match = re.fullmatch(r"([0-9.]+)\s*(x|ns|us|ms|s|[A-Za-z_]\w*)", self.text)
-        if not match:
-            sys.exit(f"aim '{self.text}' of row {self.row} is neither a ratio (1.0x), a time (5ns) nor a counter")
-        self.bound, self.unit = float(match[1]), match[2]
-        if (self.unit == "x") != (self.peer != "-"):
-            sys.exit(f"row {self.row}: a ratio needs a peer, and only a ratio has one")
+        match = re.fullmatch(r"(\+?)([0-9.]+)\s*(x|ns|us|ms|s|[A-Za-z_]\w*)", self.text)
+        if not match or (match[1] and match[3] not in TO_NANOSECONDS):
+            sys.exit(f"aim '{self.text}' of row {self.row} is no ratio (1.0x), time (5ns), difference (+2ns) or counter")
+        self.is_difference, self.bound, self.unit = bool(match[1]), float(match[2]), match[3]
+        if (self.unit == "x" or self.is_difference) != (self.peer != "-"):
+            sys.exit(f"row {self.row}: ratios and differences need a peer, and nothing else has one")
+
+    def value_against(self, ours: float, theirs: float) -> float:
+        return (ours - theirs) / TO_NANOSECONDS[self.unit] if self.is_difference else ours / theirs
 
 
 Rows = dict[str, dict[str, Measurement]]
@@ -158,8 +161,9 @@ def table_lines(rows: Rows, aims: list[Aim]) -> list[list[str]]:
                 ratio = ours.median / theirs.median
                 aim = find(row, peer)
                 note = f" (without {aim.missing})" if aim and aim.missing else ""
+                value = aim.value_against(ours.median, theirs.median) if aim else ratio
                 lines.append([row, measured_text(ours), f"{peer} {measured_text(theirs)}{note}", f"{ratio:.2f}",
-                              *verdict(ratio, aim)])
+                              *verdict(value, aim)])
         time_aim = next((aim for unit in TO_NANOSECONDS if (aim := find(row, "-", unit))), None)
         if time_aim or len(sides) == 1:
             scale = TO_NANOSECONDS[time_aim.unit] if time_aim else 1.0
