@@ -45,7 +45,7 @@ void ChangeDelivery::tellBefore(const ObserverHook& hook) {
   if (wantsCall) call(registration, *root.object, change);
 }
 
-inline void ChangeDelivery::tellAfter() {
+[[gnu::always_inline]] inline void ChangeDelivery::tellAfter() {
   if (pending_ != nullptr) change_.old_ = &pending_->old;
   for (const ObserverHook& hook : walk_.hooksFor(site_.key)) {
     tellAfter(hook);
@@ -54,7 +54,7 @@ inline void ChangeDelivery::tellAfter() {
   }
 }
 
-inline void ChangeDelivery::tellAfter(const ObserverHook& hook) {
+[[gnu::always_inline]] inline void ChangeDelivery::tellAfter(const ObserverHook& hook) {
   KeyValueRegistration& registration = *hook.registration;
   if (hook.role == HookRole::link) [[unlikely]]
     return tellAfterOnPath(registration);
@@ -86,15 +86,15 @@ void ChangeDelivery::tellAfterOnPath(KeyValueRegistration& registration) {
   call(registration, *root.object, change);
 }
 
-inline void ChangeDelivery::callForKey(const ObserverHook& hook) {
+[[gnu::always_inline]] inline void ChangeDelivery::callForKey(const ObserverHook& hook) {
   if (hook.role == HookRole::own) [[likely]]
     return call(*hook.registration, site_.object, change_);
   const auto root = hook.registration->root();
   if (root.object != nullptr) call(*hook.registration, *root.object, change_);
 }
 
-inline void ChangeDelivery::call(KeyValueRegistration& registration, NSObject& root,
-                                 NSKeyValueChange& change) {
+[[gnu::always_inline]] inline void ChangeDelivery::call(KeyValueRegistration& registration, NSObject& root,
+                                                        NSKeyValueChange& change) {
   change.shown_ = registration.options();
   CallSlot& slot = walk_.slot();
   if (slot.enter(registration)) [[likely]]
@@ -141,16 +141,10 @@ bool QuietProperty::orOuterIncludes(const NSObject& object, std::string_view key
 }
 
 PendingChange* willChange(const ChangeSite& site) {
-  if (!ObservationInfo::ofIfAny(site.object)->wantsToKnowBefore()) return nullptr;
   if (QuietProperty::includes(site.object, site.key)) return nullptr;
   auto pending = std::make_unique<PendingChange>();
   ChangeDelivery(site, pending.get()).tellBefore();
   return pending.release();
-}
-
-PendingChange* willChange(NSObject& object, std::string_view key) {
-  if (!ObservationInfo::ofIfAny(object)->wantsToKnowBefore()) return nullptr;
-  return willChange(ChangeSite{object, key});
 }
 
 namespace {
@@ -160,7 +154,7 @@ namespace {
                               asNSError(std::current_exception())));
 }
 
-inline void tellAfter(const ChangeSite& site, PendingChange* pending) noexcept {
+[[gnu::always_inline]] inline void tellAfter(const ChangeSite& site, PendingChange* pending) noexcept {
   try {
     if (!QuietProperty::includes(site.object, site.key)) [[likely]]
       ChangeDelivery(site, pending).tellAfter();

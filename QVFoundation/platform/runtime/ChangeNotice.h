@@ -27,8 +27,7 @@ struct ChangeSite {
 QV_EXPORT PendingChange* willChange(const ChangeSite& site);
 /// Tells observers after it, and takes the pending change back.
 QV_EXPORT void didChange(const ChangeSite& site, PendingChange* pending) noexcept;
-// The same for a property as a whole; what is passed stays in registers.
-QV_EXPORT PendingChange* willChange(NSObject& object, std::string_view key);
+/// The same for a property as a whole; what is passed stays in registers.
 QV_EXPORT void didChange(NSObject& object, std::string_view key, PendingChange* pending) noexcept;
 }  // namespace detail
 
@@ -53,8 +52,8 @@ class ChangeNotice {
 public:
   /// The key must outlive the notice; mostly it is a literal.
   [[nodiscard]] ChangeNotice(NSObject& object, std::string_view key) : object_(object), key_(key) {
-    if (object.mayBeObserved()) [[unlikely]]
-      pending_ = detail::willChange(object_, key_);
+    if (object.mayBeObservedBeforeChange()) [[unlikely]]
+      pending_ = detail::willChange({object_, key_});
   }
   ChangeNotice(const ChangeNotice&) = delete;
   ChangeNotice& operator=(const ChangeNotice&) = delete;
@@ -87,7 +86,7 @@ public:
   [[nodiscard]] ToManyChangeNotice(NSObject& object, std::string_view key, NSKeyValueChangeKind kind,
                                    IndexSet indexes)
       : object_(object), key_(key), kind_(kind), indexes_(std::move(indexes)) {
-    if (object.mayBeObserved()) pending_ = detail::willChange({object_, key_, kind_, &indexes_});
+    if (object.mayBeObservedBeforeChange()) pending_ = detail::willChange({object_, key_, kind_, &indexes_});
   }
   ToManyChangeNotice(const ToManyChangeNotice&) = delete;
   ToManyChangeNotice& operator=(const ToManyChangeNotice&) = delete;

@@ -78,21 +78,10 @@ KeyValueRegistration::KeyValueRegistration(NSObject& root, std::string_view keyP
                                            NSKeyValueObservingOptions options,
                                            std::shared_ptr<NSKeyValueObserver> observer, const void* context,
                                            EndsWithObject endsWithObject)
-    : KeyValueRegistration(root, keyPath, options, *observer, observer, context, endsWithObject) {}
-
-KeyValueRegistration::KeyValueRegistration(NSObject& root, std::string_view keyPath,
-                                           NSKeyValueObservingOptions options, NSKeyValueObserver& observer)
-    : KeyValueRegistration(root, keyPath, options, observer, nullptr, nullptr, EndsWithObject::yes) {}
-
-KeyValueRegistration::KeyValueRegistration(NSObject& root, std::string_view keyPath,
-                                           NSKeyValueObservingOptions options, NSKeyValueObserver& observer,
-                                           std::shared_ptr<NSKeyValueObserver> ownerOfObserver,
-                                           const void* context, EndsWithObject endsWithObject)
     : keyPath_(keyPath),
       options_(options),
       endsWithObject_(endsWithObject),
-      observer_(observer),
-      ownerOfObserver_(std::move(ownerOfObserver)),
+      observer_(std::move(observer)),
       context_(context),
       rootAddress_(&root),
       rootClass_(root.dynamicClass()),

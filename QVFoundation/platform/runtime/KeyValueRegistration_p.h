@@ -51,7 +51,7 @@ public:
   [[nodiscard]] bool endsWithObject() const noexcept { return endsWithObject_ == EndsWithObject::yes; }
   [[nodiscard]] bool isOn(const NSObject& root) const noexcept { return rootAddress_ == &root; }
   [[nodiscard]] bool isOf(const NSKeyValueObserver& observer, const void* context) const noexcept {
-    return &observer_ == &observer && context_ == context;
+    return observer_.get() == &observer && context_ == context;
   }
   [[nodiscard]] const NSClass& rootClass() const noexcept { return rootClass_; }
 
@@ -72,18 +72,18 @@ public:
   /// Moves the hooks to the objects that the path leads over now.
   void followPath(NSObject& root);
   /// Calls the observer. What it throws ends the process.
-  void notify(NSObject& root, const NSKeyValueChange& change) const noexcept {
+  void notify(NSObject& root, const NSKeyValueChange& change) noexcept {
     try {
-      observer_.observeValueForKeyPath(keyPath_, root, change, context_);
+      tell(root, change);
     } catch (...) {
       endProcessForException(root);
     }
   }
 
 protected:
-  /// For one that is an observer itself.
-  KeyValueRegistration(NSObject& root, std::string_view keyPath, NSKeyValueObservingOptions options,
-                       NSKeyValueObserver& observer);
+  virtual void tell(NSObject& root, const NSKeyValueChange& change) {
+    observer_->observeValueForKeyPath(keyPath_, root, change, context_);
+  }
 
 private:
   enum class State : std::uint8_t { fresh, hooked, ended };
@@ -104,10 +104,6 @@ private:
 
   using Released = std::vector<std::shared_ptr<NSObject>>;  // what may only be let go of without the lock
 
-  KeyValueRegistration(NSObject& root, std::string_view keyPath, NSKeyValueObservingOptions options,
-                       NSKeyValueObserver& observer, std::shared_ptr<NSKeyValueObserver> ownerOfObserver,
-                       const void* context, EndsWithObject endsWithObject);
-
   [[noreturn]] void endProcessForException(const NSObject& root) const noexcept;
   void movePlaces(std::vector<Place> places, Released& released) QV_REQUIRES(lock_);
   void unhook(const Place& place, Released& released) noexcept QV_REQUIRES(lock_);
@@ -116,8 +112,7 @@ private:
   const std::string keyPath_;
   const NSKeyValueObservingOptions options_;
   const EndsWithObject endsWithObject_;
-  NSKeyValueObserver& observer_;
-  const std::shared_ptr<NSKeyValueObserver> ownerOfObserver_;
+  const std::shared_ptr<NSKeyValueObserver> observer_;  // null where `tell` is overridden
   const void* const context_;
   const NSObject* const rootAddress_;
   const NSClass& rootClass_;

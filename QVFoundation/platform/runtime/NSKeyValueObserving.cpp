@@ -51,20 +51,17 @@ void NSObject::removeObserver(const NSKeyValueObserver& observer, std::string_vi
 
 namespace {
 
-/// A registration that calls a task: observer and registration in one piece.
-class TaskRegistration final : public KeyValueRegistration, public NSKeyValueObserver {
+/// A registration that calls a task.
+class TaskRegistration final : public KeyValueRegistration {
 public:
   TaskRegistration(NSObject& object, std::string_view keyPath, NSKeyValueObservingOptions options,
                    NSKeyValueObservation::Task task)
-      : KeyValueRegistration(object, keyPath, options, static_cast<NSKeyValueObserver&>(*this)),
+      : KeyValueRegistration(object, keyPath, options, nullptr, nullptr, EndsWithObject::yes),
         task_(std::move(task)) {}
 
-  void observeValueForKeyPath(std::string_view /*keyPath*/, NSObject& object, const NSKeyValueChange& change,
-                              const void* /*context*/) override {
-    task_(object, change);
-  }
-
 private:
+  void tell(NSObject& object, const NSKeyValueChange& change) override { task_(object, change); }
+
   const NSKeyValueObservation::Task task_;
 };
 

@@ -19,7 +19,12 @@ enum NSKeyValueObservingOptions : unsigned;
 
 namespace detail {
 class ObservationInfo;
-}
+
+/// What a change looks at first in an object's `ObservationInfo`.
+struct ObservationHead {
+  std::atomic<bool> wantsToKnowBefore{false};
+};
+}  // namespace detail
 
 /// The base of everything that has an identity: a class, a description, and properties that can be read and
 /// written by name.
@@ -110,6 +115,11 @@ public:
   [[nodiscard]] bool mayBeObserved() const noexcept {
     return observations_.load(std::memory_order_acquire) != nullptr;
   }
+  /// Whether somebody may want to know a value before it changes, or that it is going to.
+  [[nodiscard]] bool mayBeObservedBeforeChange() const noexcept {
+    const detail::ObservationHead* const head = observations_.load(std::memory_order_acquire);
+    return head != nullptr && head->wantsToKnowBefore.load(std::memory_order_acquire);
+  }
 
 protected:
   NSObject() = default;
@@ -117,7 +127,7 @@ protected:
 private:
   friend class detail::ObservationInfo;
 
-  std::atomic<detail::ObservationInfo*> observations_{nullptr};  // null until somebody takes an interest
+  std::atomic<detail::ObservationHead*> observations_{nullptr};  // null until somebody takes an interest
 };
 
 }  // namespace QVFoundation

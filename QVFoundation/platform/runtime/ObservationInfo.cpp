@@ -21,11 +21,11 @@ bool isWantedBefore(const ObserverHook& hook) {
 ObservationInfo& ObservationInfo::of(NSObject& object) {
   if (ObservationInfo* info = ofIfAny(object)) return *info;
   auto made = std::make_unique<ObservationInfo>();
-  ObservationInfo* existing = nullptr;
+  ObservationHead* existing = nullptr;
   if (object.observations_.compare_exchange_strong(existing, made.get(), std::memory_order_acq_rel)) {
     return *made.release();
   }
-  return *existing;
+  return *static_cast<ObservationInfo*>(existing);
 }
 
 void ObservationInfo::hook(std::shared_ptr<KeyValueRegistration> registration, std::string_view key,
@@ -34,12 +34,11 @@ void ObservationInfo::hook(std::shared_ptr<KeyValueRegistration> registration, s
   const UnfairLockGuard guard(lock_);
   const auto place = std::upper_bound(
       hooks_.begin(), hooks_.end(), key,
-      [](std::string_view a, const ObserverHook& b) { return ObserverTable::precedes(a, b.key); });
-  const auto index = place - hooks_.begin();
-  owners_.reserve(owners_.size() + 1);
-  hooks_.insert(place, {key, registration.get(), role});
-  owners_.insert(owners_.begin() + index, std::move(registration));
-  unused = replaceTable(nullptr);
+      [](std::string_view a, const OwnedHook& b) { return ObserverTable::precedes(a, b.hook.key); });
+  const ObserverHook hook{key, registration.get(), role};
+  hooks_.insert(place, {hook, std::move(registration)});
+  if (isWantedBefore(hook)) wantsToKnowBefore.store(true, std::memory_order_release);
+  unused = retireTable(nullptr);
 }
 
 // The object may be on its way out on another thread, which waits for the registration's lock if it still finds
@@ -47,22 +46,35 @@ void ObservationInfo::hook(std::shared_ptr<KeyValueRegistration> registration, s
 void ObservationInfo::unhook(const KeyValueRegistration& registration, std::string_view key) {
   Retired unused;
   const UnfairLockGuard guard(lock_);
-  const auto hook = std::find_if(hooks_.begin(), hooks_.end(), [&](const ObserverHook& candidate) {
-    return candidate.registration == &registration && candidate.key == key;
+  const auto hooked = std::find_if(hooks_.begin(), hooks_.end(), [&](const OwnedHook& candidate) {
+    return candidate.hook.registration == &registration && candidate.hook.key == key;
   });
-  if (hook == hooks_.end()) return;
-  const auto owner = owners_.begin() + (hook - hooks_.begin());
-  auto removed = std::move(*owner);
-  hooks_.erase(hook);
-  owners_.erase(owner);
-  unused = replaceTable(std::move(removed));
+  if (hooked == hooks_.end()) return;
+  const bool wasWantedBefore = isWantedBefore(hooked->hook);
+  auto removed = std::move(hooked->owner);
+  hooks_.erase(hooked);
+  if (wasWantedBefore) {
+    const bool anyIs = std::any_of(hooks_.begin(), hooks_.end(),
+                                   [](const OwnedHook& other) { return isWantedBefore(other.hook); });
+    wantsToKnowBefore.store(anyIs, std::memory_order_release);
+  }
+  unused = retireTable(std::move(removed));
 }
 
-ObservationInfo::Retired ObservationInfo::replaceTable(std::shared_ptr<KeyValueRegistration> removed) {
-  wantsToKnowBefore_.store(std::any_of(hooks_.begin(), hooks_.end(), isWantedBefore),
-                           std::memory_order_release);
-  auto table = ObserverTable::make(hooks_);
-  Retired last{ObserverTable::Pointer(table_.exchange(table.release())), std::move(removed)};
+const ObserverTable& ObservationInfo::makeTable(CallSlot& slot) noexcept {
+  const UnfairLockGuard guard(lock_);
+  const ObserverTable* table = table_.load(std::memory_order_relaxed);
+  if (table == nullptr) {
+    table = ObserverTable::make(hooks_).release();
+    table_.store(table);
+  }
+  slot.pinned.store(table, std::memory_order_release);
+  return *table;
+}
+
+ObservationInfo::Retired ObservationInfo::retireTable(std::shared_ptr<KeyValueRegistration> removed) {
+  Retired last{nullptr, std::move(removed)};
+  if (table_.load(std::memory_order_relaxed) != nullptr) last.table.reset(table_.exchange(nullptr));
   if (retired_.empty() && (last.table == nullptr || !CallSlot::isPinned(last.table.get()))) return last;
   retired_.push_back(std::move(last));
   hasRetired_.store(true, std::memory_order_release);
@@ -88,9 +100,9 @@ void ObservationInfo::freeUnused() {
 std::shared_ptr<KeyValueRegistration> ObservationInfo::findLast(
     const std::function<bool(const KeyValueRegistration&)>& predicate) {
   const UnfairLockGuard guard(lock_);
-  const auto found = std::find_if(owners_.rbegin(), owners_.rend(),
-                                  [&](const auto& registration) { return predicate(*registration); });
-  return found != owners_.rend() ? *found : nullptr;
+  const auto found = std::find_if(hooks_.rbegin(), hooks_.rend(),
+                                  [&](const OwnedHook& hooked) { return predicate(*hooked.owner); });
+  return found != hooks_.rend() ? found->owner : nullptr;
 }
 
 std::shared_ptr<void> ObservationInfo::associatedObject(std::string_view key) {
@@ -110,11 +122,13 @@ void ObservationInfo::dissociate(std::string_view key, const std::shared_ptr<voi
   if (entry != associations_.end() && entry->second == object) associations_.erase(entry);
 }
 
-ObservationInfo::Owners ObservationInfo::endRegistrationsOn(NSObject& object) noexcept {
-  Owners owners;
+std::vector<std::shared_ptr<KeyValueRegistration>> ObservationInfo::endRegistrationsOn(
+    NSObject& object) noexcept {
+  std::vector<std::shared_ptr<KeyValueRegistration>> owners;
   {
     const UnfairLockGuard guard(lock_);
-    owners = owners_;
+    owners.reserve(hooks_.size());
+    for (const OwnedHook& hooked : hooks_) owners.push_back(hooked.owner);
   }
   std::string forgotten;
   const NSClass* cls = nullptr;

@@ -15,19 +15,20 @@
 
 namespace QVFoundation::detail {
 
+struct CallSlot;
 class KeyValueRegistration;
 class ObserverWalk;
 
 /// What hangs on an object because others take an interest in it: the hooks of its observers, and the objects
 /// that are associated with it. Made when the first one comes; an object without has a null pointer.
 ///
-/// Who adds or removes puts a new table in the place of the old one and retires the old together with the
-/// registration that has gone. Walks pin the table that they walk over. What is retired is freed in order, up to
-/// the first table that is still pinned: a registration that has been removed stands only in tables that
-/// were retired before it.
+/// Who adds or removes a hook retires the table, together with the registration that has gone; the next change
+/// makes another one. Walks pin the table that they walk over. What is retired is freed in order, up to the first
+/// table that is still pinned: a registration that has been removed stands only in tables that were
+/// retired before it.
 ///
 /// Threads: any, but for `objectDies`.
-class ObservationInfo {
+class ObservationInfo : public ObservationHead {
 public:
   struct Retired {
     ObserverTable::Pointer table;
@@ -40,7 +41,7 @@ public:
   static ObservationInfo& of(NSObject& object);
   /// Null where there is none yet.
   [[nodiscard]] static ObservationInfo* ofIfAny(const NSObject& object) noexcept {
-    return object.observations_.load(std::memory_order_acquire);
+    return static_cast<ObservationInfo*>(object.observations_.load(std::memory_order_acquire));
   }
   /// Lets go of associated objects, ends what observes the object, and says so on standard error where somebody
   /// should have ended it.
@@ -55,11 +56,6 @@ public:
   [[nodiscard]] std::shared_ptr<KeyValueRegistration> findLast(
       const std::function<bool(const KeyValueRegistration&)>& predicate);
 
-  /// Whether somebody may want to know a value before it changes, or that it is going to.
-  [[nodiscard]] bool wantsToKnowBefore() const noexcept {
-    return wantsToKnowBefore_.load(std::memory_order_acquire);
-  }
-
   [[nodiscard]] std::shared_ptr<void> associatedObject(std::string_view key);
   /// Associates an object unless there is one already; returns the one that is there now.
   std::shared_ptr<void> associateIfAbsent(std::string_view key, std::shared_ptr<void> object);
@@ -69,23 +65,22 @@ public:
 private:
   friend class ObserverWalk;
 
-  using Owners = std::vector<std::shared_ptr<KeyValueRegistration>>;
   using Associations = std::map<std::string, std::shared_ptr<void>, std::less<>>;
 
-  /// Puts a table of the present hooks in the place of the last one, which it hands back if nobody walks over it.
-  [[nodiscard]] Retired replaceTable(std::shared_ptr<KeyValueRegistration> removed) QV_REQUIRES(lock_);
+  /// The table of the present hooks, made if need be and pinned in the slot.
+  [[nodiscard]] const ObserverTable& makeTable(CallSlot& slot) noexcept;
+  /// Takes the table away; hands it back with the registration that was removed if nobody walks over either.
+  [[nodiscard]] Retired retireTable(std::shared_ptr<KeyValueRegistration> removed) QV_REQUIRES(lock_);
   [[nodiscard]] std::vector<Retired> takeUnused() QV_REQUIRES(lock_);
   void freeUnused();
-  Owners endRegistrationsOn(NSObject& object) noexcept;
+  std::vector<std::shared_ptr<KeyValueRegistration>> endRegistrationsOn(NSObject& object) noexcept;
 
-  std::atomic<const ObserverTable*> table_{nullptr};
-  std::atomic<bool> wantsToKnowBefore_{false};
+  std::atomic<const ObserverTable*> table_{nullptr};  // null since hooks have come or gone
   std::atomic<bool> hasRetired_{false};
 
   // Taken with or without the lock of one registration, before no other.
   UnfairLock lock_;
-  std::vector<ObserverHook> hooks_ QV_GUARDED_BY(lock_);  // by key, and for each in the order of registration
-  Owners owners_ QV_GUARDED_BY(lock_);                    // of the hooks, in the same order
+  std::vector<OwnedHook> hooks_ QV_GUARDED_BY(lock_);  // by key, and for each in the order of registration
   std::vector<Retired> retired_ QV_GUARDED_BY(lock_);
   Associations associations_ QV_GUARDED_BY(lock_);
 };

@@ -7,18 +7,17 @@ namespace QVFoundation::detail {
 
 static_assert(alignof(ObserverHook) <= alignof(ObserverTable));
 
-ObserverTable::Pointer ObserverTable::make(std::span<const ObserverHook> sorted) {
-  if (sorted.empty()) return nullptr;
-  void* memory = ::operator new(sizeof(ObserverTable) + sorted.size_bytes());
+ObserverTable::Pointer ObserverTable::make(std::span<const OwnedHook> sorted) {
+  void* memory = ::operator new(sizeof(ObserverTable) + sorted.size() * sizeof(ObserverHook));
   Pointer table(new (memory) ObserverTable(sorted.size()));
   auto* const first =
       reinterpret_cast<ObserverHook*>(static_cast<std::byte*>(memory) + sizeof(ObserverTable));
-  std::uninitialized_copy(sorted.begin(), sorted.end(), first);
   std::uint32_t count = 0;
   for (std::size_t i = sorted.size(); i-- > 0;) {
-    const bool isLastOfKey = i + 1 == sorted.size() || first[i].key != first[i + 1].key;
+    auto* const hook = new (first + i) ObserverHook(sorted[i].hook);
+    const bool isLastOfKey = i + 1 == sorted.size() || hook->key != first[i + 1].key;
     count = isLastOfKey ? 1 : count + 1;
-    first[i].countOfKey = count;
+    hook->countOfKey = count;
   }
   return table;
 }

@@ -26,8 +26,14 @@ struct ObserverHook {
   std::uint32_t countOfKey = 0;  // of the hooks of this key that begin here
 };
 
+/// A hook that keeps its registration.
+struct OwnedHook {
+  ObserverHook hook;
+  std::shared_ptr<KeyValueRegistration> owner;
+};
+
 /// The hooks of one object, by key and for each key in the order of registration. Immutable, and all in one
-/// piece, because it is walked over at each change; another one takes its place when observers come and go.
+/// piece, because it is walked over at each change; when observers come and go, another one is made.
 ///
 /// Threads: any.
 /// Ownership: registrations are borrowed; `ObservationInfo` keeps them alive while a table names them.
@@ -42,7 +48,7 @@ public:
   ObserverTable& operator=(const ObserverTable&) = delete;
 
   /// From hooks that are sorted with `precedes`.
-  [[nodiscard]] static Pointer make(std::span<const ObserverHook> sorted);
+  [[nodiscard]] static Pointer make(std::span<const OwnedHook> sorted);
 
   [[nodiscard, gnu::always_inline]] std::span<const ObserverHook> hooksFor(
       std::string_view key) const noexcept {

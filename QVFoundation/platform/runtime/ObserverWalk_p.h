@@ -4,6 +4,7 @@
 #include <memory>
 #include <span>
 #include <string_view>
+#include <utility>
 
 #include "QVFoundation/platform/concurrency/CallSlot_p.h"
 #include "QVFoundation/platform/runtime/ObservationInfo_p.h"
@@ -17,13 +18,9 @@ namespace QVFoundation::detail {
 /// Threads: belongs to the thread that made it.
 class ObserverWalk {
 public:
-  explicit ObserverWalk(ObservationInfo& info) : info_(&info), slot_(CallSlot::take(&info)) {
+  explicit ObserverWalk(ObservationInfo& info)
+      : info_(&info), slot_(CallSlot::take(&info)), table_(pinnedTable(info, slot_)) {
     slot_.walk = this;
-    do {
-      table_ = info.table_.load(std::memory_order_acquire);
-      slot_.pinned.store(table_, std::memory_order_release);
-      std::atomic_thread_fence(std::memory_order_seq_cst);
-    } while (table_ != info.table_.load(std::memory_order_acquire));
   }
   ObserverWalk(const ObserverWalk&) = delete;
   ObserverWalk& operator=(const ObserverWalk&) = delete;
@@ -33,8 +30,9 @@ public:
     if (info_ != nullptr && info_->hasRetired_.load(std::memory_order_acquire)) info_->freeUnused();
   }
 
-  [[nodiscard]] std::span<const ObserverHook> hooksFor(std::string_view key) const noexcept {
-    return table_ != nullptr ? table_->hooksFor(key) : std::span<const ObserverHook>();
+  [[nodiscard, gnu::always_inline]] std::span<const ObserverHook> hooksFor(
+      std::string_view key) const noexcept {
+    return table_.hooksFor(key);
   }
   /// Marks a listener as being called by this walk; see `CallSlot`.
   [[nodiscard]] CallSlot& slot() noexcept { return slot_; }
@@ -47,9 +45,20 @@ public:
                          std::unique_ptr<ObservationInfo::Orphans> orphans) noexcept;
 
 private:
+  [[nodiscard]] static const ObserverTable& pinnedTable(ObservationInfo& info, CallSlot& slot) {
+    const ObserverTable* table = info.table_.load(std::memory_order_acquire);
+    while (table != nullptr) {
+      slot.pinned.store(table, std::memory_order_release);
+      std::atomic_thread_fence(std::memory_order_seq_cst);
+      const ObserverTable* const pinned = std::exchange(table, info.table_.load(std::memory_order_acquire));
+      if (table == pinned) return *table;
+    }
+    return info.makeTable(slot);
+  }
+
   ObservationInfo* info_;
   CallSlot& slot_;
-  const ObserverTable* table_ = nullptr;
+  const ObserverTable& table_;
   std::unique_ptr<ObservationInfo::Orphans> orphans_;  // of the object, if it went during this walk
 };
 
