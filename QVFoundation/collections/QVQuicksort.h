@@ -15,13 +15,6 @@
 /// Threads: works on the caller's items alone.
 namespace QVFoundation::detail {
 
-/// An element to sort, and where it came from.
-template <class Element, class Position>
-struct SortItem {
-  Element element;
-  Position position;
-};
-
 /// Swaps items as a whole: moved member by member and read again at once as a whole, an item would have to
 /// wait for the processor to put it together.
 template <class Item>
@@ -58,14 +51,14 @@ std::ptrdiff_t scan(const Item* items, std::ptrdiff_t at, std::ptrdiff_t end, co
 /// last index of the lower part; neither part is ever empty.
 template <class Item, class Compare>
 std::ptrdiff_t partition(Item* items, std::ptrdiff_t low, std::ptrdiff_t high, Compare& compare) {
-  const auto pivot = items[low + (high - low) / 2].element;
+  const Item pivot = items[low + (high - low) / 2];
   std::ptrdiff_t i = low - 1;
   std::ptrdiff_t j = high + 1;
   for (;;) {
     // The ends hold back only a comparison that contradicts itself: for all others the pivot, or what was
     // swapped before, stops each scan inside.
-    j = scan<-1>(items, j, low - 1, [&](const Item& item) { return compare(item.element, pivot) > 0; });
-    i = scan<1>(items, i, high + 1, [&](const Item& item) { return compare(item.element, pivot) < 0; });
+    j = scan<-1>(items, j, low - 1, [&](const Item& item) { return compare(item, pivot) > 0; });
+    i = scan<1>(items, i, high + 1, [&](const Item& item) { return compare(item, pivot) < 0; });
     if (i >= j) return std::clamp(j, low, high - 1);
     swapItems(items[i], items[j]);
   }
@@ -74,18 +67,18 @@ std::ptrdiff_t partition(Item* items, std::ptrdiff_t low, std::ptrdiff_t high, C
 /// What partitioning comes to for two items, which half of all parts have in the end.
 template <class Item, class Compare>
 void sortPair(Item& first, Item& second, Compare& compare) {
-  const auto pivot = first.element;
-  if (compare(second.element, pivot) > 0) {
-    (void)compare(first.element, pivot);
-    (void)compare(first.element, pivot);
-  } else if (!(compare(first.element, pivot) < 0)) {
+  const Item pivot = first;
+  if (compare(second, pivot) > 0) {
+    (void)compare(first, pivot);
+    (void)compare(first, pivot);
+  } else if (!(compare(first, pivot) < 0)) {
     swapItems(first, second);
-    (void)compare(first.element, pivot);
-    (void)compare(second.element, pivot);
+    (void)compare(first, pivot);
+    (void)compare(second, pivot);
   }
 }
 
-/// Sorts the items from `low` to `high`, both included, by a comparison of their elements. The pivot is
+/// Sorts the items from `low` to `high`, both included, by a comparison. The pivot is
 /// always the middle element, so there are orders for which it takes n² comparisons. But the smaller part is
 /// sorted first, and the larger one in the same call, so that there are never more than log n calls on the
 /// stack.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <algorithm>
+#include <bit>
 #include <compare>
 #include <concepts>
 #include <cstddef>
@@ -64,20 +64,46 @@ private:
   Content held_;
 };
 
-/// The map that sorts what can be held as `Held`, with each one's position beside it.
-template <class Held, class Position, class View, class Compare>
-QVIndexMap sortMapWithPositions(View& view, Compare& compare) {
-  using Item = SortItem<Held, Position>;
+/// An element to sort, and where it came from.
+template <class Held, class Position>
+struct SortItem {
+  Held element;
+  Position position;
+};
+
+/// Elements that fit into one word with their position, and leave no bit of it undefined.
+template <class Held>
+constexpr bool fillsHalfAWord =
+    sizeof(Held) == sizeof(std::uint32_t) && sizeof(SortItem<Held, std::uint32_t>) == sizeof(std::size_t);
+
+/// The map that sorts by items that fill one word each, in whose place their positions are put in the end.
+template <class Held, class View, class Compare>
+QVIndexMap sortMapOfWords(View& view, std::size_t count, Compare& compare) {
+  using Item = SortItem<Held, std::uint32_t>;
+  std::vector<std::size_t> words;
+  words.reserve(count);
+  for (std::uint32_t next = 0; const auto& element : view) {
+    words.push_back(std::bit_cast<std::size_t>(Item{Held(element), next++}));
+  }
+  auto compareWords = [&](std::size_t a, std::size_t b) {
+    return compare(*std::bit_cast<Item>(a).element, *std::bit_cast<Item>(b).element);
+  };
+  quicksort(words.data(), 0, std::ssize(words) - 1, compareWords);
+  for (std::size_t& word : words) word = std::bit_cast<Item>(word).position;
+  return QVIndexMap(std::move(words));
+}
+
+/// The map that sorts by larger items.
+template <class Held, class View, class Compare>
+QVIndexMap sortMapOfItems(View& view, std::size_t count, Compare& compare) {
+  using Item = SortItem<Held, std::size_t>;
   std::vector<Item> items;
-  if constexpr (std::ranges::sized_range<View>) items.reserve(std::ranges::size(view));
-  Position next{0};
-  for (const auto& element : view) items.push_back({Held(element), next++});
-  auto compareHeld = [&](const Held& a, const Held& b) { return compare(*a, *b); };
-  quicksort(items.data(), 0, std::ssize(items) - 1, compareHeld);
-  std::vector<std::size_t> positions(items.size());
-  std::transform(items.begin(), items.end(), positions.begin(),
-                 [](const Item& item) { return item.position; });
-  return QVIndexMap(std::move(positions));
+  items.reserve(count);
+  for (std::size_t next = 0; const auto& element : view) items.push_back({Held(element), next++});
+  auto compareItems = [&](const Item& a, const Item& b) { return compare(*a.element, *b.element); };
+  quicksort(items.data(), 0, std::ssize(items) - 1, compareItems);
+  const auto positions = items | std::views::transform(&Item::position);
+  return QVIndexMap({positions.begin(), positions.end()});
 }
 
 /// The map that sorts a view. Elements that exist only while the view is walked are kept for the time.
@@ -86,12 +112,12 @@ QVIndexMap sortMapOfView(View view, Compare compare) {
   using Element = std::ranges::range_value_t<View>;
   using Held = SortedElement<Element>;
   if constexpr (Held::isCopied || std::is_lvalue_reference_v<std::ranges::range_reference_t<View>>) {
-    // Beside a small element a small position makes an item that is moved as one word.
-    using SmallPosition = std::conditional_t<sizeof(Held) <= 4, std::uint32_t, std::size_t>;
     const auto count = static_cast<std::size_t>(std::ranges::distance(view));
-    return count <= std::numeric_limits<SmallPosition>::max()
-               ? sortMapWithPositions<Held, SmallPosition>(view, compare)
-               : sortMapWithPositions<Held, std::size_t>(view, compare);
+    if constexpr (fillsHalfAWord<Held>) {
+      if (count <= std::numeric_limits<std::uint32_t>::max())
+        return sortMapOfWords<Held>(view, count, compare);
+    }
+    return sortMapOfItems<Held>(view, count, compare);
   } else {
     std::vector<Element> kept;
     for (auto&& element : view) kept.push_back(std::forward<decltype(element)>(element));
