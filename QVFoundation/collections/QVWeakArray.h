@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "QVFoundation/collections/LivingIterator.h"
 #include "QVFoundation/collections/WeakReference.h"
 
 namespace QVFoundation {
@@ -26,10 +27,18 @@ namespace QVFoundation {
 /// Threads: one thread at a time; the objects themselves may go on any thread, also while a loop runs.
 template <class T>
 class QVWeakArray {
+  using Objects = std::vector<detail::WeakReference<T>>;
+  struct Place {
+    static const auto& object(typename Objects::const_iterator position) { return *position; }
+    static const auto& value(typename Objects::const_iterator /*position*/,
+                             const std::shared_ptr<T>& object) {
+      return object;
+    }
+  };
+
 public:
-  class Iterator;
-  using iterator = Iterator;
-  using const_iterator = Iterator;
+  using const_iterator = detail::LivingIterator<typename Objects::const_iterator, Place>;
+  using iterator = const_iterator;
   using value_type = std::shared_ptr<T>;
 
   /// A null pointer is not kept. Ends the use of all iterators.
@@ -61,7 +70,7 @@ public:
     return objects;
   }
 
-  [[nodiscard]] const_iterator begin() const { return const_iterator(&objects_); }
+  [[nodiscard]] const_iterator begin() const { return {objects_.begin(), objects_.end()}; }
   [[nodiscard]] std::default_sentinel_t end() const noexcept { return {}; }
 
   /// Clears the places of objects that have gone away now. Ends the use of all iterators.
@@ -72,46 +81,7 @@ public:
   }
 
 private:
-  std::vector<detail::WeakReference<T>> objects_;
-};
-
-/// Walks over the objects that are left, and keeps the one that it stands at.
-///
-/// Threads: as for `QVWeakArray`.
-template <class T>
-class QVWeakArray<T>::Iterator {
-public:
-  using iterator_concept = std::input_iterator_tag;
-  using value_type = std::shared_ptr<T>;
-  using difference_type = std::ptrdiff_t;
-
-  Iterator() = default;
-
-  const std::shared_ptr<T>& operator*() const noexcept { return object_; }
-  Iterator& operator++() {
-    ++index_;
-    findLiving();
-    return *this;
-  }
-  void operator++(int) { ++*this; }
-  friend bool operator==(const Iterator& iterator, std::default_sentinel_t /*end*/) {
-    return !iterator.object_;
-  }
-
-private:
-  friend class QVWeakArray;
-  explicit Iterator(const std::vector<detail::WeakReference<T>>* objects) : objects_(objects) {
-    findLiving();
-  }
-
-  void findLiving() {
-    object_.reset();
-    while (index_ < objects_->size() && !(object_ = (*objects_)[index_].lock())) ++index_;
-  }
-
-  const std::vector<detail::WeakReference<T>>* objects_ = nullptr;
-  std::size_t index_ = 0;
-  std::shared_ptr<T> object_;  // null at the end
+  Objects objects_;
 };
 
 }  // namespace QVFoundation

@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "QVFoundation/collections/LivingIterator.h"
 #include "QVFoundation/collections/WeakReference.h"
 
 namespace QVFoundation {
@@ -27,13 +28,22 @@ namespace QVFoundation {
 /// Threads: one thread at a time; the objects themselves may go on any thread, also while a loop runs.
 template <class Key, class T, class Hash = std::hash<Key>, class Equal = std::equal_to<Key>>
 class QVWeakDictionary {
+  using Entries = std::unordered_map<Key, detail::WeakReference<T>, Hash, Equal>;
+  struct Place {
+    using Position = typename Entries::const_iterator;
+    static const auto& object(Position entry) { return entry->second; }
+    static std::pair<const Key&, const std::shared_ptr<T>&> value(Position entry,
+                                                                  const std::shared_ptr<T>& object) {
+      return {entry->first, object};
+    }
+  };
+
 public:
-  class Iterator;
-  using iterator = Iterator;
-  using const_iterator = Iterator;
+  using const_iterator = detail::LivingIterator<typename Entries::const_iterator, Place>;
+  using iterator = const_iterator;
   using key_type = Key;
   using mapped_type = std::shared_ptr<T>;
-  using value_type = std::pair<const Key&, const std::shared_ptr<T>&>;
+  using value_type = typename const_iterator::value_type;
 
   /// Stores an object under a key; a null pointer removes the key. Ends the use of all iterators.
   void set(const Key& key, const std::shared_ptr<T>& object) {
@@ -70,48 +80,8 @@ public:
   }
 
 private:
-  using Entries = std::unordered_map<Key, detail::WeakReference<T>, Hash, Equal>;
-
   Entries entries_;
   std::size_t sizeToCompactAt_ = 8;
-};
-
-/// Walks over the entries that are left, and keeps the object of the one that it stands at. A key and an
-/// object that it gives hold until it moves on.
-///
-/// Threads: as for `QVWeakDictionary`.
-template <class Key, class T, class Hash, class Equal>
-class QVWeakDictionary<Key, T, Hash, Equal>::Iterator {
-public:
-  using iterator_concept = std::input_iterator_tag;
-  using value_type = std::pair<const Key&, const std::shared_ptr<T>&>;
-  using difference_type = std::ptrdiff_t;
-
-  Iterator() = default;
-
-  value_type operator*() const { return {entry_->first, object_}; }
-  Iterator& operator++() {
-    ++entry_;
-    findLiving();
-    return *this;
-  }
-  void operator++(int) { ++*this; }
-  friend bool operator==(const Iterator& iterator, std::default_sentinel_t /*end*/) {
-    return !iterator.object_;
-  }
-
-private:
-  friend class QVWeakDictionary;
-  using Position = typename Entries::const_iterator;
-  Iterator(Position entry, Position end) : entry_(entry), end_(end) { findLiving(); }
-
-  void findLiving() {
-    object_.reset();
-    while (entry_ != end_ && !(object_ = entry_->second.lock())) ++entry_;
-  }
-
-  Position entry_, end_;
-  std::shared_ptr<T> object_;  // null at the end
 };
 
 }  // namespace QVFoundation

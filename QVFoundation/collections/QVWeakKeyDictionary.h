@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "QVFoundation/collections/LivingIterator.h"
 #include "QVFoundation/collections/WeakReference.h"
 
 namespace QVFoundation {
@@ -26,11 +27,26 @@ namespace QVFoundation {
 /// Threads: one thread at a time; the objects themselves may go on any thread, also while a loop runs.
 template <class Object, class T>
 class QVWeakKeyDictionary {
+  struct Entry {
+    detail::WeakReference<Object> object;
+    T content;
+  };
+  using Entries = std::unordered_map<const Object*, Entry>;
+  struct Place {
+    template <class Position>
+    static const auto& object(Position entry) {
+      return entry->second.object;
+    }
+    template <class Position>
+    static auto value(Position entry, const std::shared_ptr<Object>& object) {
+      return std::pair<const std::shared_ptr<Object>&, decltype((entry->second.content))>(
+          object, entry->second.content);
+    }
+  };
+
 public:
-  template <bool isConst>
-  class Iterator;
-  using iterator = Iterator<false>;
-  using const_iterator = Iterator<true>;
+  using iterator = detail::LivingIterator<typename Entries::iterator, Place>;
+  using const_iterator = detail::LivingIterator<typename Entries::const_iterator, Place>;
 
   /// What is stored for an object; null where there is nothing. The pointer holds until that entry goes.
   [[nodiscard]] T* find(const Object& object) {
@@ -80,53 +96,8 @@ public:
   }
 
 private:
-  struct Entry {
-    detail::WeakReference<Object> object;
-    T content;
-  };
-  using Entries = std::unordered_map<const Object*, Entry>;
-
   Entries entries_;
   std::size_t sizeToCompactAt_ = 8;
-};
-
-/// Walks over the entries that are left, and keeps the object of the one that it stands at.
-///
-/// Threads: as for `QVWeakKeyDictionary`.
-template <class Object, class T>
-template <bool isConst>
-class QVWeakKeyDictionary<Object, T>::Iterator {
-public:
-  using iterator_concept = std::input_iterator_tag;
-  using Content = std::conditional_t<isConst, const T, T>;
-  using value_type = std::pair<const std::shared_ptr<Object>&, Content&>;
-  using difference_type = std::ptrdiff_t;
-
-  Iterator() = default;
-
-  value_type operator*() const { return {object_, entry_->second.content}; }
-  Iterator& operator++() {
-    ++entry_;
-    findLiving();
-    return *this;
-  }
-  void operator++(int) { ++*this; }
-  friend bool operator==(const Iterator& iterator, std::default_sentinel_t /*end*/) {
-    return !iterator.object_;
-  }
-
-private:
-  friend class QVWeakKeyDictionary;
-  using Position = std::conditional_t<isConst, typename Entries::const_iterator, typename Entries::iterator>;
-  Iterator(Position entry, Position end) : entry_(entry), end_(end) { findLiving(); }
-
-  void findLiving() {
-    object_.reset();
-    while (entry_ != end_ && !(object_ = entry_->second.object.lock())) ++entry_;
-  }
-
-  Position entry_, end_;
-  std::shared_ptr<Object> object_;  // null at the end
 };
 
 }  // namespace QVFoundation

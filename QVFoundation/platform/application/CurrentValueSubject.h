@@ -36,11 +36,7 @@ public:
   void send(Output value) { core_.sendAndKeep(std::make_shared<const Output>(std::move(value))); }
   void send(const Completion& completion) { core_.send(completion); }
 
-  [[nodiscard]] Publisher<Output> publisher() const {
-    return Publisher<Output>([core = core_](const Subscriber<Output>& subscriber) {
-      return core.subscribe(subscriber.receiver());
-    });
-  }
+  [[nodiscard]] Publisher<Output> publisher() const { return core_.publisher<Output>(); }
 
 private:
   const detail::SubjectCore core_;

@@ -5,6 +5,7 @@
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/application/Cancellable.h"
 #include "QVFoundation/platform/application/Completion.h"
+#include "QVFoundation/platform/application/Publisher.h"
 #include "QVFoundation/platform/application/Receiver.h"
 
 /// Internal: installed because other headers need it.
@@ -25,6 +26,12 @@ public:
   void send(const Completion& completion) const;
 
   [[nodiscard]] Cancellable subscribe(const std::shared_ptr<Receiver>& receiver) const;
+  template <class Output>
+  [[nodiscard]] Publisher<Output> publisher() const {
+    return Publisher<Output>([core = *this](const Subscriber<Output>& subscriber) {
+      return core.subscribe(subscriber.receiver());
+    });
+  }
   [[nodiscard]] std::shared_ptr<const void> current() const;
 
 private:
