@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <unordered_set>
 #include <utility>
 
 #include "QVFoundation/observation/ElementCounts_p.h"
@@ -5,44 +7,85 @@
 
 namespace QVFoundation::detail {
 
-ElementCounts::Difference ElementCounts::apply(const Value& oldElements, const Value& newElements) {
+/// Finds out who comes and goes while counts change.
+class ElementCounts::Exchange {
+public:
+  explicit Exchange(ElementCounts& counts) : counts_(counts) {}
+
+  void takeOut(const Value& elements) {
+    for (const Value& value : elements.array()) {
+      if (auto element = value.object()) {
+        takeOut(std::move(element), 1);
+      } else if (counts_.total_ > 0) {
+        --counts_.total_;
+      }
+    }
+  }
+  void takeOutAll() {
+    const auto all = counts_.counts_;
+    for (const auto& [address, entry] : all) {
+      if (auto element = entry.element.lock()) takeOut(std::move(element), entry.count);
+    }
+    std::erase_if(counts_.counts_, [](const auto& entry) { return entry.second.element.expired(); });
+    counts_.total_ = 0;
+  }
+  void putIn(const Value& elements) {
+    for (const Value& value : elements.array()) {
+      ++counts_.total_;
+      if (auto element = value.object()) ++touch(std::move(element)).count;
+    }
+  }
+
+  Difference difference() && {
+    Difference difference;
+    for (auto& [element, wasIn] : touched_) {
+      const auto entry = counts_.counts_.find(element.get());
+      const bool isIn = entry->second.count > 0;
+      if (!isIn) counts_.counts_.erase(entry);
+      if (isIn != wasIn) (isIn ? difference.added : difference.removed).push_back(std::move(element));
+    }
+    return difference;
+  }
+
+private:
   struct Touched {
     std::shared_ptr<NSObject> element;
     bool wasIn;
   };
-  std::vector<Touched> touched;  // in the order of the lists
-  std::unordered_map<const NSObject*, bool> isTouched;
-  const auto count = [&](const Value& elements, long difference) {
-    for (const Value& value : elements.array()) {
-      auto element = value.object();
-      if (element == nullptr) continue;
-      Count& entry = counts_[element.get()];
-      if (entry.element.expired()) entry = {element, 0};  // new, or at the address of one that has gone
-      if (!std::exchange(isTouched[element.get()], true)) touched.push_back({element, entry.count > 0});
-      entry.count += difference;
-    }
-  };
-  count(oldElements, -1);
-  count(newElements, +1);
 
-  Difference difference;
-  for (auto& [element, wasIn] : touched) {
-    const auto entry = counts_.find(element.get());
-    const bool isIn = entry->second.count > 0;
-    if (entry->second.count == 0) counts_.erase(entry);
-    if (isIn == wasIn) continue;
-    (isIn ? difference.added : difference.removed).push_back(std::move(element));
+  void takeOut(std::shared_ptr<NSObject> element, std::size_t times) {
+    Count& entry = touch(std::move(element));
+    times = std::min(times, entry.count);
+    entry.count -= times;
+    counts_.total_ -= times;
   }
-  return difference;
+  Count& touch(std::shared_ptr<NSObject> element) {
+    Count& entry = counts_.counts_[element.get()];
+    if (entry.element.expired()) {  // new, or at the address of one that has gone
+      counts_.total_ -= entry.count;
+      entry = {element, 0};
+    }
+    if (isTouched_.insert(element.get()).second) touched_.push_back({std::move(element), entry.count > 0});
+    return entry;
+  }
+
+  ElementCounts& counts_;
+  std::vector<Touched> touched_;  // in the order of the lists
+  std::unordered_set<const NSObject*> isTouched_;
+};
+
+ElementCounts::Difference ElementCounts::exchange(const Value& removed, const Value& added) {
+  Exchange exchange(*this);
+  exchange.takeOut(removed);
+  exchange.putIn(added);
+  return std::move(exchange).difference();
 }
 
-ElementCounts::Elements ElementCounts::clear() {
-  Elements elements;
-  for (const auto& [address, entry] : std::exchange(counts_, {})) {
-    auto element = entry.element.lock();
-    if (element != nullptr && entry.count > 0) elements.push_back(std::move(element));
-  }
-  return elements;
+ElementCounts::Difference ElementCounts::set(const Value& list) {
+  Exchange exchange(*this);
+  exchange.takeOutAll();
+  exchange.putIn(list);
+  return std::move(exchange).difference();
 }
 
 }  // namespace QVFoundation::detail

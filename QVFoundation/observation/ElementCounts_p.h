@@ -1,19 +1,17 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <unordered_map>
 #include <vector>
 
-#include "QVFoundation/platform/runtime/NSKeyValueChange.h"
 #include "QVFoundation/platform/runtime/NSObject.h"
 #include "QVFoundation/platform/runtime/Value.h"
 
 namespace QVFoundation::detail {
 
-/// How often each object stands in a list, kept up by the changes of the list. Objects are told apart by identity.
-///
-/// Changes may arrive in any order: each only adds to the counts and takes from them, which may fall below zero for
-/// as long as an earlier change is still on its way.
+/// How often each object stands in a list. Objects are told apart by identity; what is no object is counted
+/// with the rest, and no more.
 ///
 /// Threads: one at a time.
 class ElementCounts {
@@ -24,20 +22,24 @@ public:
     Elements added;    // not in the list before
   };
 
-  /// Counts a change in; returns who came and who went.
-  Difference apply(const NSKeyValueChange& change) { return apply(change.oldValue(), change.newValue()); }
-  Difference apply(const Value& oldElements, const Value& newElements);
+  /// Takes some elements out and puts others in; returns who went and who came. What is not there cannot be
+  /// taken out, so counts never fall below zero.
+  Difference exchange(const Value& removed, const Value& added);
+  /// Counts a whole list in place of what was counted before.
+  Difference set(const Value& list);
 
-  /// Forgets all; returns those that were in the list and still exist.
-  Elements clear();
+  /// Of all elements together.
+  [[nodiscard]] std::size_t total() const noexcept { return total_; }
 
 private:
   struct Count {
     std::weak_ptr<NSObject> element;
-    long count = 0;
+    std::size_t count = 0;
   };
+  class Exchange;
 
   std::unordered_map<const NSObject*, Count> counts_;
+  std::size_t total_ = 0;
 };
 
 }  // namespace QVFoundation::detail

@@ -12,8 +12,9 @@ namespace detail {
 
 void addBlockObserver(NSObject& object, std::string_view keyPath, NSKeyValueObservingOptions options,
                       const std::optional<std::string>& identifier, ObservationTask task) {
-  ObserverMap::start(object, keyForTarget(object, keyPath, identifier),
-                     KDObserverTrampoline::make(object, keyPath, options, std::move(task)));
+  ObserverMap::start(
+      object, keyForTarget(object, keyPath, identifier),
+      KDObserverTrampoline::make(object, keyPath, options, checkedTask(std::move(task), object, keyPath)));
 }
 
 }  // namespace detail

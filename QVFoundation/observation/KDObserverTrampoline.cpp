@@ -1,5 +1,6 @@
 #include <utility>
 
+#include "QVFoundation/observation/ElementFamily_p.h"
 #include "QVFoundation/observation/KDObserverTrampoline_p.h"
 #include "QVFoundation/platform/text/Format.h"
 
@@ -14,37 +15,65 @@ constexpr char context[] = "KDObserverTrampolineContext";
 
 std::shared_ptr<KDObserverTrampoline> KDObserverTrampoline::make(NSObject& observee, std::string_view keyPath,
                                                                  NSKeyValueObservingOptions options,
-                                                                 Task task) {
-  auto trampoline = std::make_shared<KDObserverTrampoline>(observee, keyPath, std::move(task));
-  trampoline->unbegun_ = std::make_shared<KeyValueRegistration>(
-      observee, keyPath, options, trampoline, context, KeyValueRegistration::EndsWithObject::yes);
-  trampoline->registration_ = trampoline->unbegun_;
-  return trampoline;
+                                                                 Task task,
+                                                                 std::shared_ptr<ElementFamily> family) {
+  return std::make_shared<KDObserverTrampoline>(observee, keyPath, options, std::move(task),
+                                                std::move(family));
 }
 
-KDObserverTrampoline::KDObserverTrampoline(NSObject& observee, std::string_view keyPath, Task task)
-    : observee_(&observee), keyPath_(keyPath), task_(std::move(task)) {}
+KDObserverTrampoline::KDObserverTrampoline(NSObject& observee, std::string_view keyPath,
+                                           NSKeyValueObservingOptions options, Task task,
+                                           std::shared_ptr<ElementFamily> family)
+    : keyPath_(keyPath),
+      options_(options),
+      task_(std::move(task)),
+      family_(std::move(family)),
+      observee_(&observee) {}
 
-KDObserverTrampoline::~KDObserverTrampoline() { cancelObservation(); }
+KDObserverTrampoline::~KDObserverTrampoline() { objectGoes(); }
 
 void KDObserverTrampoline::begin() {
-  const auto registration = std::move(unbegun_);
   NSObject* const observee = observee_;
-  if (observee != nullptr) registration->begin(*observee);
+  if (observee == nullptr) return;
+  auto self = std::static_pointer_cast<KDObserverTrampoline>(shared_from_this());
+  const auto registration = std::make_shared<KeyValueRegistration>(
+      *observee, keyPath_, options_, std::move(self), context, KeyValueRegistration::EndsWithObject::yes);
+  {
+    const UnfairLockGuard guard(lock_);
+    if (isCancelled()) return;
+    registration_ = registration;
+  }
+  registration->begin(*observee);
 }
 
 void KDObserverTrampoline::cancelObservation() noexcept {
-  unlink();
+  Released released;
+  unlink(released);
   awaitEnd();
 }
 
-void KDObserverTrampoline::unlink() noexcept {
-  observee_ = nullptr;
-  if (const auto registration = registration_.lock()) registration->unlink();
+void KDObserverTrampoline::unlink(Released& released) noexcept {
+  {
+    const UnfairLockGuard guard(lock_);
+    observee_ = nullptr;
+  }
+  if (const auto begun = registration()) begun->unlink(released);
 }
 
 void KDObserverTrampoline::awaitEnd() noexcept {
-  if (const auto registration = registration_.lock()) registration->awaitEnd();
+  if (const auto begun = registration()) begun->awaitEnd();
+  if (family_ != nullptr) family_->end(ElementFamily::Wait::yes);
+}
+
+std::shared_ptr<KeyValueRegistration> KDObserverTrampoline::registration() const noexcept {
+  const UnfairLockGuard guard(lock_);
+  return registration_.lock();
+}
+
+void KDObserverTrampoline::objectGoes() noexcept {
+  Released released;
+  unlink(released);
+  if (family_ != nullptr) family_->end(ElementFamily::Wait::no);
 }
 
 void KDObserverTrampoline::observeValueForKeyPath(std::string_view keyPath, NSObject& object,

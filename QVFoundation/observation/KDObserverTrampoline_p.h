@@ -7,27 +7,34 @@
 #include <string_view>
 
 #include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/concurrency/ThreadSafety.h"
+#include "QVFoundation/platform/concurrency/UnfairLock.h"
 #include "QVFoundation/platform/runtime/KeyValueRegistration_p.h"
 #include "QVFoundation/platform/runtime/NSKeyValueObserving.h"
 #include "QVFoundation/platform/runtime/NSObject.h"
 
 namespace QVFoundation::detail {
 
+class ElementFamily;
+
 /// Observes a key path of one object for a callable.
 ///
-/// Between its creation and `begin` it may be cancelled already; then it never begins.
+/// Between its creation and `begin` it may be cancelled already; then it never begins. One that observes a
+/// list owns the family of what is observed of its elements, which ends with it.
 ///
 /// Threads: any.
-/// Ownership: kept by the observed object, in its observer map and by its registration; knows the object without
-/// keeping it.
+/// Ownership: kept by the observed object, in its observer map and by its registration; knows the object
+/// without keeping it.
 class QV_TEST_EXPORT KDObserverTrampoline final : public NSObject, public NSKeyValueObserver {
 public:
   using Task = std::function<void(NSObject& object, const NSKeyValueChange& change)>;
 
   static std::shared_ptr<KDObserverTrampoline> make(NSObject& observee, std::string_view keyPath,
-                                                    NSKeyValueObservingOptions options, Task task);
-  KDObserverTrampoline(NSObject& observee, std::string_view keyPath, Task task);
-  /// Cancels.
+                                                    NSKeyValueObservingOptions options, Task task,
+                                                    std::shared_ptr<ElementFamily> family = nullptr);
+  KDObserverTrampoline(NSObject& observee, std::string_view keyPath, NSKeyValueObservingOptions options,
+                       Task task, std::shared_ptr<ElementFamily> family);
+  /// Cancels, without waiting.
   ~KDObserverTrampoline() override;
 
   /// Registers with the object, which may call the task at once.
@@ -35,9 +42,12 @@ public:
   /// Ends the observation, once; later calls do nothing. Waits until the task has ended on other threads, as
   /// `removeObserver` does.
   void cancelObservation() noexcept;
-  /// The two halves of it.
-  void unlink() noexcept;
+  using Released = KeyValueRegistration::Released;
+  /// The two halves of it. The first may be called with a lock held: it calls nobody.
+  void unlink(Released& released) noexcept;
   void awaitEnd() noexcept;
+  /// Cancels without waiting: its object goes.
+  void objectGoes() noexcept;
   [[nodiscard]] bool isCancelled() const noexcept { return observee_.load() == nullptr; }
 
   void observeValueForKeyPath(std::string_view keyPath, NSObject& object, const NSKeyValueChange& change,
@@ -45,11 +55,16 @@ public:
   [[nodiscard]] std::string description() const override;
 
 private:
-  std::atomic<NSObject*> observee_;  // null once cancelled
+  [[nodiscard]] std::shared_ptr<KeyValueRegistration> registration() const noexcept;
+
   const std::string keyPath_;
+  const NSKeyValueObservingOptions options_;
   const Task task_;
-  std::shared_ptr<KeyValueRegistration> unbegun_;  // until `begin`: it keeps the trampoline in its turn
-  std::weak_ptr<KeyValueRegistration> registration_;
+  const std::shared_ptr<ElementFamily> family_;
+
+  mutable UnfairLock lock_;
+  std::atomic<NSObject*> observee_;  // null once cancelled; written under the lock
+  std::weak_ptr<KeyValueRegistration> registration_ QV_GUARDED_BY(lock_);  // keeps the trampoline in its turn
 };
 
 }  // namespace QVFoundation::detail

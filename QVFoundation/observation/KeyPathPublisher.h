@@ -11,9 +11,10 @@
 
 namespace QVFoundation {
 
-/// Publishes each new value of what a key path leads to, as a `T`; the present one first, where `options` have
-/// `NSKeyValueObservingOptionInitial`. A value that is no `T` is passed over; ask for a `std::optional<T>` to
-/// hear of the absence of one as well.
+/// Publishes each new value of what a key path leads to, as a `T`; the present one first, where `options`
+/// have `NSKeyValueObservingOptionInitial`. A list is published whole, also where some elements alone have
+/// changed. A value that is no `T` is passed over; ask for a `std::optional<T>` to hear of the absence of one
+/// as well.
 ///
 /// ```cpp
 /// keyPathPublisher<std::string>(track, "album.title").sink([](const std::string& title) { show(title); });
@@ -31,8 +32,11 @@ template <class T>
     const auto observed = weakObject.lock();
     if (observed == nullptr) return Cancellable();
     auto observation = std::make_shared<NSKeyValueObservation>(NSKeyValueObservation::begin(
-        *observed, keyPath, options, [subscriber](NSObject& /*object*/, const NSKeyValueChange& change) {
-          if (const std::optional<T> value = change.newValue().template as<T>()) subscriber.receive(*value);
+        *observed, keyPath, options, [subscriber, keyPath](NSObject& root, const NSKeyValueChange& change) {
+          if (change.isPrior()) return;
+          const bool isWhole = change.kind() == NSKeyValueChangeKind::setting;
+          const Value value = isWhole ? change.newValue() : root.valueForKeyPath(keyPath);
+          if (const std::optional<T> content = value.as<T>()) subscriber.receive(*content);
         }));
     return Cancellable([observation] { observation->invalidate(); });
   });

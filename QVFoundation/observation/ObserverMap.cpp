@@ -12,7 +12,7 @@ constexpr std::string_view associationKey = "org.qvfoundation.observation.observ
 }  // namespace
 
 ObserverMap::~ObserverMap() {
-  for (const auto& [token, trampoline] : trampolines_) trampoline->cancelObservation();
+  for (const auto& [token, trampoline] : trampolines_) trampoline->objectGoes();
 }
 
 std::shared_ptr<ObserverMap> ObserverMap::ofIfAny(NSObject& object) {
@@ -24,29 +24,34 @@ std::shared_ptr<ObserverMap> ObserverMap::ofIfAny(NSObject& object) {
 bool ObserverMap::exchange(const std::string& token, std::shared_ptr<KDObserverTrampoline>& trampoline) {
   const UnfairLockGuard guard(lock_);
   if (isDetached_) return false;
-  trampolines_[token].swap(trampoline);
+  // Whoever cancels one takes it out afterwards, and will not find this one.
+  if (!trampoline->isCancelled()) trampolines_[token].swap(trampoline);
   return true;
 }
 
 void ObserverMap::start(NSObject& object, const std::string& token,
                         const std::shared_ptr<KDObserverTrampoline>& trampoline) {
   ObservationInfo& info = ObservationInfo::of(object);
+  std::shared_ptr<void> map;
   auto replaced = trampoline;
-  for (bool isStored = false; !isStored;) {
-    auto map = info.associatedObject(associationKey);
+  do {
+    map = info.associatedObject(associationKey);
     if (map == nullptr) map = info.associateIfAbsent(associationKey, std::make_shared<ObserverMap>());
-    isStored = static_cast<ObserverMap*>(map.get())->exchange(token, replaced);
-  }
-  if (replaced != nullptr && replaced != trampoline) replaced->cancelObservation();
+  } while (!static_cast<ObserverMap*>(map.get())->exchange(token, replaced));
+  if (replaced == trampoline) return static_cast<ObserverMap*>(map.get())->detachIfEmpty(object);
+
+  KDObserverTrampoline::Released released;
+  if (replaced != nullptr) replaced->unlink(released);
   try {
     trampoline->begin();
   } catch (...) {
-    trampoline->cancelObservation();
+    trampoline->unlink(released);
     take(object, token, trampoline.get());
     throw;
   }
-  // Who has cancelled it before it was stored has not found it.
-  if (trampoline->isCancelled()) take(object, token, trampoline.get());
+  // Not before the new one has begun: a change must not be missed while the task of the old one takes its
+  // time.
+  if (replaced != nullptr) replaced->awaitEnd();
 }
 
 std::shared_ptr<KDObserverTrampoline> ObserverMap::take(NSObject& object, std::string_view token,
@@ -61,11 +66,18 @@ std::shared_ptr<KDObserverTrampoline> ObserverMap::take(NSObject& object, std::s
     if (onlyThis != nullptr && entry->second.get() != onlyThis) return nullptr;
     taken = std::move(entry->second);
     map->trampolines_.erase(entry);
-    map->isDetached_ = map->trampolines_.empty();
-    if (!map->isDetached_) return taken;
   }
-  ObservationInfo::of(object).dissociate(associationKey, map);
+  map->detachIfEmpty(object);
   return taken;
+}
+
+void ObserverMap::detachIfEmpty(NSObject& object) {
+  {
+    const UnfairLockGuard guard(lock_);
+    isDetached_ = isDetached_ || trampolines_.empty();
+    if (!isDetached_) return;
+  }
+  ObservationInfo::of(object).dissociate(associationKey, shared_from_this());
 }
 
 }  // namespace QVFoundation::detail

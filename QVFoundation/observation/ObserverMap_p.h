@@ -27,8 +27,8 @@ public:
   /// Null where nothing is observed by trampolines.
   [[nodiscard]] static std::shared_ptr<ObserverMap> ofIfAny(NSObject& object);
 
-  /// Stores a trampoline, cancels the one that was there, and lets the new one begin. If that raises, or if it
-  /// has been cancelled meanwhile, it does not stay.
+  /// Stores a trampoline and lets it begin, and cancels the one that was there. If that raises it does not
+  /// stay. One that has been cancelled before leaves all as it is.
   static void start(NSObject& object, const std::string& token,
                     const std::shared_ptr<KDObserverTrampoline>& trampoline);
 
@@ -43,8 +43,11 @@ private:
   using Trampolines =
       std::unordered_map<std::string, std::shared_ptr<KDObserverTrampoline>, TextHash, std::equal_to<>>;
 
-  /// Leaves what was there before in `trampoline`. False where this map is no longer the object's.
+  /// Leaves what was there before in `trampoline`; does nothing with one that is cancelled. False where this
+  /// map is no longer the object's.
   bool exchange(const std::string& token, std::shared_ptr<KDObserverTrampoline>& trampoline);
+  /// Detaches the map from its object if it is empty.
+  void detachIfEmpty(NSObject& object);
 
   UnfairLock lock_;
   Trampolines trampolines_ QV_GUARDED_BY(lock_);

@@ -47,14 +47,15 @@ private:
 /// The value that a key path leads to, component by component; nothing as soon as one step gives nothing.
 [[nodiscard]] QV_EXPORT Value qv_valueForKeyPath(const Value& start, const QVKeyPath& keyPath);
 
-/// Writes a value for a component of the path on the object that the path without its last component leads to. Which
-/// component is intended, if unusual: the last of the *parent* path. So "a.b.c" writes "b" of the object at
-/// "a.b", and a path of one component gives no key, which raises `NSInvalidArgumentException`. Where the parent
-/// path leads to nothing, nothing is written.
+/// Writes a value on the object that the path without its last component leads to, and under the last
+/// component of that shorter path: "a.b.c" writes "b" of the object at "a.b". So a path of one component
+/// gives no key, which raises `NSInvalidArgumentException`. Where there is no such object, nothing is
+/// written.
 QV_EXPORT void qv_setValue(NSObject& start, const Value& value, const QVKeyPath& keyPath);
 
-/// Stores a value in nested dictionaries under a key path, making those that are missing. Nothing is not stored.
-/// A value that is in the way and is no dictionary, and an empty path, raise `NSInvalidArgumentException`.
+/// Stores a value in nested dictionaries under a key path, making those that are missing. Nothing is not
+/// stored. A value that is in the way and is no dictionary, and an empty path, raise
+/// `NSInvalidArgumentException`.
 QV_EXPORT void qv_addValue(Dictionary& dictionary, const Value& value, const QVKeyPath& keyPath);
 
 }  // namespace QVFoundation

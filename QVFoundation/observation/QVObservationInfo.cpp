@@ -33,7 +33,9 @@ bool QVObservationInfo::isEqual(const NSObject& other) const {
          identifier_ == info->identifier_ && keyPath_ == info->keyPath_;
 }
 
-std::size_t QVObservationInfo::hash() const { return std::hash<std::string>{}(keyPath_); }
+std::size_t QVObservationInfo::hash() const {
+  return std::hash<std::string>{}(keyPath_) ^ std::hash<std::string>{}(identifier_) << 1;
+}
 
 Dictionary QVObservationInfo::debugDictionary() const {
   Dictionary entries = QVObject::debugDictionary();

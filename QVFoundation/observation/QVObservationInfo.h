@@ -21,9 +21,9 @@ public:
   static const NSClass& staticClass();
   [[nodiscard]] const NSClass& dynamicClass() const override { return staticClass(); }
 
-  [[nodiscard]] std::shared_ptr<NSObject> target() const noexcept {
-    return target_.lock();
-  }  ///< Null once gone.
+  /// Null once gone.
+  [[nodiscard]] std::shared_ptr<NSObject> target() const noexcept { return target_.lock(); }
+  [[nodiscard]] bool targetIsGone() const noexcept { return target_.expired(); }
   [[nodiscard]] const std::string& keyPath() const noexcept { return keyPath_; }
   /// As the manager has expanded it.
   [[nodiscard]] const std::string& identifier() const noexcept { return identifier_; }

@@ -1,5 +1,7 @@
 #include "QVFoundation/observation/QVObservationManager.h"
 
+#include <algorithm>
+#include <iterator>
 #include <mutex>
 
 #include "QVFoundation/observation/ObserverMap_p.h"
@@ -12,63 +14,85 @@
 
 namespace QVFoundation {
 
-QVObservationManager::State::Record QVObservationManager::State::record(
-    NSObject& object, std::string_view keyPath, NSKeyValueObservingOptions options,
-    const std::string& identifier, ObservationTask task, Unfinished& removed) {
-  Record record{
-      QVObservationInfo::infoWithTarget(sharedReference(object, keyPath), std::string(keyPath), identifier),
-      keyForTarget(object, keyPath, identifier),
-      detail::KDObserverTrampoline::make(object, keyPath, options, std::move(task))};
+void QVObservationManager::State::putIn(Record record, Removed& removed) {
   takeOut(record.token, removed);
+  if (records.size() >= sizeToCompactAt) {
+    takeOutGone(removed);
+    sizeToCompactAt = std::max(sizeToCompactAt, records.size() * 2);
+  }
   numbers.emplace(record.token, ++lastNumber);
-  records.emplace(lastNumber, record);
-  return record;
+  records.emplace(lastNumber, std::move(record));
 }
 
-void QVObservationManager::State::takeOut(const std::string& token, Unfinished& removed) {
-  const auto number = numbers.extract(token);
-  if (number.empty()) return;
-  auto record = records.extract(number.mapped());
-  record.mapped().trampoline->unlink();
-  removed.push_back(std::move(record.mapped()));
+void QVObservationManager::State::takeOut(const std::string& token, Removed& removed,
+                                          const detail::KDObserverTrampoline* onlyThis) {
+  const auto number = numbers.find(token);
+  if (number == numbers.end()) return;
+  const auto record = records.find(number->second);
+  if (onlyThis != nullptr && record->second.trampoline.get() != onlyThis) return;
+  record->second.trampoline->unlink(removed.released);
+  removed.records.push_back(std::move(record->second));
+  records.erase(record);
+  numbers.erase(number);
 }
 
-void QVObservationManager::State::takeOutAll(Unfinished& removed) {
-  for (const auto& [key, family] : std::exchange(families, {})) family->end(*this, removed);
+void QVObservationManager::State::takeOutGone(Removed& removed) {
+  std::vector<std::string> tokens;
+  for (const auto& [number, record] : records) {
+    if (record.info->targetIsGone()) tokens.push_back(record.token);
+  }
+  for (const std::string& token : tokens) takeOut(token, removed);
+}
+
+// The last first, which is where an object finds them soonest.
+void QVObservationManager::State::takeOutAll(Removed& removed) {
   numbers.clear();
-  for (auto& [number, record] : std::exchange(records, {})) {
-    record.trampoline->unlink();
-    removed.push_back(std::move(record));
+  for (; !records.empty(); records.erase(std::prev(records.end()))) {
+    Record& record = records.rbegin()->second;
+    record.trampoline->unlink(removed.released);
+    removed.records.push_back(std::move(record));
   }
 }
 
-void QVObservationManager::State::finish(const Unfinished& removed) {
-  for (const Record& record : removed) {
+void QVObservationManager::State::begin(NSObject& object, std::string_view keyPath,
+                                        const std::string& identifier, const Trampoline& trampoline) {
+  const std::string token = keyForTarget(object, keyPath, identifier);
+  Record record{
+      QVObservationInfo::infoWithTarget(sharedReference(object, keyPath), std::string(keyPath), identifier),
+      token, trampoline};
+  Removed removed;
+  {
+    const std::lock_guard guard(lock);
+    putIn(std::move(record), removed);
+  }
+  try {
+    detail::ObserverMap::start(object, token, trampoline);
+  } catch (...) {
+    end(token, *trampoline);
+    finish(removed);
+    throw;
+  }
+  // What it takes the place of is waited for when it has begun: meanwhile no change is missed.
+  finish(removed);
+}
+
+void QVObservationManager::State::end(const std::string& token,
+                                      const detail::KDObserverTrampoline& trampoline) {
+  Removed removed;
+  {
+    const std::lock_guard guard(lock);
+    takeOut(token, removed, &trampoline);
+  }
+  finish(removed);
+}
+
+void QVObservationManager::State::finish(const Removed& removed) {
+  for (const Record& record : removed.records) {
     if (const auto target = record.info->target()) {
       detail::ObserverMap::take(*target, record.token, record.trampoline.get());
     }
   }
-  for (const Record& record : removed) record.trampoline->awaitEnd();
-}
-
-void QVObservationManager::State::begin(const Unfinished& added) {
-  auto next = added.begin();
-  try {
-    for (; next != added.end(); ++next) {
-      const auto target = next->info->target();
-      if (target != nullptr) detail::ObserverMap::start(*target, next->token, next->trampoline);
-    }
-  } catch (...) {
-    Unfinished removed;
-    const std::lock_guard guard(lock);
-    for (; next != added.end(); ++next) {
-      const auto number = numbers.find(next->token);
-      const bool isStillThis =
-          number != numbers.end() && records.at(number->second).trampoline == next->trampoline;
-      if (isStillThis) takeOut(next->token, removed);
-    }
-    throw;
-  }
+  for (const Record& record : removed.records) record.trampoline->awaitEnd();
 }
 
 const NSClass& QVObservationManager::staticClass() {
@@ -97,15 +121,9 @@ void QVObservationManager::addAnyObserver(NSObject& object, std::string_view key
                                           NSKeyValueObservingOptions options, const Identifier& identifier,
                                           ObservationTask task) {
   const auto state = state_;  // the task may let go of the manager
-  State::Unfinished removed;
-  State::Unfinished added;
-  {
-    const std::lock_guard guard(state->lock);
-    added.push_back(state->record(object, keyPath, options, identifierForInputIdentifier(identifier),
-                                  std::move(task), removed));
-  }
-  State::finish(removed);
-  state->begin(added);
+  state->begin(object, keyPath, identifierForInputIdentifier(identifier),
+               detail::KDObserverTrampoline::make(object, keyPath, options,
+                                                  detail::checkedTask(std::move(task), object, keyPath)));
 }
 
 void QVObservationManager::addWillDidObserver(NSObject& object, std::string_view keyPath,
@@ -122,12 +140,13 @@ void QVObservationManager::addWillDidObserver(NSObject& object, std::string_view
 void QVObservationManager::removeObserverOfObject(NSObject& object, std::string_view keyPath,
                                                   const Identifier& identifier) {
   const std::string expanded = identifierForInputIdentifier(identifier);
-  State::Unfinished removed;
+  State::Removed removed;
   {
     const std::lock_guard guard(state_->lock);
     state_->takeOut(keyForTarget(object, keyPath, expanded), removed);
   }
-  if (removed.empty()) removeObserverForKeyPath(object, keyPath, expanded);  // says that there is none
+  if (removed.records.empty())
+    removeObserverForKeyPath(object, keyPath, expanded);  // says that there is none
   State::finish(removed);
 }
 
@@ -139,12 +158,14 @@ void QVObservationManager::removeAllCancellables() { state_->cancellables.remove
 
 void QVObservationManager::removeAllObservers() {
   const auto state = state_;  // what goes with a task may let go of the manager
-  State::Unfinished removed;
+  State::Removed removed;
   decltype(state->tokensByNotificationCenter) tokens;
+  decltype(state->families) families;
   {
     const std::lock_guard guard(state->lock);
     state->takeOutAll(removed);
     std::swap(tokens, state->tokensByNotificationCenter);
+    std::swap(families, state->families);
     state->tokensByIdentifier.clear();
   }
   State::finish(removed);

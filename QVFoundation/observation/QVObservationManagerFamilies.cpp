@@ -4,49 +4,37 @@
 #include <utility>
 
 #include "QVFoundation/observation/QVObservationManagerState_p.h"
-#include "QVFoundation/platform/text/Format.h"
+#include "QVFoundation/platform/runtime/Array.h"
 
 namespace QVFoundation {
 
-QVObservationManager::Family::Family(std::vector<std::string> subKeyPaths, NSKeyValueObservingOptions options,
+QVObservationManager::Family::Family(const std::shared_ptr<State>& state, std::string_view keyPath,
+                                     std::vector<std::string> subKeyPaths, NSKeyValueObservingOptions options,
                                      std::string identifier, ElementObservationTask task)
-    : subKeyPaths_(std::move(subKeyPaths)),
-      options_(options),
-      identifier_(std::move(identifier)),
-      task_(std::make_shared<const ElementObservationTask>(std::move(task))) {}
+    : ElementFamily(keyPath, std::move(subKeyPaths), options, std::move(identifier), std::move(task)),
+      state_(state) {}
 
-std::string QVObservationManager::Family::key(const NSObject& object,
-                                              const std::vector<std::string>& subKeyPaths,
-                                              const std::string& identifier) {
-  return keyForTarget(object, observationIdentifierForSubKeyPaths(subKeyPaths), identifier);
-}
-
-void QVObservationManager::Family::update(State& state, const NSKeyValueChange& change,
-                                          State::Unfinished& removed, State::Unfinished& added) {
-  if (hasEnded_) return;
-  const auto difference = counts_.apply(change);
-  for (const auto& element : difference.removed) {
-    for (const std::string& path : subKeyPaths_)
-      state.takeOut(keyForTarget(*element, path, identifier_), removed);
-  }
-  for (const auto& element : difference.added) {
-    for (const std::string& path : subKeyPaths_) {
-      added.push_back(state.record(
-          *element, path, options_, identifier_,
-          [task = task_, path](NSObject& object, const NSKeyValueChange& itsChange) {
-            (*task)(object, path, itsChange);
-          },
-          removed));
-    }
+void QVObservationManager::Family::noteBeginning(const detail::Placement& placement) {
+  const auto state = state_.lock();
+  const auto element = placement.target.lock();
+  if (state == nullptr || element == nullptr) return;
+  State::Removed removed;
+  {
+    const std::lock_guard guard(state->lock);
+    // Whoever has cancelled it notes its end afterwards, or has done so.
+    if (placement.trampoline->isCancelled()) return;
+    state->putIn({QVObservationInfo::infoWithTarget(element, placement.keyPath, identifier()),
+                  placement.token, placement.trampoline},
+                 removed);
   }
 }
 
-void QVObservationManager::Family::end(State& state, State::Unfinished& removed) {
-  hasEnded_ = true;
-  for (const auto& element : counts_.clear()) {
-    for (const std::string& path : subKeyPaths_)
-      state.takeOut(keyForTarget(*element, path, identifier_), removed);
-  }
+void QVObservationManager::Family::noteEnd(const detail::Placement& placement) noexcept {
+  const auto state = state_.lock();
+  if (state == nullptr) return;
+  State::Removed removed;
+  const std::lock_guard guard(state->lock);
+  state->takeOut(placement.token, removed, placement.trampoline.get());
 }
 
 void QVObservationManager::addFamily(NSObject& object, std::string_view keyPath,
@@ -54,42 +42,18 @@ void QVObservationManager::addFamily(NSObject& object, std::string_view keyPath,
                                      const Identifier& identifier, ElementObservationTask task) {
   const auto state = state_;  // the task may let go of the manager
   const std::string expanded = identifierForInputIdentifier(identifier);
-  const std::string key = Family::key(object, subKeyPaths, expanded);
-  const auto family = std::make_shared<Family>(std::move(subKeyPaths), options, expanded, std::move(task));
-  State::Unfinished removed;
-  State::Unfinished added;
-  {
-    const std::lock_guard guard(state->lock);
-    auto& entry = state->families[key];
-    if (entry != nullptr) entry->end(*state, removed);
-    entry = family;
-    added.push_back(state->record(
-        object, keyPath, QVDefaultObservingOptions, expanded,
-        [weakState = std::weak_ptr(state), family](NSObject& /*object*/, const NSKeyValueChange& change) {
-          if (const auto shared = weakState.lock()) follow(*shared, *family, change);
-        },
-        removed));
-  }
-  State::finish(removed);
+  const auto family = std::make_shared<Family>(state, keyPath, std::move(subKeyPaths), options, expanded,
+                                               detail::checkedTask(std::move(task), object, keyPath));
+  const auto trampoline = detail::KDObserverTrampoline::make(
+      object, keyPath, QVDefaultObservingOptions,
+      [family](NSObject& list, const NSKeyValueChange& change) { family->follow(list, change); }, family);
+  state->begin(object, keyPath, expanded, trampoline);
   try {
-    state->begin(added);
-    // What is there already is counted in by hand: in a notification a wrong sub key path would be fatal.
-    follow(*state, *family, NSKeyValueChange({}, object.valueForKeyPath(keyPath)));
+    family->begin(object);
   } catch (...) {
-    endFamily(*state, key, added.front().token);
+    state->end(keyForTarget(object, keyPath, expanded), *trampoline);
     throw;
   }
-}
-
-void QVObservationManager::follow(State& state, Family& family, const NSKeyValueChange& change) {
-  State::Unfinished removed;
-  State::Unfinished added;
-  {
-    const std::lock_guard guard(state.lock);
-    family.update(state, change, removed, added);
-  }
-  State::finish(removed);
-  state.begin(added);
 }
 
 void QVObservationManager::updateObservationsForObject(NSObject& object, const NSKeyValueChange& change,
@@ -97,31 +61,33 @@ void QVObservationManager::updateObservationsForObject(NSObject& object, const N
                                                        NSKeyValueObservingOptions options,
                                                        const std::string& identifier,
                                                        ElementObservationTask task) {
+  if (detail::isMissing(task) && !change.newValue().array().empty()) {
+    detail::raiseMissingTask(object, observationIdentifierForSubKeyPaths(subKeyPaths));
+  }
   const auto state = state_;
+  const std::string key = keyForTarget(object, observationIdentifierForSubKeyPaths(subKeyPaths), identifier);
   std::shared_ptr<Family> family;
   {
     const std::lock_guard guard(state->lock);
-    auto& entry = state->families[Family::key(object, subKeyPaths, identifier)];
-    if (entry == nullptr) entry = std::make_shared<Family>(subKeyPaths, options, identifier, std::move(task));
+    auto& entry = state->families[key];
+    if (entry == nullptr) {
+      entry = std::make_shared<Family>(state, std::string_view(), subKeyPaths, options, identifier, nullptr);
+    }
     family = entry;
   }
-  follow(*state, *family, change);
+  family->exchange(change, options, std::move(task));
+  const std::lock_guard guard(state->lock);
+  if (family->isEmpty()) state->families.erase(key);
 }
 
 void QVObservationManager::removeObserverOfObject(NSObject& object, std::string_view keyPath,
-                                                  const std::vector<std::string>& subKeyPaths,
+                                                  const std::vector<std::string>& /*subKeyPaths*/,
                                                   const Identifier& identifier) {
   const std::string expanded = identifierForInputIdentifier(identifier);
-  endFamily(*state_, Family::key(object, subKeyPaths, expanded), keyForTarget(object, keyPath, expanded));
-}
-
-void QVObservationManager::endFamily(State& state, const std::string& key, const std::string& token) {
-  State::Unfinished removed;
+  State::Removed removed;
   {
-    const std::lock_guard guard(state.lock);
-    state.takeOut(token, removed);
-    const auto family = state.families.extract(key);
-    if (!family.empty()) family.mapped()->end(state, removed);
+    const std::lock_guard guard(state_->lock);
+    state_->takeOut(keyForTarget(object, keyPath, expanded), removed);
   }
   State::finish(removed);
 }

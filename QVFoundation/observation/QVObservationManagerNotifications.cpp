@@ -4,9 +4,20 @@
 #include <utility>
 
 #include "QVFoundation/observation/QVObservationManagerState_p.h"
+#include "QVFoundation/platform/runtime/NSException.h"
 #include "QVFoundation/platform/text/Format.h"
 
 namespace QVFoundation {
+
+namespace {
+
+void checkCenter(const std::shared_ptr<NSNotificationCenter>& center) {
+  if (center == nullptr) {
+    throw NSException(NSInvalidArgumentException, "There is no notification centre to observe");
+  }
+}
+
+}  // namespace
 
 std::string QVObservationManager::identifierForNotificationCenter(
     const std::shared_ptr<NSNotificationCenter>& center, const std::optional<std::string>& name,
@@ -17,6 +28,7 @@ std::string QVObservationManager::identifierForNotificationCenter(
 void QVObservationManager::addObserverForNotificationCenter(
     const std::shared_ptr<NSNotificationCenter>& center, const std::optional<std::string>& name,
     const std::shared_ptr<NSObject>& object, NotificationTask task) {
+  checkCenter(center);
   const std::string identifier = identifierForNotificationCenter(center, name, object);
   const std::lock_guard guard(state_->lock);
   auto token = center->addObserverForName(name, object, nullptr, std::move(task));
@@ -27,6 +39,7 @@ void QVObservationManager::addObserverForNotificationCenter(
 void QVObservationManager::removeObserverForNotificationCenter(
     const std::shared_ptr<NSNotificationCenter>& center, const std::optional<std::string>& name,
     const std::shared_ptr<NSObject>& object) {
+  checkCenter(center);
   State::Token token;
   {
     const std::lock_guard guard(state_->lock);
@@ -41,6 +54,7 @@ void QVObservationManager::removeObserverForNotificationCenter(
 
 std::vector<std::shared_ptr<NSObject>> QVObservationManager::tokensForNotificationCenter(
     const std::shared_ptr<NSNotificationCenter>& center) const {
+  checkCenter(center);
   const std::lock_guard guard(state_->lock);
   const auto* const tokens = state_->tokensByNotificationCenter.find(*center);
   return tokens != nullptr ? std::vector(tokens->begin(), tokens->end()) : std::vector<State::Token>();

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "QVFoundation/collections/QVWeakKeyDictionary.h"
-#include "QVFoundation/observation/ElementCounts_p.h"
+#include "QVFoundation/observation/ElementFamily_p.h"
 #include "QVFoundation/observation/KDObserverTrampoline_p.h"
 #include "QVFoundation/observation/QVObservationManager.h"
 #include "QVFoundation/platform/application/CancellableBag.h"
@@ -19,8 +19,8 @@ namespace QVFoundation {
 
 /// What a manager keeps. Tasks share it with the manager, which may go while they run.
 ///
-/// Whatever is added is recorded under the lock and begins outside of it; whatever is removed is unlinked under the
-/// lock and waited for outside. One that is removed between the two never begins.
+/// Whatever is added is recorded under the lock and begins outside of it; whatever is removed is unlinked
+/// under the lock and waited for outside. One that is removed between the two never begins.
 struct QVObservationManager::State : std::enable_shared_from_this<State> {
   using Trampoline = std::shared_ptr<detail::KDObserverTrampoline>;
   using Token = std::shared_ptr<NSObject>;
@@ -30,53 +30,51 @@ struct QVObservationManager::State : std::enable_shared_from_this<State> {
     std::string token;
     Trampoline trampoline;
   };
-  /// Records taken out of the list and not yet waited for, or put in and not yet begun.
-  using Unfinished = std::vector<Record>;
+  /// Records taken out of the list and not yet waited for, with what must not go under the lock.
+  struct Removed {
+    std::vector<Record> records;
+    detail::KDObserverTrampoline::Released released;
+  };
 
   // Under the lock.
-  /// Puts a record in, and takes out the one whose place it takes.
-  [[nodiscard]] Record record(NSObject& object, std::string_view keyPath, NSKeyValueObservingOptions options,
-                              const std::string& identifier, ObservationTask task, Unfinished& removed);
-  void takeOut(const std::string& token, Unfinished& removed);
-  void takeOutAll(Unfinished& removed);
+  /// Puts a record in the place of the one with the same token, and clears away those of objects that have
+  /// gone.
+  void putIn(Record record, Removed& removed);
+  void takeOut(const std::string& token, Removed& removed,
+               const detail::KDObserverTrampoline* onlyThis = nullptr);
+  void takeOutGone(Removed& removed);
+  void takeOutAll(Removed& removed);
 
   // Without the lock.
-  static void finish(const Unfinished& removed);
-  /// Begins all. If one raises, it and those after it are taken out again.
-  void begin(const Unfinished& added);
+  /// Records a trampoline and lets it begin. If that raises, it is taken out again.
+  void begin(NSObject& object, std::string_view keyPath, const std::string& identifier,
+             const Trampoline& trampoline);
+  void end(const std::string& token, const detail::KDObserverTrampoline& trampoline);
+  static void finish(const Removed& removed);
 
   NSRecursiveLock lock;
   std::uint64_t lastNumber = 0;
-  std::map<std::uint64_t, Record> records;                  // in the order of registration
-  std::unordered_map<std::string, std::uint64_t> numbers;   // of the records, by token
-  std::map<std::string, std::shared_ptr<Family>> families;  // by object, sub key paths and identifier
+  std::size_t sizeToCompactAt = 64;
+  std::map<std::uint64_t, Record> records;                 // in the order of registration
+  std::unordered_map<std::string, std::uint64_t> numbers;  // of the records, by token
+  std::map<std::string, std::shared_ptr<Family>>
+      families;  // kept up by hand, by object, sub key paths, identifier
   std::unordered_map<std::string, Token> tokensByIdentifier;
   QVWeakKeyDictionary<NSNotificationCenter, std::set<Token>> tokensByNotificationCenter;
   CancellableBag cancellables;
 };
 
-/// The observations of the elements of one list.
-class QVObservationManager::Family {
+/// A family whose registrations the manager lists.
+class QVObservationManager::Family final : public detail::ElementFamily {
 public:
-  Family(std::vector<std::string> subKeyPaths, NSKeyValueObservingOptions options, std::string identifier,
-         ElementObservationTask task);
-
-  [[nodiscard]] static std::string key(const NSObject& object, const std::vector<std::string>& subKeyPaths,
-                                       const std::string& identifier);
-
-  // Both under the lock of the state, without waiting or calling anybody.
-  /// Counts a change in; does nothing once the family has ended.
-  void update(State& state, const NSKeyValueChange& change, State::Unfinished& removed,
-              State::Unfinished& added);
-  void end(State& state, State::Unfinished& removed);
+  Family(const std::shared_ptr<State>& state, std::string_view keyPath, std::vector<std::string> subKeyPaths,
+         NSKeyValueObservingOptions options, std::string identifier, ElementObservationTask task);
 
 private:
-  const std::vector<std::string> subKeyPaths_;
-  const NSKeyValueObservingOptions options_;
-  const std::string identifier_;
-  const std::shared_ptr<const ElementObservationTask> task_;
-  detail::ElementCounts counts_;
-  bool hasEnded_ = false;
+  void noteBeginning(const detail::Placement& placement) override;
+  void noteEnd(const detail::Placement& placement) noexcept override;
+
+  const std::weak_ptr<State> state_;
 };
 
 }  // namespace QVFoundation

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <string_view>
+#include <utility>
 
 #include "QVFoundation/platform/runtime/Array.h"
 #include "QVFoundation/platform/runtime/Set.h"
@@ -23,6 +24,31 @@ std::string withLineBreaks(std::string_view text) {
   }
   return lines.append(text);
 }
+
+/// An object whose description is being made on this thread. One that comes up within its own description is
+/// named briefly there: objects may lead back to themselves by ways on which no indentation counts.
+class ObjectBeingDescribed {
+public:
+  explicit ObjectBeingDescribed(const QVObject& object) noexcept
+      : object_(object), outer_(std::exchange(innermost, this)) {}
+  ObjectBeingDescribed(const ObjectBeingDescribed&) = delete;
+  ObjectBeingDescribed& operator=(const ObjectBeingDescribed&) = delete;
+  ~ObjectBeingDescribed() { innermost = outer_; }
+
+  [[nodiscard]] static bool is(const QVObject& object) noexcept {
+    const ObjectBeingDescribed* described = innermost;
+    while (described != nullptr && &described->object_ != &object) described = described->outer_;
+    return described != nullptr;
+  }
+
+private:
+  static constinit thread_local const ObjectBeingDescribed* innermost;
+
+  const QVObject& object_;
+  const ObjectBeingDescribed* const outer_;
+};
+
+constinit thread_local const ObjectBeingDescribed* ObjectBeingDescribed::innermost = nullptr;
 
 // What is nested deeper is cut to an ellipsis, as in descriptions: no input may exhaust the stack.
 constexpr unsigned deepestLevel = 100;
@@ -66,7 +92,8 @@ Value asJSONValue(const Value& value, unsigned level) {
 std::string QVObject::description() const { return descriptionWithLocale(nullptr, 0); }
 
 std::string QVObject::descriptionWithLocale(const NSLocale* locale, unsigned indent) const {
-  if (indent > deepestFullDescription) return shortDescription();
+  if (indent > deepestFullDescription || ObjectBeingDescribed::is(*this)) return shortDescription();
+  const ObjectBeingDescribed described(*this);
   return withLineBreaks(Value(debugDictionary()).descriptionWithLocale(locale, indent));
 }
 

@@ -16,7 +16,7 @@ public:
   /// The debug dictionary.
   [[nodiscard]] std::string description() const override;
   /// The debug dictionary down to the second level of indentation; deeper, where it would only be in the way,
-  /// the short description.
+  /// and within the object's own description, the short description.
   [[nodiscard]] std::string descriptionWithLocale(const NSLocale* locale, unsigned indent) const override;
 };
 

@@ -1,5 +1,6 @@
 #include "QVFoundation/Observation.h"
 
+#include <atomic>
 #include <functional>
 #include <latch>
 #include <optional>
@@ -8,6 +9,7 @@
 #include <gmock/gmock.h>
 
 #include "QVFoundation/observation/ObserverMap_p.h"
+#include "QVFoundation/platform/application/CurrentValueSubject.h"
 #include "QVFoundation/platform/application/PassthroughSubject.h"
 #include "tests/platform/runtime/Player.h"
 #include "tests/platform/runtime/RaisedException.h"
@@ -110,9 +112,8 @@ TEST_F(ObservationManager, removesEverythingAndCanBeUsedAgain) {
 TEST_F(ObservationManager, keepsAFamilyInStepWithItsList) {
   const auto b = std::make_shared<Track>("B");
   list->setTracks({track, b, track});
-  const auto holder = std::make_shared<Track>();
   manager->addObserverOfObject(*list, "tracks", {"rating", "title"}, none, "f", noteOfElement("f"));
-  manager->addObserverOfObject(*list, "tracks", {"rating"}, none, std::nullopt, noteOfElement("g"));
+  manager->addObserverOfObject(*list, "tracks", {"rating"}, none, "g", noteOfElement("g"));
   EXPECT_EQ(manager->observationInfos().size(), 2U + 4U + 2U);
   b->setRating(1);
   auto proxy = mutableArrayValueForKey(*list, "tracks");
@@ -129,10 +130,6 @@ TEST_F(ObservationManager, keepsAFamilyInStepWithItsList) {
   proxy.append(track);
   track->setRating(4);
   EXPECT_EQ(diary.take(), "g A.rating\n");
-  manager->updateObservationsForObject(*list, NSKeyValueChange(Array{}, Array{b}), {"title"}, none, "own",
-                                       [&](NSObject&, std::string_view, auto&) { diary.add("own"); });
-  b->setTitle("C");
-  EXPECT_EQ(diary.take(), "own\n");
 }
 
 TEST_F(ObservationManager, takesBackAFamilyThatCannotBegin) {
@@ -149,13 +146,90 @@ TEST_F(ObservationManager, takesBackAFamilyThatCannotBegin) {
               StartsWith(NSInvalidArgumentException));
 }
 
-TEST_F(ObservationManager, skipsTargetsThatAreGone) {
-  auto held = std::make_shared<int>();
-  const std::weak_ptr<int> watch = held;
-  manager->addObserverOfObject(*track, "title", [held = std::move(held)](Track&, auto&) {});
-  track.reset();
+TEST_F(ObservationManager, letsGoOfTargetsThatAreGone) {
+  const auto held = std::make_shared<int>();
+  for (int i = 0; i < 1000; ++i) {
+    manager->addObserverOfObject(*std::make_shared<Track>(), "title", [held](Track&, auto&) {});
+  }
+  EXPECT_LT(held.use_count(), 200);
+  EXPECT_LT(manager->observationInfos().size(), 200U);
   manager->removeAllObservers();
-  EXPECT_TRUE(watch.expired());
+  EXPECT_EQ(held.use_count(), 1);
+}
+
+TEST_F(ObservationManager, missesNoChangeWhileItReplaces) {
+  std::latch isRunning(1), hasBegun(1), mayEnd(1);
+  manager->addObserverOfObject(*track, "rating", none, "x", [&, first = true](Track&, auto&) mutable {
+    if (!std::exchange(first, false)) return;
+    isRunning.count_down();
+    mayEnd.wait();
+  });
+  std::jthread changer([&] { track->setRating(1); });
+  isRunning.wait();
+  std::jthread replacer([&] {
+    manager->addObserverOfObject(*track, "rating", NSKeyValueObservingOptionInitial, "x",
+                                 [&, first = true](Track& changed, auto&) mutable {
+                                   if (std::exchange(first, false)) return hasBegun.count_down();
+                                   diary.add(std::to_string(changed.rating()));
+                                 });
+  });
+  hasBegun.wait();
+  track->setRating(2);
+  EXPECT_EQ(diary.take(), "2\n") << "while the task of the old one still runs";
+  mayEnd.count_down();
+}
+
+TEST_F(ObservationManager, refusesWhatCannotWork) {
+  const ObservationTask noTask;
+  const auto refuses = [](const auto& act) {
+    EXPECT_THAT(raisedBy(act), StartsWith(NSInvalidArgumentException));
+  };
+  refuses([&] { manager->addObserverOfObject(*track, "title", noTask); });
+  refuses(
+      [&] { manager->addObserverOfObject(*list, "tracks", {"title"}, none, "f", ElementObservationTask()); });
+  refuses([&] {
+    manager->updateObservationsForObject(*list, {Array{}, Array{track}}, {"title"}, none, "f", {});
+  });
+  refuses([&] { addObserverForKeyPath(*track, "title", noTask); });
+  refuses([&] { addObserverForKey(*list, "tracks", {"title"}, none, ElementObservationTask()); });
+  refuses([&] { (void)observe(*track, "title", noTask); });
+  refuses([&] { manager->addObserverForNotificationCenter(nullptr, "N", nullptr, noteOfPost("")); });
+  refuses([&] { manager->removeObserverForNotificationCenter(nullptr, "N", nullptr); });
+  refuses([&] { (void)manager->tokensForNotificationCenter(nullptr); });
+  manager->addObserverOfObject(*track, "title", noTask, diary.note("did"));
+  track->setTitle("B");
+  EXPECT_EQ(diary.take(), "did: \n") << "of a pair one may be missing";
+  EXPECT_EQ(manager->observationInfos().size(), 1U);
+}
+
+/// Shows the manager that it has.
+class Owner : public QVObject {
+public:
+  static const NSClass& staticClass() {
+    static const NSClass& cls =
+        *new NSClass(NSClass::define<Owner>("Owner", NSObject::staticClass()).stored("name", &Owner::name_));
+    return cls;
+  }
+  const NSClass& dynamicClass() const override { return staticClass(); }
+  Dictionary debugDictionary() const override {
+    Dictionary entries = QVObject::debugDictionary();
+    entries.set("manager", manager);
+    return entries;
+  }
+
+  const std::shared_ptr<QVObservationManager> manager = std::make_shared<QVObservationManager>();
+
+private:
+  std::string name_;
+};
+
+TEST_F(ObservationManager, isDescribedBrieflyByWhoObservesItself) {
+  const auto owner = std::make_shared<Owner>();
+  for (const char* identifier : {"a", "b", "c"}) {
+    owner->manager->addObserverOfObject(*owner, "name", none, identifier, [](Owner&, auto&) {});
+  }
+  EXPECT_LT(owner->description().size(), 10'000U);
+  EXPECT_LT(owner->manager->description().size(), 10'000U);
 }
 
 TEST_F(ObservationManager, mayGoFromInsideItsOwnTasks) {
@@ -196,6 +270,18 @@ TEST_F(ObservationManager, publishesValuesUntilTheObjectIsGone) {
   track->setArtist(nullptr);
   track->setArtist(std::make_shared<Artist>("Bob"));
   EXPECT_EQ(diary.take(), "Ann\nBob\n") << "what is no text is passed over";
+  const auto whole =
+      keyPathPublisher<Array>(list, "queue", NSKeyValueObservingOptionPrior).sink([&](const Array& queue) {
+        diary.add(queue.description());
+      });
+  auto queue = mutableArrayValueForKey(*list, "queue");
+  queue.append(1);
+  queue.append(2);
+  queue.remove(0);
+  const auto lines = [](const Array& a, const Array& b, const Array& c) {
+    return a.description() + '\n' + b.description() + '\n' + c.description() + '\n';
+  };
+  EXPECT_EQ(diary.take(), lines({1}, {1, 2}, {2})) << "lists are published whole";
   store(std::move(*subscription), *manager);
   manager->removeAllCancellables();
   track->setArtist(std::make_shared<Artist>("Eve"));
@@ -203,21 +289,56 @@ TEST_F(ObservationManager, publishesValuesUntilTheObjectIsGone) {
 }
 
 TEST_F(ObservationManager, waitsForATaskUnlessItsLockIsHeld) {
-  std::latch isRunning(1), mayEnd(1);
-  bool hasEnded = false;
-  manager->addObserverOfObject(*track, "rating", [&](Track&, auto&) {
-    isRunning.count_down();
-    manager->withObservationLock([] {});
-    mayEnd.wait();
-    hasEnded = true;
+  for (const bool isLocked : {true, false}) {
+    std::latch isRunning(1), mayEnd(1);
+    std::atomic<bool> hasEnded = false;
+    manager->addObserverOfObject(*track, "rating", [&](Track&, auto&) {
+      isRunning.count_down();
+      mayEnd.wait();
+      hasEnded = true;
+    });
+    std::jthread changer([&] { track->setRating(1); });
+    isRunning.wait();
+    if (isLocked) {
+      manager->withObservationLock([&] { manager->removeObserverOfObject(*track, "rating"); });
+      EXPECT_FALSE(hasEnded);
+      mayEnd.count_down();
+    } else {
+      std::jthread opener([&] { mayEnd.count_down(); });
+      manager->removeObserverOfObject(*track, "rating");
+      EXPECT_TRUE(hasEnded);
+    }
+  }
+}
+
+TEST_F(ObservationManager, mayGoOrEndAllFromInsideTheFirstValue) {
+  const Publisher<int> numbers([](const Subscriber<int>& subscriber) {
+    for (const int number : {1, 2}) subscriber.receive(number);
+    return Cancellable();
   });
-  manager->addObserverOfObject(*track, "title", diary.note("title"));
-  std::jthread changer([&] { track->setRating(1); });
-  isRunning.wait();
-  manager->withObservationLock([&] { manager->removeObserverOfObject(*track, "title"); });
-  std::jthread opener([&] { mayEnd.count_down(); });
-  manager->removeObserverOfObject(*track, "rating");
-  EXPECT_TRUE(hasEnded);
+  CurrentValueSubject<int> level(3);
+  const auto add = [&](const Publisher<int>& publisher, bool goes) {
+    manager->receiveFromPublisher(publisher, nullptr, [this, goes](int number) {
+      diary.add(std::to_string(number));
+      goes ? manager.reset() : manager->removeAllObservers();
+    });
+  };
+  add(numbers, false);
+  add(level.publisher(), false);
+  add(numbers, true);
+  level.send(4);
+  EXPECT_EQ(diary.take(), "1\n3\n1\n");
+}
+
+TEST_F(ObservationManager, tellsOfTheCompletion) {
+  PassthroughSubject<int> numbers;
+  manager->receiveFromPublisher(
+      numbers.publisher(), std::make_shared<ImmediateScheduler>(),
+      [&](const Completion&) { diary.add("completed"); },
+      [&](int number) { diary.add(std::to_string(number)); });
+  numbers.send(1);
+  numbers.send(Completion::finished());
+  EXPECT_EQ(diary.take(), "1\ncompleted\n");
 }
 
 }  // namespace

@@ -102,6 +102,7 @@ TEST(ObservationThreads, everythingHappensAtOnce) {
   // What dies is in here, and let go of by whoever is last.
   AtomicShared<Track> current(std::make_shared<Track>("first"));
   std::atomic<int> heard = 0;
+  std::atomic<int> late = 0;
   const auto hear = [&](NSObject&, const NSKeyValueChange&) { ++heard; };
   {
     auto manager = std::make_shared<QVObservationManager>();
@@ -111,7 +112,20 @@ TEST(ObservationThreads, everythingHappensAtOnce) {
         const auto track = current.load();
         switch ((thread + i) % 6) {
           case 0: track->setRating(i); break;
-          case 1: track->setTitle(std::to_string(i)); break;
+          case 1: {
+            std::atomic<bool> isRemoved = false;
+            int mine = 0;
+            auto observation = observe(*track, "title", [&, own = std::this_thread::get_id()](Track&, auto&) {
+              late += isRemoved ? 1 : 0;
+              mine += std::this_thread::get_id() == own ? 1 : 0;
+            });
+            track->setTitle(std::to_string(i));
+            observation.invalidate();
+            isRemoved = true;
+            track->setTitle("");
+            EXPECT_EQ(mine, 1) << "every change of one's own is heard while one listens";
+            break;
+          }
           case 2:
             manager->addObserverOfObject(*track, "title", newAndOld, std::to_string(i % 3), hear);
             break;
@@ -136,6 +150,7 @@ TEST(ObservationThreads, everythingHappensAtOnce) {
     manager->removeAllObservers();
   }
   EXPECT_GT(heard, 0);
+  EXPECT_EQ(late, 0) << "a task was called after its removal had returned";
 }
 
 TEST(ObservationThreads, pathsFollowObjectsThatOthersExchange) {

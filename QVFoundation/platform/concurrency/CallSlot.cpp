@@ -22,14 +22,15 @@ void leaveRecord(void* record) noexcept {
   static_cast<CallRecord*>(record)->hasThread.store(false, std::memory_order_release);
 }
 
-/// Has `leaveRecord` called when a thread ends, after its thread-local objects are gone: those may still call.
-pthread_key_t endOfThread() noexcept {
-  static const pthread_key_t key = [] {
-    pthread_key_t made{};
-    pthread_key_create(&made, leaveRecord);
-    return made;
-  }();
-  return key;
+/// Has `leaveRecord` called when this thread ends, after its thread-local objects are gone: those may still
+/// call. Where the process is out of keys, records stay with threads that have ended.
+void leaveAtEndOfThread(CallRecord& record) noexcept {
+  struct Key {
+    pthread_key_t key{};
+    const bool isMade = pthread_key_create(&key, leaveRecord) == 0;
+  };
+  static const Key end;
+  if (end.isMade) pthread_setspecific(end.key, &record);
 }
 
 CallRecord& someRecord() {
@@ -76,7 +77,7 @@ constinit thread_local CallRecord* CallRecord::own = nullptr;
 
 CallRecord& CallRecord::take() {
   own = &someRecord();
-  pthread_setspecific(endOfThread(), own);
+  leaveAtEndOfThread(*own);
   return *own;
 }
 

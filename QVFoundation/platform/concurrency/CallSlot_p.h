@@ -11,15 +11,16 @@ namespace QVFoundation::detail {
 ///
 /// Each thread has a chain of slots, the outermost call first, which other threads may read at any moment;
 /// slots are never freed, only handed to another thread when theirs has ended. Calling many listeners that
-/// stand in one table takes one slot: it names the table's owner (`group`), pins the table, and then names one
-/// listener after the other.
+/// stand in one table takes one slot: it names the table's owner (`group`), pins the table, and then names
+/// one listener after the other.
 ///
-/// A thread that calls writes its slot with plain stores and then looks whether the listener has been removed;
-/// one that removes marks the listener and then looks at the slots. That no call slips through between is
-/// the remover's burden: `orderAllThreads` makes every running thread's stores visible before he looks.
+/// A thread that calls writes its slot with plain stores and then looks whether the listener has been
+/// removed; one that removes marks the listener and then looks at the slots. That no call slips through
+/// between is the remover's burden: `orderAllThreads` makes every running thread's stores visible before he
+/// looks.
 ///
-/// Threads: a slot is written by its thread alone, always with release: who reads there that a call is over also
-/// sees all that the call did.
+/// Threads: a slot is written by its thread alone, always with release: who reads there that a call is over
+/// also sees all that the call did.
 struct CallSlot {
   void* walk = nullptr;  // what the thread itself keeps about the call
   std::atomic<const void*> group{nullptr};
@@ -27,9 +28,9 @@ struct CallSlot {
   std::atomic<const Listener*> current{nullptr};
   std::atomic<CallSlot*> inner{nullptr};  // for the calls made from inside of this one's
 
-  /// A slot for this thread's next call, and its return. Slots are returned in reverse order. Who takes one puts
-  /// a sequentially consistent fence before he looks into the table: either he sees there what others have
-  /// unlinked, or they see him.
+  /// A slot for this thread's next call, and its return. Slots are returned in reverse order. Who takes one
+  /// puts a sequentially consistent fence before he looks into the table, or looks there under the lock under
+  /// which others unlink: either he sees what they have unlinked, or they see him.
   [[nodiscard]] static CallSlot& take(const void* group);
   /// With the fence, where there is no table to pin.
   [[nodiscard]] static CallSlot& takeVisibly(const void* group) {
@@ -57,7 +58,8 @@ struct CallSlot {
       wakeWaiting();
   }
 
-  // Whoever asks has unlinked before, with a sequentially consistent store, what he asks about.
+  // Whoever asks has unlinked before what he asks about, with a sequentially consistent store or under a lock
+  // that those take who look for it.
   [[nodiscard]] static bool isPinned(const void* table) noexcept;
   /// Whether another thread walks over the table of that owner, or over any if it is null.
   [[nodiscard]] static bool othersAreIn(const void* group) noexcept;

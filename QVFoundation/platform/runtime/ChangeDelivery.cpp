@@ -142,6 +142,7 @@ bool QuietProperty::orOuterIncludes(const NSObject& object, std::string_view key
 
 PendingChange* willChange(const ChangeSite& site) {
   if (QuietProperty::includes(site.object, site.key)) return nullptr;
+  const QuietProperty::Pause pause;
   auto pending = std::make_unique<PendingChange>();
   ChangeDelivery(site, pending.get()).tellBefore();
   return pending.release();
@@ -154,10 +155,17 @@ namespace {
                               asNSError(std::current_exception())));
 }
 
+[[gnu::cold, gnu::noinline]] void tellAfterUnlessQuiet(const ChangeSite& site, PendingChange* pending) {
+  if (QuietProperty::includes(site.object, site.key)) return;
+  const QuietProperty::Pause pause;
+  ChangeDelivery(site, pending).tellAfter();
+}
+
 [[gnu::always_inline]] inline void tellAfter(const ChangeSite& site, PendingChange* pending) noexcept {
   try {
-    if (!QuietProperty::includes(site.object, site.key)) [[likely]]
-      ChangeDelivery(site, pending).tellAfter();
+    if (QuietProperty::isAny()) [[unlikely]]
+      return tellAfterUnlessQuiet(site, pending);
+    ChangeDelivery(site, pending).tellAfter();
   } catch (...) {
     endProcess(site.key);
   }
@@ -168,6 +176,11 @@ namespace {
 void didChange(const ChangeSite& site, PendingChange* pending) noexcept {
   const std::unique_ptr<PendingChange> owned(pending);
   tellAfter(site, pending);
+}
+
+void didChangeSomehow(NSObject& object, std::string_view key, PendingChange* pending) noexcept {
+  const std::unique_ptr<PendingChange> dropped(pending);
+  didChange(object, key, nullptr);
 }
 
 void didChange(NSObject& object, std::string_view key, PendingChange* pending) noexcept {

@@ -55,16 +55,20 @@ private:
   NSKeyValueChange change_;   // of the key; all its observers are handed this one
 };
 
-/// While it exists, notices of this thread for a property say nothing: somebody further out tells of the change.
+/// While it exists, notices of this thread for a property say nothing: somebody further out tells of the
+/// change. Not while observers are called, however: what they change is another matter.
 class QuietProperty {
 public:
+  class Pause;
+
   QuietProperty(const NSObject& object, std::string_view key) noexcept;
   QuietProperty(const QuietProperty&) = delete;
   QuietProperty& operator=(const QuietProperty&) = delete;
   ~QuietProperty();
 
+  [[nodiscard]] static bool isAny() noexcept { return innermost != nullptr; }
   [[nodiscard]] static bool includes(const NSObject& object, std::string_view key) noexcept {
-    return innermost != nullptr && innermost->orOuterIncludes(object, key);
+    return isAny() && innermost->orOuterIncludes(object, key);
   }
 
 private:
@@ -75,6 +79,17 @@ private:
   const NSObject& object_;
   const std::string_view key_;
   const QuietProperty* const outer_;
+};
+
+class QuietProperty::Pause {
+public:
+  Pause() noexcept : paused_(std::exchange(innermost, nullptr)) {}
+  Pause(const Pause&) = delete;
+  Pause& operator=(const Pause&) = delete;
+  ~Pause() { innermost = paused_; }
+
+private:
+  const QuietProperty* const paused_;
 };
 
 }  // namespace QVFoundation::detail

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstddef>
+#include <exception>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -29,6 +29,8 @@ QV_EXPORT PendingChange* willChange(const ChangeSite& site);
 QV_EXPORT void didChange(const ChangeSite& site, PendingChange* pending) noexcept;
 /// The same for a property as a whole; what is passed stays in registers.
 QV_EXPORT void didChange(NSObject& object, std::string_view key, PendingChange* pending) noexcept;
+/// What became of the elements is not known: tells of a change of the whole property.
+QV_EXPORT void didChangeSomehow(NSObject& object, std::string_view key, PendingChange* pending) noexcept;
 }  // namespace detail
 
 /// Tells the observers of a property that it changes while this object exists.
@@ -40,8 +42,8 @@ QV_EXPORT void didChange(NSObject& object, std::string_view key, PendingChange* 
 /// }  // observers hear of it here
 /// ```
 ///
-/// An object that nobody observes pays for a look at one pointer when the notice is made and one when it goes.
-/// The second look is what keeps an observer that arrives in between from missing the change.
+/// An object that nobody observes pays for a look at one pointer when the notice is made and one when it
+/// goes. The second look is what keeps an observer that arrives in between from missing the change.
 ///
 /// Several properties that change together each have a notice; then all are written before anybody hears.
 ///
@@ -68,8 +70,8 @@ private:
   detail::PendingChange* pending_ = nullptr;
 };
 
-/// The same for the elements of a to-many property: observers hear what was inserted, removed or replaced, and
-/// where.
+/// The same for the elements of a to-many property: observers hear what was inserted, removed or replaced,
+/// and where.
 ///
 /// ```cpp
 /// void Playlist::insertTrack(std::shared_ptr<Track> track, std::size_t index) {
@@ -78,7 +80,8 @@ private:
 /// }
 /// ```
 ///
-/// The indexes of an insertion are those that the elements have after it, those of a removal are those before it.
+/// The indexes of an insertion are those that the elements have after it, those of a removal are those before
+/// it. Where an exception ends the notice, observers hear of a change of the whole property instead.
 ///
 /// Threads: as for `ChangeNotice`.
 class ToManyChangeNotice {
@@ -91,7 +94,12 @@ public:
   ToManyChangeNotice(const ToManyChangeNotice&) = delete;
   ToManyChangeNotice& operator=(const ToManyChangeNotice&) = delete;
   ~ToManyChangeNotice() {
-    if (object_.mayBeObserved()) detail::didChange({object_, key_, kind_, &indexes_}, pending_);
+    if (!object_.mayBeObserved()) return;
+    if (std::uncaught_exceptions() > exceptions_) {
+      detail::didChangeSomehow(object_, key_, pending_);
+    } else {
+      detail::didChange({object_, key_, kind_, &indexes_}, pending_);
+    }
   }
 
 private:
@@ -99,6 +107,7 @@ private:
   const std::string_view key_;
   const NSKeyValueChangeKind kind_;
   const IndexSet indexes_;
+  const int exceptions_ = std::uncaught_exceptions();
   detail::PendingChange* pending_ = nullptr;
 };
 

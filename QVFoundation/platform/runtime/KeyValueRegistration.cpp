@@ -1,5 +1,5 @@
-#include <algorithm>
 #include <exception>
+#include <map>
 #include <set>
 #include <utility>
 
@@ -21,57 +21,74 @@ void checkKey(const NSObject& object, std::string_view key) {
 
 }  // namespace
 
-/// Finds out where a path has to be hooked.
+/// Finds out where a path has to be hooked. It does not recurse: paths and chains of dependencies may be
+/// long.
 class KeyValueRegistration::PathWalk {
 public:
+  /// Sorted, one for each object and key.
   std::vector<Place> placesOf(NSObject& root, std::string_view keyPath) {
     root_ = &root;
-    walk(root, {}, keyPath, false);
-    return std::move(places_);
+    pending_.push_back({&root, nullptr, keyPath, false});
+    while (!pending_.empty()) {
+      Step step = std::move(pending_.back());
+      pending_.pop_back();
+      walk(std::move(step));
+    }
+    std::vector<Place> places;
+    places.reserve(places_.size());
+    for (auto& [objectAndKey, place] : places_) places.push_back(std::move(place));
+    return places;
   }
 
 private:
-  void walk(NSObject& object, const std::shared_ptr<NSObject>& owner, std::string_view path,
-            bool isDependency) {
-    const auto dot = path.find('.');
-    const auto key = path.substr(0, dot);
-    const bool isLast = dot == std::string_view::npos;
-    checkKey(object, key);
-    const NSProperty* property = object.dynamicClass().property(key);
-    const bool depends = property != nullptr && !property->affectedBy.empty();
-    HookRole role = HookRole::link;
-    if (isLast && !isDependency) role = &object == root_ ? HookRole::own : HookRole::leaf;
-    add({&object, owner, key, role});
-    if (depends) walkDependencies(object, owner, *property);
-    if (isLast) return;
-    if (const auto next = object.valueForKey(key).object()) {
-      walk(*next, next, path.substr(dot + 1), isDependency);
+  /// Where a path is to be walked on.
+  struct Step {
+    NSObject* object;
+    std::shared_ptr<NSObject> owner;
+    std::string_view path;
+    bool isDependency;
+  };
+
+  void walk(Step step) {
+    for (;;) {
+      const auto dot = step.path.find('.');
+      const auto key = step.path.substr(0, dot);
+      const bool isLast = dot == std::string_view::npos;
+      checkKey(*step.object, key);
+      HookRole role = HookRole::link;
+      if (isLast && !step.isDependency) role = step.object == root_ ? HookRole::own : HookRole::leaf;
+      add({step.object, step.owner, key, role});
+      if (const NSProperty* property = step.object->dynamicClass().property(key)) {
+        addDependencies(step, *property);
+      }
+      if (isLast) return;
+      step.owner = step.object->valueForKey(key).object();
+      step.object = step.owner.get();
+      step.path.remove_prefix(dot + 1);
+      if (step.object == nullptr) return;
     }
   }
 
-  void walkDependencies(NSObject& object, const std::shared_ptr<NSObject>& owner,
-                        const NSProperty& property) {
+  void addDependencies(const Step& step, const NSProperty& property) {
     for (const std::string& path : property.affectedBy) {
-      if (!visited_.emplace(&object, path).second) continue;  // properties may depend on each other
-      walk(object, owner, path, true);
+      if (!visited_.emplace(step.object, path).second) continue;  // properties may depend on each other
+      pending_.push_back({step.object, step.owner, path, true});
     }
   }
 
   void add(Place place) {
-    const auto same = std::find_if(places_.begin(), places_.end(), [&](const Place& other) {
-      return other.address == place.address && other.key == place.key;
-    });
-    if (same == places_.end()) {
-      if (place.address == root_) place.object.reset();
-      places_.push_back(std::move(place));
-    } else if (same->role != place.role) {
-      same->role = HookRole::link;
-    }
+    if (place.address == root_) place.object.reset();
+    const HookRole role = place.role;
+    auto& known = places_.try_emplace({place.address, place.key}, std::move(place)).first->second;
+    if (known.role != role) known.role = HookRole::link;
   }
 
+  using ObjectAndKey = std::pair<const NSObject*, std::string_view>;
+
   const NSObject* root_ = nullptr;
-  std::vector<Place> places_;
-  std::set<std::pair<const NSObject*, std::string_view>> visited_;
+  std::vector<Step> pending_;
+  std::map<ObjectAndKey, Place> places_;
+  std::set<ObjectAndKey> visited_;
 };
 
 KeyValueRegistration::KeyValueRegistration(NSObject& root, std::string_view keyPath,
@@ -113,8 +130,7 @@ void KeyValueRegistration::begin(NSObject& root) {
   }
 }
 
-bool KeyValueRegistration::unlink() noexcept {
-  Released released;  // go after the lock
+bool KeyValueRegistration::unlink(Released& released) noexcept {
   const UnfairLockGuard guard(lock_);
   remove();
   if (state_ == State::ended) return false;
@@ -143,38 +159,48 @@ KeyValueRegistration::Root KeyValueRegistration::root() {
   return {root_, std::move(owner)};
 }
 
-// Getters run without the lock, so two threads may walk at the same time. Who began to walk later has seen what
-// is newer.
+// Getters run without the lock, so two threads may walk at the same time; who began to walk later has seen
+// what is newer. An object that is exchanged after it was read and before it was hooked tells nobody: so the
+// path is walked until it leads over what is hooked.
 void KeyValueRegistration::followPath(NSObject& root) {
-  if (isPlain_) return;
-  std::uint64_t walkNumber = 0;
-  {
+  for (bool isSettled = isPlain_; !isSettled;) {
+    std::uint64_t walkNumber = 0;
+    {
+      const UnfairLockGuard guard(lock_);
+      walkNumber = ++walksBegun_;
+    }
+    auto places = PathWalk().placesOf(root, keyPath_);
+    Released released;  // go after the lock
     const UnfairLockGuard guard(lock_);
-    walkNumber = ++walksBegun_;
+    if (state_ == State::ended || walkNumber < walkInstalled_) return;
+    walkInstalled_ = walkNumber;
+    state_ = State::hooked;
+    isSettled = places == places_;
+    if (!isSettled) movePlaces(std::move(places), released);
   }
-  auto places = PathWalk().placesOf(root, keyPath_);
-  Released released;  // go after the lock
-  const UnfairLockGuard guard(lock_);
-  if (state_ == State::ended || walkNumber < walkInstalled_) return;
-  walkInstalled_ = walkNumber;
-  state_ = State::hooked;
-  movePlaces(std::move(places), released);
 }
 
 void KeyValueRegistration::movePlaces(std::vector<Place> places, Released& released) {
-  const auto isIn = [](const std::vector<Place>& list, const Place& place) {
-    return std::find(list.begin(), list.end(), place) != list.end();
-  };
-  for (const Place& place : places_) {
-    if (!isIn(places, place)) unhook(place, released);
-  }
-  for (const Place& place : places) {
-    if (isIn(places_, place)) continue;
-    if (NSObject* object = objectAt(place, released)) {
-      ObservationInfo::of(*object).hook(shared_from_this(), place.key, place.role);
+  for (const Place* place : missingIn(places, places_)) unhook(*place, released);
+  for (const Place* place : missingIn(places_, places)) {
+    if (NSObject* object = objectAt(*place, released)) {
+      ObservationInfo::of(*object).hook(shared_from_this(), place->key, place->role);
     }
   }
   places_ = std::move(places);
+}
+
+/// Those of some places that are not among others. Both are sorted.
+std::vector<const KeyValueRegistration::Place*> KeyValueRegistration::missingIn(
+    const std::vector<Place>& others, const std::vector<Place>& places) {
+  const auto order = [](const Place& place) { return std::pair(place.address, place.key); };
+  std::vector<const Place*> missing;
+  auto other = others.begin();
+  for (const Place& place : places) {
+    while (other != others.end() && order(*other) < order(place)) ++other;
+    if (other == others.end() || !(*other == place)) missing.push_back(&place);
+  }
+  return missing;
 }
 
 void KeyValueRegistration::unhook(const Place& place, Released& released) noexcept {

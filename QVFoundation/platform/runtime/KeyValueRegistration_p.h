@@ -28,8 +28,8 @@ namespace QVFoundation::detail {
 /// It has hooks on the root and on each object that the path leads over, and on what a property there depends
 /// on. When one of the latter changes, the path is walked again and the hooks move.
 ///
-/// Threads: any. The lock is taken before that of an object's `ObservationInfo`, and never while a getter or a task
-/// runs.
+/// Threads: any. The lock is taken before that of an object's `ObservationInfo`, and never while a getter or
+/// a task runs.
 /// Ownership: kept alive by its hooks, and by whoever wants to end it. It keeps the observer.
 class KeyValueRegistration : public Listener, public std::enable_shared_from_this<KeyValueRegistration> {
 public:
@@ -55,11 +55,17 @@ public:
   }
   [[nodiscard]] const NSClass& rootClass() const noexcept { return rootClass_; }
 
-  /// Hooks the path and tells of the initial value if that is asked for. Does nothing if it has ended already.
-  /// The caller keeps the root alive.
+  /// Hooks the path and tells of the initial value if that is asked for. Does nothing if it has ended
+  /// already. The caller keeps the root alive.
   void begin(NSObject& root);
-  /// Ends it; false if it had ended. A task may still run on another thread.
-  bool unlink() noexcept;
+  using Released = std::vector<std::shared_ptr<NSObject>>;
+  /// Ends it; false if it had ended. A task may still run on another thread. Objects on the path are handed
+  /// over: whoever holds a lock lets go of them after it.
+  bool unlink(Released& released) noexcept;
+  bool unlink() noexcept {
+    Released released;
+    return unlink(released);
+  }
   /// Waits until none does, as `Listener::awaitCalls` says.
   void awaitEnd() const noexcept;
 
@@ -102,10 +108,10 @@ private:
     }
   };
 
-  using Released = std::vector<std::shared_ptr<NSObject>>;  // what may only be let go of without the lock
-
   [[noreturn]] void endProcessForException(const NSObject& root) const noexcept;
   void movePlaces(std::vector<Place> places, Released& released) QV_REQUIRES(lock_);
+  [[nodiscard]] static std::vector<const Place*> missingIn(const std::vector<Place>& others,
+                                                           const std::vector<Place>& places);
   void unhook(const Place& place, Released& released) noexcept QV_REQUIRES(lock_);
   [[nodiscard]] NSObject* objectAt(const Place& place, Released& released) noexcept QV_REQUIRES(lock_);
 

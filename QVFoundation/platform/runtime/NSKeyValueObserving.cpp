@@ -21,6 +21,11 @@ void NSKeyValueObserver::observeValueForKeyPath(std::string_view keyPath, NSObje
                                      object.shortDescription()));
 }
 
+void detail::raiseMissingTask(const NSObject& object, std::string_view keyPath) {
+  throw NSException(NSInvalidArgumentException, stringWithFormat("There is no task for \"%@\" of %@", keyPath,
+                                                                 object.shortDescription()));
+}
+
 void NSObject::addObserver(std::shared_ptr<NSKeyValueObserver> observer, std::string_view keyPath,
                            NSKeyValueObservingOptions options, const void* context) {
   if (observer == nullptr) {
@@ -70,7 +75,8 @@ private:
 NSKeyValueObservation NSKeyValueObservation::begin(NSObject& object, std::string_view keyPath,
                                                    NSKeyValueObservingOptions options, Task task) {
   NSKeyValueObservation observation;
-  observation.registration_ = std::make_shared<TaskRegistration>(object, keyPath, options, std::move(task));
+  observation.registration_ = std::make_shared<TaskRegistration>(
+      object, keyPath, options, detail::checkedTask(std::move(task), object, keyPath));
   observation.registration_->begin(object);
   return observation;
 }

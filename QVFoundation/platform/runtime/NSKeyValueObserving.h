@@ -19,20 +19,21 @@
 /// });
 /// ```
 ///
-/// A dotted path such as "album.artist.name" follows the objects on its way: when the album gets another artist,
-/// that artist is observed from then on. A property that depends on others (`NSClassDefinition::affectedBy`)
-/// is reported when they change. Collections on the way are not entered; their elements are observed one by
-/// one. Setters send the notifications, see `ChangeNotice`.
+/// A dotted path such as "album.artist.name" follows the objects on its way: when the album gets another
+/// artist, that artist is observed from then on. A property that depends on others
+/// (`NSClassDefinition::affectedBy`) is reported when they change. Collections on the way are not entered;
+/// their elements are observed one by one. Setters send the notifications, see `ChangeNotice`.
 ///
 /// Threads: observers may be added and removed, and objects changed, on any thread at the same time. A task
-/// runs on the thread that changes the property, with no lock of the library's held. A removal that has returned
-/// means that the task is not running on another thread and will not run again; only one that is made from
-/// inside a notification does not wait, so that two observers may remove each other. Who removes an observer must
-/// therefore hold no lock that its task takes.
+/// runs on the thread that changes the property, with no lock of the library's held. A removal that has
+/// returned means that the task is not running on another thread and will not run again; only one that is
+/// made from inside a notification does not wait, so that two observers may remove each other. Who removes an
+/// observer must therefore hold no lock that its task takes.
 /// Ownership: the object owns its observers until they are removed. One that dies while it is observed drops
 /// them. Inside a notification everything may be let go of, the observer and the object included.
-/// Errors: a key that the object does not have raises `NSException` named `NSUndefinedKeyException` when
-/// the observation begins. An exception that leaves a task ends the process through `fatalError`.
+/// Errors: a key that the object does not have raises `NSException` named `NSUndefinedKeyException` when the
+/// observation begins, and an empty task `NSInvalidArgumentException`. An exception that leaves a task ends
+/// the process through `fatalError`.
 namespace QVFoundation {
 
 namespace detail {
@@ -49,8 +50,8 @@ public:
   virtual ~NSKeyValueObserver();
 
   /// `object` is the one that was given to `addObserver`, also where another one on the path has changed;
-  /// `context` is that of the registration. A class that gets a context which it does not know passes it to its
-  /// base; this one raises `NSInternalInconsistencyException`.
+  /// `context` is that of the registration. A class that gets a context which it does not know passes it to
+  /// its base; this one raises `NSInternalInconsistencyException`.
   virtual void observeValueForKeyPath(std::string_view keyPath, NSObject& object,
                                       const NSKeyValueChange& change, const void* context);
 
@@ -85,12 +86,32 @@ private:
 
 namespace detail {
 
-/// Turns a task that takes an object of a class into one that takes any object.
+/// Whether a callable is a null pointer or an empty function.
+template <class Task>
+bool isMissing(const Task& task) {
+  if constexpr (std::is_constructible_v<Task, std::nullptr_t>) return task == nullptr;
+  return false;
+}
+[[noreturn]] QV_EXPORT void raiseMissingTask(const NSObject& object, std::string_view keyPath);
+
+/// Raises where there is no task.
+template <class Task>
+Task checkedTask(Task task, const NSObject& object, std::string_view keyPath) {
+  if (isMissing(task)) raiseMissingTask(object, keyPath);
+  return task;
+}
+
+/// Turns a task that takes an object of a class into one that takes any object; none stays none.
 template <class T, class Task>
-auto taskForAnyObject(Task task) {
-  return [task = std::move(task)](NSObject& object, const auto&... arguments) mutable {
-    std::invoke(task, static_cast<T&>(object), arguments...);
-  };
+NSKeyValueObservation::Task taskForAnyObject(Task task) {
+  if (isMissing(task)) return nullptr;
+  if constexpr (std::same_as<Task, std::nullptr_t>) {
+    return nullptr;
+  } else {
+    return [task = std::move(task)](NSObject& object, const NSKeyValueChange& change) mutable {
+      std::invoke(task, static_cast<T&>(object), change);
+    };
+  }
 }
 
 }  // namespace detail

@@ -11,6 +11,20 @@ namespace QVFoundation::detail {
 
 namespace {
 
+/// Looks from both ends at once: observers mostly leave in the order in which they came, or the other way
+/// round.
+template <class Hooks, class Predicate>
+auto findFromEnds(Hooks& hooks, const Predicate& predicate) {
+  auto front = hooks.begin();
+  auto back = hooks.end();
+  while (front != back) {
+    if (predicate(*front)) return front;
+    if (predicate(*--back)) return back;
+    if (front != back) ++front;
+  }
+  return hooks.end();
+}
+
 bool isWantedBefore(const ObserverHook& hook) {
   return hook.registration->has(NSKeyValueObservingOptionOld) ||
          hook.registration->has(NSKeyValueObservingOptionPrior);
@@ -30,7 +44,7 @@ ObservationInfo& ObservationInfo::of(NSObject& object) {
 
 void ObservationInfo::hook(std::shared_ptr<KeyValueRegistration> registration, std::string_view key,
                            HookRole role) {
-  Retired unused;  // goes after the lock
+  Unused unused;
   const UnfairLockGuard guard(lock_);
   const auto place = std::upper_bound(
       hooks_.begin(), hooks_.end(), key,
@@ -38,27 +52,27 @@ void ObservationInfo::hook(std::shared_ptr<KeyValueRegistration> registration, s
   const ObserverHook hook{key, registration.get(), role};
   hooks_.insert(place, {hook, std::move(registration)});
   if (isWantedBefore(hook)) wantsToKnowBefore.store(true, std::memory_order_release);
-  unused = retireTable(nullptr);
+  retireTable({}, unused);
 }
 
-// The object may be on its way out on another thread, which waits for the registration's lock if it still finds
-// the registration here: so nothing of this object may be touched once the lock is open.
+// The object may be on its way out on another thread, which waits for the registration's lock if it still
+// finds the registration here: so nothing of this object may be touched once the lock is open.
 void ObservationInfo::unhook(const KeyValueRegistration& registration, std::string_view key) {
-  Retired unused;
+  Unused unused;
   const UnfairLockGuard guard(lock_);
-  const auto hooked = std::find_if(hooks_.begin(), hooks_.end(), [&](const OwnedHook& candidate) {
+  const auto hooked = findFromEnds(hooks_, [&](const OwnedHook& candidate) {
     return candidate.hook.registration == &registration && candidate.hook.key == key;
   });
   if (hooked == hooks_.end()) return;
   const bool wasWantedBefore = isWantedBefore(hooked->hook);
-  auto removed = std::move(hooked->owner);
+  auto removed = std::move(*hooked);
   hooks_.erase(hooked);
   if (wasWantedBefore) {
     const bool anyIs = std::any_of(hooks_.begin(), hooks_.end(),
                                    [](const OwnedHook& other) { return isWantedBefore(other.hook); });
     wantsToKnowBefore.store(anyIs, std::memory_order_release);
   }
-  unused = retireTable(std::move(removed));
+  retireTable(std::move(removed), unused);
 }
 
 const ObserverTable& ObservationInfo::makeTable(CallSlot& slot) noexcept {
@@ -66,19 +80,26 @@ const ObserverTable& ObservationInfo::makeTable(CallSlot& slot) noexcept {
   const ObserverTable* table = table_.load(std::memory_order_relaxed);
   if (table == nullptr) {
     table = ObserverTable::make(hooks_).release();
+    for (OwnedHook& owned : hooks_) owned.hasBeenInTable = true;
     table_.store(table);
   }
   slot.pinned.store(table, std::memory_order_release);
+  std::atomic_thread_fence(std::memory_order_seq_cst);
   return *table;
 }
 
-ObservationInfo::Retired ObservationInfo::retireTable(std::shared_ptr<KeyValueRegistration> removed) {
-  Retired last{nullptr, std::move(removed)};
+void ObservationInfo::retireTable(OwnedHook removed, Unused& unused) {
+  Retired& last = unused.last;
+  last.registration = std::move(removed.owner);
   if (table_.load(std::memory_order_relaxed) != nullptr) last.table.reset(table_.exchange(nullptr));
-  if (retired_.empty() && (last.table == nullptr || !CallSlot::isPinned(last.table.get()))) return last;
-  retired_.push_back(std::move(last));
+  if (last.table == nullptr && !removed.hasBeenInTable) return;
+  if (retired_.empty() && (last.table == nullptr || !CallSlot::isPinned(last.table.get()))) return;
+  retired_.push_back(std::exchange(last, {}));
   hasRetired_.store(true, std::memory_order_release);
-  return {};
+  // A walk on another thread that ends now may have looked for retired ones before: then it is seen here that
+  // it has ended.
+  if (CallSlot::othersAreIn(this)) CallSlot::orderAllThreads();
+  unused.earlier = takeUnused();
 }
 
 std::vector<ObservationInfo::Retired> ObservationInfo::takeUnused() {

@@ -22,10 +22,10 @@ class ObserverWalk;
 /// What hangs on an object because others take an interest in it: the hooks of its observers, and the objects
 /// that are associated with it. Made when the first one comes; an object without has a null pointer.
 ///
-/// Who adds or removes a hook retires the table, together with the registration that has gone; the next change
-/// makes another one. Walks pin the table that they walk over. What is retired is freed in order, up to the first
-/// table that is still pinned: a registration that has been removed stands only in tables that were
-/// retired before it.
+/// Who adds or removes a hook retires the table, together with the registration that has gone; the next
+/// change makes another one. Walks pin the table that they walk over. What is retired is freed in order, up
+/// to the first table that is still pinned: a registration that has been removed stands only in tables that
+/// were retired before it.
 ///
 /// Threads: any, but for `objectDies`.
 class ObservationInfo : public ObservationHead {
@@ -43,13 +43,13 @@ public:
   [[nodiscard]] static ObservationInfo* ofIfAny(const NSObject& object) noexcept {
     return static_cast<ObservationInfo*>(object.observations_.load(std::memory_order_acquire));
   }
-  /// Lets go of associated objects, ends what observes the object, and says so on standard error where somebody
-  /// should have ended it.
+  /// Lets go of associated objects, ends what observes the object, and says so on standard error where
+  /// somebody should have ended it.
   static void objectDies(NSObject& object) noexcept;
 
   /// Adds a hook; it keeps the registration alive. The key is text of the registration.
   void hook(std::shared_ptr<KeyValueRegistration> registration, std::string_view key, HookRole role);
-  /// Removes the hooks of a registration for a key.
+  /// Removes the hook of a registration for a key.
   void unhook(const KeyValueRegistration& registration, std::string_view key);
 
   /// The last registration on the object itself for which a predicate holds; null where there is none.
@@ -69,8 +69,14 @@ private:
 
   /// The table of the present hooks, made if need be and pinned in the slot.
   [[nodiscard]] const ObserverTable& makeTable(CallSlot& slot) noexcept;
-  /// Takes the table away; hands it back with the registration that was removed if nobody walks over either.
-  [[nodiscard]] Retired retireTable(std::shared_ptr<KeyValueRegistration> removed) QV_REQUIRES(lock_);
+  /// What is let go of after the lock.
+  struct Unused {
+    Retired last;
+    std::vector<Retired> earlier;
+  };
+  /// Takes the table away together with the hook that was removed; hands over what nobody walks over any
+  /// more.
+  void retireTable(OwnedHook removed, Unused& unused) QV_REQUIRES(lock_);
   [[nodiscard]] std::vector<Retired> takeUnused() QV_REQUIRES(lock_);
   void freeUnused();
   std::vector<std::shared_ptr<KeyValueRegistration>> endRegistrationsOn(NSObject& object) noexcept;

@@ -30,6 +30,7 @@ struct ObserverHook {
 struct OwnedHook {
   ObserverHook hook;
   std::shared_ptr<KeyValueRegistration> owner;
+  bool hasBeenInTable = false;  // so that a walk may have come by it
 };
 
 /// The hooks of one object, by key and for each key in the order of registration. Immutable, and all in one

@@ -12,8 +12,8 @@
 
 namespace QVFoundation::detail {
 
-/// One notification on its way: a walk over the observers of an object, which lasts longer than the object does
-/// if one of them lets go of it.
+/// One notification on its way: a walk over the observers of an object, which lasts longer than the object
+/// does if one of them lets go of it.
 ///
 /// Threads: belongs to the thread that made it.
 class ObserverWalk {
@@ -27,6 +27,7 @@ public:
   ~ObserverWalk() {
     slot_.pinned.store(nullptr, std::memory_order_release);
     slot_.giveBack();
+    CallSlot::orderThisThread();
     if (info_ != nullptr && info_->hasRetired_.load(std::memory_order_acquire)) info_->freeUnused();
   }
 

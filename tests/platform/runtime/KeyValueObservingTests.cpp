@@ -210,6 +210,98 @@ TEST(KeyValueObserving, pairsWillAndDidAcrossThoseWhoComeAndGoInBetween) {
   EXPECT_EQ(diary.take(), "late: A -> A\n") << "who came in between misses nothing";
 }
 
+/// One of a chain, which may be cut while it is read.
+class Relay : public NSObject {
+public:
+  static const NSClass& staticClass() {
+    static const NSClass& cls = *new NSClass(NSClass::define<Relay>("Relay", NSObject::staticClass())
+                                                 .property("next", &Relay::next, &Relay::setNext)
+                                                 .stored("value", &Relay::value_));
+    return cls;
+  }
+  const NSClass& dynamicClass() const override { return staticClass(); }
+
+  std::shared_ptr<Relay> next() const {
+    if (const auto act = std::exchange(whenRead, nullptr)) act();
+    return next_;
+  }
+  void setNext(std::shared_ptr<Relay> next) {
+    const ChangeNotice notice(*this, "next");
+    next_ = std::move(next);
+  }
+  void setValue(int value) { setValueForKey(value, "value"); }
+
+  mutable std::function<void()> whenRead;
+
+private:
+  std::shared_ptr<Relay> next_;
+  int value_ = 0;
+};
+
+TEST(KeyValueObserving, followsAPathThatChangesWhileItIsRead) {
+  const auto root = std::make_shared<Relay>(), former = std::make_shared<Relay>(),
+             present = std::make_shared<Relay>(), end = std::make_shared<Relay>();
+  former->setNext(std::make_shared<Relay>());
+  present->setNext(end);
+  root->setNext(former);
+  former->whenRead = [&] { root->setNext(present); };
+  int heard = 0;
+  const auto observation = observe(*root, "next.next.value", [&](Relay&, auto&) { ++heard; });
+  former->next()->setValue(1);
+  EXPECT_EQ(heard, 0);
+  end->setValue(1);
+  EXPECT_EQ(heard, 1);
+
+  end->setNext(end);
+  std::string longPath;
+  for (int i = 0; i < 50'000; ++i) longPath += "next.";
+  const auto far = observe(*root, longPath + "value", [&](Relay&, auto&) { heard += 10; });
+  end->setValue(2);
+  EXPECT_EQ(heard, 12);
+  end->setNext(nullptr);
+}
+
+/// A list that refuses to grow beyond two, and says when it is busy.
+class Shelf : public NSObject {
+public:
+  static const NSClass& staticClass() {
+    static const NSClass& cls = *new NSClass(NSClass::define<Shelf>("Shelf", NSObject::staticClass())
+                                                 .property("items", &Shelf::items, &Shelf::setItems)
+                                                 .stored("busy", &Shelf::isBusy_));
+    return cls;
+  }
+  const NSClass& dynamicClass() const override { return staticClass(); }
+
+  std::vector<int> items() const { return items_; }
+  void setItems(std::vector<int> items) {
+    const ChangeNotice notice(*this, "items");
+    setValueForKey(true, "busy");
+    if (items.size() > 2) throw std::length_error("full");
+    items_ = std::move(items);
+  }
+
+private:
+  std::vector<int> items_;
+  bool isBusy_ = false;
+};
+
+TEST(KeyValueObserving, tellsOfEditsThatFailAndOfThoseThatObserversMake) {
+  const auto shelf = std::make_shared<Shelf>();
+  auto proxy = mutableArrayValueForKey(*shelf, "items");
+  proxy.append(1);
+  proxy.append(2);
+  Diary diary;
+  const auto items = observe(*shelf, "items", NSKeyValueObservingOptionNew, diary.note("items"));
+  EXPECT_THROW(proxy.append(3), std::length_error);
+  EXPECT_EQ(diary.take(), "items: -> [1 2]\n") << "not an insertion";
+  bool hasActed = false;
+  const auto busy = observe(*shelf, "busy", [&](Shelf& its, auto&) {
+    if (!std::exchange(hasActed, true)) its.setItems({7, 8});
+  });
+  proxy.remove(0);
+  EXPECT_EQ(diary.take(), "items: -> [7 8]\nitems: removal  at {0}\n");
+}
+
 class Counting : public NSKeyValueObserver {
 public:
   void observeValueForKeyPath(std::string_view keyPath, NSObject& object, const NSKeyValueChange& change,
@@ -219,6 +311,18 @@ public:
   }
   int count = 0;
 };
+
+TEST(KeyValueObserving, letsGoAtOnceOfWhatCameAndWentWhileItTells) {
+  Track track;
+  const auto held = std::make_shared<int>();
+  const auto observation = observe(track, "rating", [&](Track& told, auto&) {
+    for (int i = 0; i < 10; ++i) {
+      const auto shortLived = observe(told, "rating", [held](Track&, auto&) {});
+    }
+    EXPECT_EQ(held.use_count(), 1);
+  });
+  for (int i = 0; i < 3; ++i) track.setRating(i);
+}
 
 TEST(KeyValueObserving, endsTheRegistrationThatIsNamed) {
   Track track;

@@ -84,6 +84,7 @@ public:
     static const NSClass& cls =
         *new NSClass(NSClass::define<Playlist>("Playlist", NSObject::staticClass())
                          .stored("tracks", &Playlist::tracks_)
+                         .stored("encores", &Playlist::encores_)
                          .property("queue", &Playlist::queue, &Playlist::setQueue)
                          .readOnly("frozen", [](const Playlist&) { return Array{1}; })
                          .readOnly("count", [](const Playlist& list) { return list.tracks_.size(); })
@@ -101,7 +102,7 @@ public:
   }
 
 private:
-  Tracks tracks_;
+  Tracks tracks_, encores_;
   std::vector<int> queue_;
 };
 
