@@ -85,6 +85,18 @@ void findMatches(Range& range, KeyPathMatcher& matcher, const Use& use) {
   }
 }
 
+/// An empty map that orders or hashes its keys as another one does.
+template <class Entries>
+Entries emptyLike(const Entries& entries) {
+  if constexpr (requires { Entries(entries.key_comp()); }) {
+    return Entries(entries.key_comp());
+  } else if constexpr (requires { Entries(0, entries.hash_function(), entries.key_eq()); }) {
+    return Entries(0, entries.hash_function(), entries.key_eq());
+  } else {
+    return Entries();
+  }
+}
+
 template <class Results, class Range>
 Results collectMatching(Range& range, Value value, std::string_view keyPath) {
   KeyPathMatcher matcher(keyPath, std::move(value), Asking::givenValue);
@@ -189,7 +201,7 @@ template <detail::Map Entries>
 [[nodiscard]] std::remove_cvref_t<Entries> qv_dictionaryByMatchingValue(Entries&& entries, Value value,
                                                                         std::string_view keyPath) {
   KeyPathMatcher matcher(keyPath, std::move(value), Asking::givenValue);
-  std::remove_cvref_t<Entries> matching;
+  auto matching = detail::emptyLike(entries);
   for (const auto& [key, content] : entries) {
     if (!matcher(content)) continue;
     if constexpr (std::same_as<std::remove_cvref_t<Entries>, Dictionary>) {

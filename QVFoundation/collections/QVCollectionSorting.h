@@ -1,8 +1,10 @@
 #pragma once
 
+#include <algorithm>
 #include <compare>
 #include <cstddef>
 #include <functional>
+#include <numeric>
 #include <string_view>
 #include <type_traits>
 #include <utility>
@@ -27,13 +29,30 @@ namespace QVFoundation {
 
 namespace detail {
 
-/// Whether one position of a list is to stand after another.
-using StandsAfter = std::function<bool(std::size_t, std::size_t)>;
+/// The positions of a list in sorted order. `standsAfter` tells whether one is to stand after another; one
+/// that contradicts itself leads to some order, and to no harm.
+template <class StandsAfter>
+std::vector<std::size_t> stableOrder(std::size_t count, const StandsAfter& standsAfter) {
+  // Merges by hand: the standard library's sorts may leave their range when a comparison contradicts itself.
+  std::vector<std::size_t> order(count);
+  std::vector<std::size_t> merged(count);
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  for (std::size_t width = 1; width < count; width *= 2) {
+    for (std::size_t first = 0; first < count; first += 2 * width) {
+      const std::size_t middle = std::min(first + width, count);
+      const std::size_t end = std::min(first + 2 * width, count);
+      std::size_t left = first;
+      std::size_t right = middle;
+      for (std::size_t i = first; i < end; ++i) {
+        const bool takesRight = left == middle || (right < end && standsAfter(order[left], order[right]));
+        merged[i] = order[takesRight ? right++ : left++];
+      }
+    }
+    order.swap(merged);
+  }
+  return order;
+}
 
-/// The positions of a list in sorted order. A comparison that contradicts itself leads to some order, and to
-/// no harm.
-[[nodiscard]] QV_EXPORT std::vector<std::size_t> stableOrder(std::size_t count,
-                                                             const StandsAfter& standsAfter);
 /// The same for a list of keys, by `compareValues`.
 [[nodiscard]] QV_EXPORT std::vector<std::size_t> stableOrder(const std::vector<Value>& keys);
 

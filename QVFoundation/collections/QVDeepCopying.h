@@ -3,6 +3,7 @@
 #include <concepts>
 #include <map>
 #include <memory>
+#include <ranges>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -54,17 +55,43 @@ template <std::derived_from<NSObject> T>
   return typed;
 }
 
+namespace detail {
+
+/// Vectors, deques and the like.
+template <class Elements>
+concept TypedList = std::ranges::input_range<Elements> && !TextLike<Elements> &&
+                    requires(Elements& elements, std::ranges::range_value_t<Elements> element) {
+                      elements.push_back(std::move(element));
+                    };
+template <class Entries>
+concept TypedMap = std::ranges::input_range<Entries> && requires { typename Entries::mapped_type; };
+/// What has no objects to copy: all else, but for ranges of whose elements nothing is known.
+template <class T>
+concept PlainValue = std::copyable<T> && !std::same_as<T, Value> && !std::same_as<T, Array> &&
+                     !std::same_as<T, Dictionary> && !TypedList<T> && !TypedMap<T>;
+
+}  // namespace detail
+
 template <class Key, class T, class Order>
 [[nodiscard]] std::map<Key, T, Order> qv_deepCopy(const std::map<Key, T, Order>& entries);
 template <class Key, class T, class Hash, class Equal>
 [[nodiscard]] std::unordered_map<Key, T, Hash, Equal> qv_deepCopy(
     const std::unordered_map<Key, T, Hash, Equal>& entries);
+template <detail::TypedList Elements>
+[[nodiscard]] Elements qv_deepCopy(const Elements& elements);
 
-template <class T>
-[[nodiscard]] std::vector<T> qv_deepCopy(const std::vector<T>& elements) {
-  std::vector<T> copies;
-  copies.reserve(elements.size());
-  for (const T& element : elements) copies.push_back(qv_deepCopy(element));
+/// Numbers, texts, sets and other values are their own copies.
+template <detail::PlainValue T>
+[[nodiscard]] T qv_deepCopy(const T& value) {
+  return value;
+}
+
+template <detail::TypedList Elements>
+Elements qv_deepCopy(const Elements& elements) {
+  Elements copies;
+  for (const std::ranges::range_value_t<Elements>& element : elements) {
+    copies.push_back(qv_deepCopy(element));
+  }
   return copies;
 }
 

@@ -65,9 +65,10 @@ private:
 
 void QVIndexMap::enumerateMovesWithBlock(
     const std::function<void(std::size_t, std::size_t, bool&)>& block) const {
-  ShiftedIndexes indexes(indices_);
+  ShiftedIndexes indexes(indices_);  // a block may change the map itself
+  const std::size_t positions = count();
   bool stop = false;
-  for (std::size_t position = 0; position < count() && !stop; ++position) {
+  for (std::size_t position = 0; position < positions && !stop; ++position) {
     const std::size_t from = indexes.current(position);
     if (from == position) continue;
     block(from, position, stop);

@@ -45,6 +45,9 @@ namespace detail {
                                                  const std::vector<NSSortDescriptor>& descriptors,
                                                  std::size_t count);
 
+/// Raises for elements that cannot be compared themselves.
+[[noreturn]] QV_EXPORT void refuseToCompare();
+
 /// What each element has under a key path, or the elements themselves. Nothing is read of fewer than two
 /// elements, as nothing will be compared.
 template <class View>
@@ -56,8 +59,10 @@ std::vector<Value> keysOfElements(View& view, const std::optional<std::string_vi
   if (keyPath) {
     KeyPathReader keyOf(*keyPath);
     for (const auto& element : view) keys.push_back(keyOf(element));
-  } else {
+  } else if constexpr (std::constructible_from<Value, std::ranges::range_reference_t<View>>) {
     for (const auto& element : view) keys.emplace_back(element);
+  } else {
+    refuseToCompare();
   }
   return keys;
 }

@@ -21,8 +21,9 @@ namespace QVFoundation {
 /// for (const std::shared_ptr<Panel>& panel : panels) panel->refresh();  // those that are left
 /// ```
 ///
-/// An object that a loop has reached lives until the loop moves on. The places of objects that have gone are
-/// cleared away as the array grows, so that it stays in proportion to what lives.
+/// An object that a loop has reached lives until the loop moves on, and may be removed meanwhile, as any
+/// other one. The places of objects that have gone are cleared away as the array grows, so that it stays in
+/// proportion to what lives.
 ///
 /// Threads: one thread at a time; the objects themselves may go on any thread, also while a loop runs.
 template <class T>
@@ -49,9 +50,13 @@ public:
   }
   /// Removes every place of an object.
   void remove(const T& object) {
-    std::erase_if(objects_, [&](const auto& held) { return held.isGone() || held.refersTo(object); });
+    for (auto& held : objects_) {
+      if (held.refersTo(object)) held.reset();
+    }
   }
-  void clear() noexcept { objects_.clear(); }
+  void clear() noexcept {
+    for (auto& held : objects_) held.reset();
+  }
 
   [[nodiscard]] bool contains(const T& object) const {
     return std::ranges::any_of(objects_, [&](const auto& held) { return held.refersTo(object); });

@@ -22,8 +22,8 @@ namespace QVFoundation {
 /// for (const auto& [path, document] : openDocuments) list(path, *document);  // in no particular order
 /// ```
 ///
-/// An object that a loop has reached lives until the loop moves on. What is left of entries that have gone is
-/// cleared away as the dictionary grows.
+/// An object that a loop has reached lives until the loop moves on, and may be removed meanwhile, as any
+/// other one. What is left of entries that have gone is cleared away as the dictionary grows.
 ///
 /// Threads: one thread at a time; the objects themselves may go on any thread, also while a loop runs.
 template <class Key, class T, class Hash = std::hash<Key>, class Equal = std::equal_to<Key>>
@@ -51,8 +51,12 @@ public:
     if (entries_.size() >= sizeToCompactAt_) compact();
     entries_.insert_or_assign(key, detail::WeakReference<T>(object));
   }
-  void remove(const Key& key) { entries_.erase(key); }
-  void clear() noexcept { entries_.clear(); }
+  void remove(const Key& key) {
+    if (const auto entry = entries_.find(key); entry != entries_.end()) entry->second.reset();
+  }
+  void clear() noexcept {
+    for (auto& [key, held] : entries_) held.reset();
+  }
 
   /// Null where there is none, or none any more.
   [[nodiscard]] std::shared_ptr<T> operator[](const Key& key) const {

@@ -4,8 +4,10 @@
 #include <cstddef>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "QVFoundation/collections/LivingIterator.h"
 #include "QVFoundation/collections/WeakReference.h"
@@ -22,14 +24,14 @@ namespace QVFoundation {
 /// ```
 ///
 /// What is stored for an object that has gone is out of reach at once, and let go of when the dictionary
-/// grows, is compacted or is destroyed.
+/// grows, is compacted or is destroyed. A loop may erase entries, the one that it has reached included.
 ///
 /// Threads: one thread at a time; the objects themselves may go on any thread, also while a loop runs.
 template <class Object, class T>
 class QVWeakKeyDictionary {
   struct Entry {
     detail::WeakReference<Object> object;
-    T content;
+    std::optional<T> content;  // nothing once erased
   };
   using Entries = std::unordered_map<const Object*, Entry>;
   struct Place {
@@ -39,8 +41,8 @@ class QVWeakKeyDictionary {
     }
     template <class Position>
     static auto value(Position entry, const std::shared_ptr<Object>& object) {
-      return std::pair<const std::shared_ptr<Object>&, decltype((entry->second.content))>(
-          object, entry->second.content);
+      return std::pair<const std::shared_ptr<Object>&, decltype((*entry->second.content))>(
+          object, *entry->second.content);
     }
   };
 
@@ -51,27 +53,41 @@ public:
   /// What is stored for an object; null where there is nothing. The pointer holds until that entry goes.
   [[nodiscard]] T* find(const Object& object) {
     const auto entry = entries_.find(&object);
-    return entry != entries_.end() && entry->second.object.refersTo(object) ? &entry->second.content
+    return entry != entries_.end() && entry->second.object.refersTo(object) ? &*entry->second.content
                                                                             : nullptr;
   }
   [[nodiscard]] const T* find(const Object& object) const {
     return const_cast<QVWeakKeyDictionary*>(this)->find(object);
   }
 
-  /// Stores something for an object in place of what was there. A null pointer stores nothing.
+  /// Stores something for an object in place of what was there. A null pointer stores nothing. Ends the use
+  /// of all iterators.
   void insert(const std::shared_ptr<Object>& object, T content) {
     if (object) at(object) = std::move(content);
   }
-  /// What is stored for an object that is not null; something new where there was nothing.
+  /// What is stored for an object that is not null; something new where there was nothing, which ends the use
+  /// of all iterators.
   [[nodiscard]] T& at(const std::shared_ptr<Object>& object) {
     if (T* content = find(*object)) return *content;
-    erase(*object);  // what another object left at the same address
+    const auto left = entries_.extract(object.get());  // by another object at the same address
     if (entries_.size() >= sizeToCompactAt_) compact();
-    return entries_.try_emplace(object.get(), Entry{detail::WeakReference<Object>(object), T()})
-        .first->second.content;
+    return *entries_.try_emplace(object.get(), Entry{detail::WeakReference<Object>(object), T()})
+                .first->second.content;
   }
-  void erase(const Object& object) { const auto entry = entries_.extract(&object); }
-  void clear() noexcept { const auto entries = std::exchange(entries_, {}); }
+  void erase(const Object& object) {
+    if (const auto entry = entries_.find(&object); entry != entries_.end()) {
+      entry->second.object.reset();
+      const auto content = std::exchange(entry->second.content, std::nullopt);
+    }
+  }
+  void clear() {
+    std::vector<std::optional<T>> contents;  // go when this dictionary is whole again: destructors may use it
+    contents.reserve(entries_.size());
+    for (auto& [address, entry] : entries_) {
+      entry.object.reset();
+      contents.push_back(std::exchange(entry.content, std::nullopt));
+    }
+  }
 
   /// How many are left.
   [[nodiscard]] std::size_t count() const {

@@ -72,9 +72,11 @@ struct SortItem {
 };
 
 /// Elements that fit into one word with their position, and leave no bit of it undefined.
-template <class Held>
+template <class Element>
 constexpr bool fillsHalfAWord =
-    sizeof(Held) == sizeof(std::uint32_t) && sizeof(SortItem<Held, std::uint32_t>) == sizeof(std::size_t);
+    sizeof(SortItem<SortedElement<Element>, std::uint32_t>) == sizeof(std::size_t) &&
+    sizeof(Element) == sizeof(std::uint32_t) &&
+    (std::floating_point<Element> || std::has_unique_object_representations_v<Element>);
 
 /// The map that sorts by items that fill one word each, in whose place their positions are put in the end.
 template <class Held, class View, class Compare>
@@ -113,7 +115,7 @@ QVIndexMap sortMapOfView(View view, Compare compare) {
   using Held = SortedElement<Element>;
   if constexpr (Held::isCopied || std::is_lvalue_reference_v<std::ranges::range_reference_t<View>>) {
     const auto count = static_cast<std::size_t>(std::ranges::distance(view));
-    if constexpr (fillsHalfAWord<Held>) {
+    if constexpr (fillsHalfAWord<Element>) {
       if (count <= std::numeric_limits<std::uint32_t>::max())
         return sortMapOfWords<Held>(view, count, compare);
     }

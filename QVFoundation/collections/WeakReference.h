@@ -15,6 +15,12 @@ public:
   explicit WeakReference(const std::shared_ptr<T>& object) noexcept
       : object_(object), address_(object.get()) {}
 
+  /// From now on it is as if the object had gone.
+  void reset() noexcept {
+    object_.reset();
+    address_ = nullptr;
+  }
+
   [[nodiscard]] std::shared_ptr<T> lock() const noexcept { return object_.lock(); }
   [[nodiscard]] bool isGone() const noexcept { return object_.expired(); }
   /// The object is one that lives, so another that has gone from the same address is not taken for it.

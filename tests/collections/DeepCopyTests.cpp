@@ -1,3 +1,6 @@
+#include <deque>
+#include <functional>
+
 #include <gmock/gmock.h>
 
 #include "QVFoundation/Collections.h"
@@ -58,6 +61,12 @@ TEST(DeepCopy, copiesTypedListsMapsAndSingleValues) {
   const std::unordered_map<int, Value> values = {{1, Array{person("Bo")}}};
   EXPECT_EQ(personIn(qv_deepCopy(values).at(1).array()[0])->name, "Bo");
   EXPECT_NE(personIn(qv_deepCopy(values.at(1).array()[0])), personIn(values.at(1).array()[0]));
+  const std::deque<std::shared_ptr<Person>> queue = {person("Cy")};
+  EXPECT_TRUE(qv_deepCopy(queue)[0] != queue[0] && qv_deepCopy(queue)[0]->name == "Cy");
+  const std::map<std::string, std::vector<int>, std::greater<>> numbers = {{"a", {1, 2}}, {"b", {}}};
+  EXPECT_EQ(qv_deepCopy(numbers), numbers);
+  EXPECT_EQ(qv_deepCopy(std::vector<bool>{true, false}), (std::vector<bool>{true, false}));
+  EXPECT_EQ(qv_deepCopy(std::string("text")), "text");
   EXPECT_TRUE(qv_deepCopy(Value()).isNothing() && qv_deepCopy(Value(5)) == 5 && qv_deepCopy(Array()).empty());
 }
 

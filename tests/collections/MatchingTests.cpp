@@ -1,6 +1,8 @@
+#include <algorithm>
 #include <deque>
 #include <list>
 #include <map>
+#include <ranges>
 #include <set>
 #include <sstream>
 #include <unordered_map>
@@ -177,6 +179,14 @@ TEST(Matching, byIndexAndKeyPassesOverObjectsWithoutTheKeyAndNothingElse) {
 struct Seat final : Person {
   using Person::Person;
 };
+
+TEST(Matching, keepsTheOrderOfAMap) {
+  std::map<std::string, Value, bool (*)(const std::string&, const std::string&)> ages(
+      [](const std::string& a, const std::string& b) { return a > b; });
+  for (const char* name : {"Ada", "Bo", "Cy"}) ages.emplace(name, Dictionary{{"age", 3}});
+  const auto found = qv_dictionaryByMatchingValue(ages, 3, "age");
+  EXPECT_TRUE(std::ranges::equal(std::views::keys(found), std::vector<std::string>{"Cy", "Bo", "Ada"}));
+}
 
 TEST(Matching, findsWhatALongListHolds) {
   for (const std::size_t count : {0U, 1U, 63U, 64U, 65U, 200U}) {

@@ -119,6 +119,16 @@ TEST(QVIndexMap, replaysItsMovesAsTheyAreDefined) {
   EXPECT_EQ(movesOf(large).size(), large.count() - 1) << "one by one, this takes 45 thousand million steps";
 }
 
+TEST(QVIndexMap, mayBeChangedByWhoReplaysIt) {
+  QVIndexMap map({2, 0, 1});
+  int moves = 0;
+  map.enumerateMovesWithBlock([&](std::size_t, std::size_t, bool&) {
+    map = QVIndexMap::identityMapWithCount(100);
+    ++moves;
+  });
+  EXPECT_EQ(moves, 1);
+}
+
 TEST(QVIndexMap, travelsAsAValueAndPrintsItsEntries) {
   const Value value = QVIndexMap{1, SIZE_MAX};
   EXPECT_TRUE(value == Value(*value.as<QVIndexMap>()) && value != Value(QVIndexMap{1}) && value != Value(1));

@@ -215,6 +215,12 @@ TEST(SortMap, byKeyPathOrdersEverySortOfKey) {
     EXPECT_EQ(arrayByApplyingMap(shuffled, map), keys);
     EXPECT_EQ(map, sortMapUsingSelector(shuffled, compareValues)) << "as the values themselves are sorted";
     for (const auto& song : songs) EXPECT_EQ(song->reads, 1);
+    const auto descending = [](const Value& a, const Value& b) { return -compareValues(a, b); };
+    EXPECT_EQ(sortMapUsingSortDescriptors(songs, {{"key", false}}),
+              sortMapUsingSelector(shuffled, descending));
+    const auto sorted = qv_sortedArrayUsingKeyPath(songs, "key");
+    EXPECT_TRUE(
+        std::ranges::equal(sorted, keys, {}, [](const auto& song) { return song->valueForKey("key"); }));
   }
   EXPECT_EQ(detail::sortMapOfKeys({0.0, -0.0, 0.0, -0.0}), detail::sortMapOfKeys({1, 1, 1, 1})) << "one zero";
   const auto unordered = std::vector{std::make_shared<Song>(2), std::make_shared<Song>("x")};

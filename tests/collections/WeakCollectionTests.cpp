@@ -30,6 +30,48 @@ TEST(WeakArray, keepsTheOrderOfThoseThatAreLeftAlsoWhileItIsWalked) {
   EXPECT_TRUE(array.empty());
 }
 
+TEST(WeakCollections, mayLoseWhatALoopHasReached) {
+  std::vector<std::shared_ptr<Person>> owners = {person("Ada", 0), person("Bo", 1), person("Cy", 2)};
+  QVWeakArray<Person> array;
+  QVWeakDictionary<int, Person> byNumber;
+  QVWeakKeyDictionary<Person, std::shared_ptr<int>> numbers;
+  const auto number = std::make_shared<int>(0);
+  const auto fill = [&] {
+    for (const auto& owner : owners) {
+      array.append(owner);
+      byNumber.set(owner->age, owner);
+      numbers.insert(owner, number);
+    }
+  };
+  for (const bool clears : {false, true}) {
+    fill();
+    int seen = 0;
+    for (const auto& each : array) {
+      clears ? array.clear() : array.remove(*each);
+      seen += each->age >= 0 ? 1 : 0;
+    }
+    for (const auto& [key, each] : byNumber) {
+      clears ? byNumber.clear() : byNumber.remove(key);
+      seen += each->age >= 0 ? 1 : 0;
+    }
+    for (const auto& [each, its] : numbers) {
+      clears ? numbers.clear() : numbers.erase(*each);
+      seen += each->age >= 0 ? 1 : 0;
+    }
+    EXPECT_EQ(seen, clears ? 3 : 9);
+    EXPECT_TRUE(array.empty() && byNumber.empty() && numbers.empty());
+    EXPECT_EQ(number.use_count(), 1);
+  }
+  fill();
+  EXPECT_TRUE(array.count() == 3 && byNumber.count() == 3 && numbers.count() == 3);
+  std::vector<std::string> names;
+  for (const auto& each : array) {
+    names.push_back(each->name.value_or(""));
+    owners[0].reset();
+  }
+  EXPECT_THAT(names, ElementsAre("Ada", "Bo", "Cy"));
+}
+
 TEST(WeakCollections, doNotGrowWithWhatHasGone) {
   QVWeakArray<Person> array;
   QVWeakDictionary<int, Person> byNumber;

@@ -7,9 +7,6 @@
 
 namespace QVFoundation {
 
-NSSortDescriptor::NSSortDescriptor(std::optional<std::string> keyPath, bool ascending, Comparator comparator)
-    : keyPath_(std::move(keyPath)), ascending_(ascending), comparator_(std::move(comparator)) {}
-
 int NSSortDescriptor::compareObject(const Value& a, const Value& b) const {
   return keyPath_ ? compareKeys(valueForKeyPath(a, *keyPath_), valueForKeyPath(b, *keyPath_))
                   : compareKeys(a, b);

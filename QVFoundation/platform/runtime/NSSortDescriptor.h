@@ -1,8 +1,10 @@
 #pragma once
 
+#include <concepts>
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/runtime/Value.h"
@@ -25,7 +27,11 @@ public:
   using Comparator = std::function<int(const Value&, const Value&)>;
 
   /// Without a key path the objects themselves are compared, without a comparator by `compareValues`.
-  NSSortDescriptor(std::optional<std::string> keyPath, bool ascending = true, Comparator comparator = {});
+  NSSortDescriptor(std::optional<std::string> keyPath) : NSSortDescriptor(std::move(keyPath), true) {}
+  /// Refuses what only converts to `bool`, such as a second key path.
+  template <std::same_as<bool> Flag>
+  NSSortDescriptor(std::optional<std::string> keyPath, Flag ascending, Comparator comparator = {})
+      : keyPath_(std::move(keyPath)), ascending_(ascending), comparator_(std::move(comparator)) {}
 
   [[nodiscard]] const std::optional<std::string>& keyPath() const noexcept { return keyPath_; }
   [[nodiscard]] bool ascending() const noexcept { return ascending_; }
