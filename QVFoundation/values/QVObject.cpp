@@ -25,8 +25,7 @@ std::string withLineBreaks(std::string_view text) {
   return lines.append(text);
 }
 
-/// An object whose description is being made on this thread. One that comes up within its own description is
-/// named briefly there: objects may lead back to themselves by ways on which no indentation counts.
+/// An object whose description is being made on this thread, for as long as this exists.
 class ObjectBeingDescribed {
 public:
   explicit ObjectBeingDescribed(const QVObject& object) noexcept
@@ -35,10 +34,16 @@ public:
   ObjectBeingDescribed& operator=(const ObjectBeingDescribed&) = delete;
   ~ObjectBeingDescribed() { innermost = outer_; }
 
-  [[nodiscard]] static bool is(const QVObject& object) noexcept {
-    const ObjectBeingDescribed* described = innermost;
-    while (described != nullptr && &described->object_ != &object) described = described->outer_;
-    return described != nullptr;
+  /// Whether an object has come up within its own description on a way on which the indentation began anew,
+  /// and so would not end it.
+  [[nodiscard]] static bool comesUpAgain(const QVObject& object, unsigned indent) noexcept {
+    unsigned depth = 0;
+    bool isAmongThem = false;
+    for (const auto* described = innermost; described != nullptr; described = described->outer_) {
+      ++depth;
+      isAmongThem = isAmongThem || &described->object_ == &object;
+    }
+    return isAmongThem && depth > indent;
   }
 
 private:
@@ -92,7 +97,9 @@ Value asJSONValue(const Value& value, unsigned level) {
 std::string QVObject::description() const { return descriptionWithLocale(nullptr, 0); }
 
 std::string QVObject::descriptionWithLocale(const NSLocale* locale, unsigned indent) const {
-  if (indent > deepestFullDescription || ObjectBeingDescribed::is(*this)) return shortDescription();
+  if (indent > deepestFullDescription || ObjectBeingDescribed::comesUpAgain(*this, indent)) {
+    return shortDescription();
+  }
   const ObjectBeingDescribed described(*this);
   return withLineBreaks(Value(debugDictionary()).descriptionWithLocale(locale, indent));
 }

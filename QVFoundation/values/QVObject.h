@@ -16,7 +16,7 @@ public:
   /// The debug dictionary.
   [[nodiscard]] std::string description() const override;
   /// The debug dictionary down to the second level of indentation; deeper, where it would only be in the way,
-  /// and within the object's own description, the short description.
+  /// and within the object's own description where that has begun anew inside, the short description.
   [[nodiscard]] std::string descriptionWithLocale(const NSLocale* locale, unsigned indent) const override;
 };
 
