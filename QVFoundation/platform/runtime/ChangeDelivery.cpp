@@ -6,10 +6,25 @@
 #include "QVFoundation/platform/runtime/ChangeDelivery_p.h"
 #include "QVFoundation/platform/runtime/ErrorConversion.h"
 #include "QVFoundation/platform/runtime/FatalError.h"
+#include "QVFoundation/platform/runtime/NSException.h"
 #include "QVFoundation/platform/runtime/ObservationInfo_p.h"
 #include "QVFoundation/platform/text/Format.h"
 
 namespace QVFoundation::detail {
+
+namespace {
+
+/// Nothing where the path leads to an object without the key.
+Value valueOnPath(const NSObject& root, const std::string& keyPath) {
+  try {
+    return root.valueForKeyPath(keyPath);
+  } catch (const NSException& exception) {
+    if (exception.name() != NSUndefinedKeyException) throw;
+    return {};
+  }
+}
+
+}  // namespace
 
 void ChangeDelivery::tellBefore() {
   change_.isPrior_ = true;
@@ -38,7 +53,7 @@ void ChangeDelivery::tellBefore(const ObserverHook& hook) {
   change.isPrior_ = true;
   Value old;
   if (wantsOld) {
-    old = root.object->valueForKeyPath(registration.keyPath());
+    old = valueOnPath(*root.object, registration.keyPath());
     pending_->oldOfPaths.emplace_back(registration.shared_from_this(), old);
     change.old_ = &old;
   }
@@ -75,7 +90,7 @@ void ChangeDelivery::tellAfterOnPath(KeyValueRegistration& registration) {
   NSKeyValueChange change;
   Value value;
   if (registration.has(NSKeyValueObservingOptionNew)) {
-    value = root.object->valueForKeyPath(registration.keyPath());
+    value = valueOnPath(*root.object, registration.keyPath());
     change.new_ = &value;
   }
   if (pending_ != nullptr) {

@@ -7,8 +7,10 @@
 #include "QVFoundation/platform/runtime/ErrorConversion.h"
 #include "QVFoundation/platform/runtime/FatalError.h"
 #include "QVFoundation/platform/runtime/KeyValueRegistration_p.h"
+#include "QVFoundation/platform/runtime/NSException.h"
 #include "QVFoundation/platform/runtime/ObservationInfo_p.h"
 #include "QVFoundation/platform/text/Format.h"
+#include "QVFoundation/platform/tracing/NSLog.h"
 
 namespace QVFoundation::detail {
 
@@ -25,6 +27,8 @@ void checkKey(const NSObject& object, std::string_view key) {
 /// long.
 class KeyValueRegistration::PathWalk {
 public:
+  explicit PathWalk(UnknownKeys unknownKeys) noexcept : unknownKeys_(unknownKeys) {}
+
   /// Sorted, one for each object and key.
   std::vector<Place> placesOf(NSObject& root, std::string_view keyPath) {
     root_ = &root;
@@ -54,7 +58,7 @@ private:
       const auto dot = step.path.find('.');
       const auto key = step.path.substr(0, dot);
       const bool isLast = dot == std::string_view::npos;
-      checkKey(*step.object, key);
+      if (!hasKey(*step.object, key)) return;
       HookRole role = HookRole::link;
       if (isLast && !step.isDependency) role = step.object == root_ ? HookRole::own : HookRole::leaf;
       add({step.object, step.owner, key, role});
@@ -66,6 +70,18 @@ private:
       step.object = step.owner.get();
       step.path.remove_prefix(dot + 1);
       if (step.object == nullptr) return;
+    }
+  }
+
+  bool hasKey(const NSObject& object, std::string_view key) const {
+    try {
+      checkKey(object, key);
+      return true;
+    } catch (const NSException& exception) {
+      if (unknownKeys_ == UnknownKeys::raise || exception.name() != NSUndefinedKeyException) throw;
+      NSLog("An observed path leads to %@, which has no \"%@\": it ends there.", object.shortDescription(),
+            key);
+      return false;
     }
   }
 
@@ -85,6 +101,7 @@ private:
 
   using ObjectAndKey = std::pair<const NSObject*, std::string_view>;
 
+  const UnknownKeys unknownKeys_;
   const NSObject* root_ = nullptr;
   std::vector<Step> pending_;
   std::map<ObjectAndKey, Place> places_;
@@ -119,7 +136,7 @@ void KeyValueRegistration::begin(NSObject& root) {
     info.hook(shared_from_this(), keyPath_, HookRole::own);
     state_ = State::hooked;
   } else {
-    followPath(root);
+    followPath(root, UnknownKeys::raise);
   }
   if (!has(NSKeyValueObservingOptionInitial)) return;
   try {
@@ -162,14 +179,14 @@ KeyValueRegistration::Root KeyValueRegistration::root() {
 // Getters run without the lock, so two threads may walk at the same time; who began to walk later has seen
 // what is newer. An object that is exchanged after it was read and before it was hooked tells nobody: so the
 // path is walked until it leads over what is hooked.
-void KeyValueRegistration::followPath(NSObject& root) {
+void KeyValueRegistration::followPath(NSObject& root, UnknownKeys unknownKeys) {
   for (bool isSettled = isPlain_; !isSettled;) {
     std::uint64_t walkNumber = 0;
     {
       const UnfairLockGuard guard(lock_);
       walkNumber = ++walksBegun_;
     }
-    auto places = PathWalk().placesOf(root, keyPath_);
+    auto places = PathWalk(unknownKeys).placesOf(root, keyPath_);
     Released released;  // go after the lock
     const UnfairLockGuard guard(lock_);
     if (state_ == State::ended || walkNumber < walkInstalled_) return;

@@ -75,8 +75,11 @@ public:
     std::shared_ptr<NSObject> owner;
   };
   [[nodiscard]] Root root();
+  /// What to do about an object on the path that lacks a key: when somebody begins to observe, it is his
+  /// mistake; when another object comes, it is not that of who exchanged it.
+  enum class UnknownKeys : bool { raise, endThePath };
   /// Moves the hooks to the objects that the path leads over now.
-  void followPath(NSObject& root);
+  void followPath(NSObject& root, UnknownKeys unknownKeys = UnknownKeys::endThePath);
   /// Calls the observer. What it throws ends the process.
   void notify(NSObject& root, const NSKeyValueChange& change) noexcept {
     try {

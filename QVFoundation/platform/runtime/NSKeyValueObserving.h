@@ -32,7 +32,8 @@
 /// Ownership: the object owns its observers until they are removed. One that dies while it is observed drops
 /// them. Inside a notification everything may be let go of, the observer and the object included.
 /// Errors: a key that the object does not have raises `NSException` named `NSUndefinedKeyException` when the
-/// observation begins, and an empty task `NSInvalidArgumentException`. An exception that leaves a task ends
+/// observation begins, and an empty task `NSInvalidArgumentException`. A path that comes to lead to an object
+/// without the next key is reported on standard error and ends there. An exception that leaves a task ends
 /// the process through `fatalError`.
 namespace QVFoundation {
 

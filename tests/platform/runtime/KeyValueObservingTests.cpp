@@ -210,6 +210,22 @@ TEST(KeyValueObserving, pairsWillAndDidAcrossThoseWhoComeAndGoInBetween) {
   EXPECT_EQ(diary.take(), "late: A -> A\n") << "who came in between misses nothing";
 }
 
+/// Holds any object.
+class ValueHolder : public NSObject {
+public:
+  static const NSClass& staticClass() {
+    static const NSClass& cls =
+        *new NSClass(NSClass::define<ValueHolder>("ValueHolder", NSObject::staticClass())
+                         .stored("content", &ValueHolder::content_));
+    return cls;
+  }
+  const NSClass& dynamicClass() const override { return staticClass(); }
+  void set(const Value& content) { setValueForKey(content, "content"); }
+
+private:
+  Value content_;
+};
+
 /// One of a chain, which may be cut while it is read.
 class Relay : public NSObject {
 public:
@@ -259,6 +275,20 @@ TEST(KeyValueObserving, followsAPathThatChangesWhileItIsRead) {
   end->setValue(2);
   EXPECT_EQ(heard, 12);
   end->setNext(nullptr);
+}
+
+TEST(KeyValueObserving, endsAPathAtAnObjectWithoutTheKey) {
+  const auto holder = std::make_shared<ValueHolder>();
+  holder->set(std::make_shared<Artist>("Ann"));
+  Diary diary;
+  const auto name = observe(*holder, "content.name", newAndOld, diary.note("name"));
+  StandardErrorCapture capture;
+  holder->set(std::make_shared<Track>("A"));
+  const auto lines = capture.take();
+  ASSERT_FALSE(lines.empty());
+  EXPECT_THAT(lines[0], HasSubstr("which has no \"name\": it ends there."));
+  holder->set(std::make_shared<Artist>("Bob"));
+  EXPECT_EQ(diary.take(), "name: Ann \nname: -> Bob\n");
 }
 
 /// A list that refuses to grow beyond two, and says when it is busy.
