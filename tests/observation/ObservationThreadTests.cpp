@@ -117,7 +117,7 @@ TEST(ObservationThreads, everythingHappensAtOnce) {
             int mine = 0;
             auto observation = observe(*track, "title", [&, own = std::this_thread::get_id()](Track&, auto&) {
               late += isRemoved ? 1 : 0;
-              mine += std::this_thread::get_id() == own ? 1 : 0;
+              if (std::this_thread::get_id() == own) ++mine;
             });
             track->setTitle(std::to_string(i));
             observation.invalidate();
