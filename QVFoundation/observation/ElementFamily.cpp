@@ -170,7 +170,7 @@ void ElementFamily::begin(const Placement& placement, Unknown unknownKeys) {
   } catch (const NSException& exception) {
     noteEnd(placement);
     if (unknownKeys == Unknown::raises || exception.name() != NSUndefinedKeyException) throw;
-    NSLog("\"%@\" of an element of \"%@\" is not observed: %@", placement.keyPath, keyPath_,
+    NSLog(R"("%@" of an element of "%@" is not observed: %@)", placement.keyPath, keyPath_,
           exception.reason());
   }
 }

@@ -119,15 +119,15 @@ void ChangeDelivery::tellAfterOnPath(KeyValueRegistration& registration) {
 
 Value ChangeDelivery::valueOfKey() const {
   if (site_.indexes == nullptr) return site_.object.valueForKey(site_.key);
+  // Of a change that was announced and did not happen there may be fewer elements than indexes.
   const NSProperty* property = site_.object.dynamicClass().property(site_.key);
-  const ElementAccess* access = property != nullptr && property->elements ? &*property->elements : nullptr;
-  const Array all = access == nullptr ? site_.object.valueForKey(site_.key).array() : Array();
-  const std::size_t count = access != nullptr ? access->count(site_.object) : all.size();
+  if (property != nullptr && property->elements) {
+    return property->elements->atIndexes(site_.object, *site_.indexes);
+  }
+  const Array all = site_.object.valueForKey(site_.key).array();
   Array elements;
-  elements.reserve(site_.indexes->size());
   for (const std::size_t index : *site_.indexes) {
-    if (index >= count) break;  // a change that was announced and did not happen
-    elements.append(access != nullptr ? access->at(site_.object, index) : all[index]);
+    if (index < all.size()) elements.append(all[index]);
   }
   return elements;
 }

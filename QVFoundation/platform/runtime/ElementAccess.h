@@ -2,11 +2,13 @@
 
 #include <cstddef>
 #include <functional>
+#include <ranges>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
 #include "QVFoundation/platform/runtime/Array.h"
+#include "QVFoundation/platform/runtime/IndexSet.h"
 #include "QVFoundation/platform/runtime/NSObject.h"
 #include "QVFoundation/platform/runtime/Value.h"
 
@@ -19,11 +21,13 @@ namespace QVFoundation {
 struct ElementAccess {
   std::function<std::size_t(const NSObject&)> count;
   std::function<Value(const NSObject&, std::size_t)> at;
+  /// Those at the indexes, as far as there are any; the property is read once.
+  std::function<Array(const NSObject&, const IndexSet&)> atIndexes;
   std::function<bool(const Value&)> fits;
   // Empty where the property is read-only.
   std::function<void(NSObject&, std::size_t, const Value&)> insert;
   std::function<void(NSObject&, std::size_t, const Value&)> replace;
-  std::function<void(NSObject&, std::size_t)> remove;
+  std::function<void(NSObject&, const IndexSet&)> remove;  // all in one edit
 };
 
 namespace detail {
@@ -45,12 +49,19 @@ void replaceElement(std::vector<E>& list, std::size_t index, const Value& value)
   list[index] = *value.as<E>();
 }
 template <class E>
-void removeElement(std::vector<E>& list, std::size_t index) {
-  list.erase(list.begin() + static_cast<std::ptrdiff_t>(index));
+void removeElements(std::vector<E>& list, const IndexSet& indexes) {
+  for (const IndexSet::Range& range : std::views::reverse(indexes.ranges())) {
+    const auto first = list.begin() + static_cast<std::ptrdiff_t>(range.first);
+    list.erase(first, first + static_cast<std::ptrdiff_t>(range.count));
+  }
 }
 inline void insertElement(Array& list, std::size_t index, const Value& value) { list.insert(index, value); }
 inline void replaceElement(Array& list, std::size_t index, const Value& value) { list.set(index, value); }
-inline void removeElement(Array& list, std::size_t index) { list.remove(index); }
+inline void removeElements(Array& list, const IndexSet& indexes) {
+  for (const IndexSet::Range& range : std::views::reverse(indexes.ranges())) {
+    for (std::size_t index = range.end(); index-- > range.first;) list.remove(index);
+  }
+}
 
 /// Access for reading to what a getter gives.
 template <class T, class Getter>
@@ -65,6 +76,16 @@ ElementAccess readingAccess(const Getter& getter) {
     return Value(static_cast<const typename List::value_type&>(
         std::invoke(getter, static_cast<const T&>(object))[index]));
   };
+  access.atIndexes = [getter](const NSObject& object, const IndexSet& indexes) {
+    const auto& list = std::invoke(getter, static_cast<const T&>(object));
+    Array elements;
+    elements.reserve(indexes.size());
+    for (const std::size_t index : indexes) {
+      if (index >= list.size()) break;
+      elements.append(Value(static_cast<const typename List::value_type&>(list[index])));
+    }
+    return elements;
+  };
   access.fits = [](const Value& value) { return value.as<typename List::value_type>().has_value(); };
   return access;
 }
@@ -78,8 +99,8 @@ void addWritingAccess(ElementAccess& access, const Edit& edit) {
   access.replace = [edit](NSObject& object, std::size_t index, const Value& value) {
     edit(object, [&](List& list) { replaceElement(list, index, value); });
   };
-  access.remove = [edit](NSObject& object, std::size_t index) {
-    edit(object, [&](List& list) { removeElement(list, index); });
+  access.remove = [edit](NSObject& object, const IndexSet& indexes) {
+    edit(object, [&](List& list) { removeElements(list, indexes); });
   };
 }
 

@@ -21,6 +21,9 @@ namespace QVFoundation {
 /// for (const std::size_t index : selected) draw(index);  // 1 2 4 7 8 …
 /// ```
 ///
+/// Adding or removing an index takes time in proportion to the ranges behind it; many at once are best given
+/// to the constructor.
+///
 /// Threads: a value; reading it from several threads is safe.
 /// Errors: an index that is not below `NSNotFound` raises `NSException` named `NSRangeException`.
 class QV_EXPORT IndexSet {

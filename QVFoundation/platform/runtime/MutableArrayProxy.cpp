@@ -1,8 +1,5 @@
 #include "QVFoundation/platform/runtime/MutableArrayProxy.h"
 
-#include <ranges>
-#include <vector>
-
 #include "QVFoundation/platform/runtime/ChangeDelivery_p.h"
 #include "QVFoundation/platform/runtime/KeyValueCoding.h"
 #include "QVFoundation/platform/runtime/NSClass.h"
@@ -52,8 +49,7 @@ void MutableArrayProxy::remove(const IndexSet& indexes) {
   checkIndex(*indexes.last(), size());
   const ToManyChangeNotice notice(object_, property_.name, NSKeyValueChangeKind::removal, indexes);
   const detail::QuietProperty quiet(object_, property_.name);
-  const std::vector<std::size_t> ascending(indexes.begin(), indexes.end());
-  for (const std::size_t index : std::views::reverse(ascending)) property_.elements->remove(object_, index);
+  property_.elements->remove(object_, indexes);
 }
 
 void MutableArrayProxy::checkIndex(std::size_t index, std::size_t limit) const {

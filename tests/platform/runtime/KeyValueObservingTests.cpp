@@ -305,10 +305,13 @@ public:
   std::vector<int> items() const { return items_; }
   void setItems(std::vector<int> items) {
     const ChangeNotice notice(*this, "items");
+    ++sets;
     setValueForKey(true, "busy");
     if (items.size() > 2) throw std::length_error("full");
     items_ = std::move(items);
   }
+
+  int sets = 0;
 
 private:
   std::vector<int> items_;
@@ -330,6 +333,12 @@ TEST(KeyValueObserving, tellsOfEditsThatFailAndOfThoseThatObserversMake) {
   });
   proxy.remove(0);
   EXPECT_EQ(diary.take(), "items: -> [7 8]\nitems: removal  at {0}\n");
+  shelf->setItems({5, 6});
+  diary.take();
+  const int sets = shelf->sets;
+  proxy.clear();
+  EXPECT_EQ(diary.take(), "items: removal  at {0-1}\n");
+  EXPECT_EQ(shelf->sets, sets + 1) << "no list in between is set";
 }
 
 class Counting : public NSKeyValueObserver {
