@@ -21,7 +21,8 @@
 /// be absent, and is then left out: an empty optional, a null pointer, a value that is nothing.
 ///
 /// Threads: a block runs on the calling thread. The collection must not change meanwhile.
-/// Errors: what a block throws goes through.
+/// Errors: what a block throws goes through. A key that an element does not have raises
+/// `NSUndefinedKeyException`.
 namespace QVFoundation {
 
 namespace detail {

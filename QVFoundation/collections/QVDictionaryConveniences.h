@@ -67,7 +67,7 @@ void removeObject(Entries& entries, const detail::ElementOf<Entries>& object) {
 /// The value under a key. Where there is none the block makes it, and it is stored unless it is absent too. A
 /// block may be null, and may change the dictionary itself.
 template <class Block>
-Value qv_objectForKey(Dictionary& dictionary, const Value& key, const Block& creationBlock) {
+Value qv_objectForKey(Dictionary& dictionary, const Value& key, Block creationBlock) {
   if (const Value& present = dictionary[key]; !present.isNothing()) return present;
   Value made;
   if constexpr (!std::same_as<Block, std::nullptr_t>) {
@@ -79,9 +79,10 @@ Value qv_objectForKey(Dictionary& dictionary, const Value& key, const Block& cre
 }
 template <detail::Map Entries, class Block>
   requires(!std::same_as<Entries, Dictionary>)
-auto qv_objectForKey(Entries& entries, const typename Entries::key_type& key, const Block& creationBlock)
+auto qv_objectForKey(Entries& entries, const typename Entries::key_type& key, Block creationBlock)
     -> detail::Maybe<typename Entries::mapped_type> {
-  if (const auto present = entries.find(key); present != entries.end()) return present->second;
+  const auto present = entries.find(key);
+  if (present != entries.end() && !detail::isAbsent(present->second)) return present->second;
   if constexpr (std::same_as<Block, std::nullptr_t>) {
     return {};
   } else {

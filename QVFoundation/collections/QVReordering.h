@@ -90,6 +90,12 @@ template <detail::List Range>
   return detail::ArrayOf<std::ranges::range_value_t<Range>>(detail::copiesAt(list, map.indices()));
 }
 
+/// The same; a name for who wants to say that the list will be changed.
+template <detail::List Range>
+[[nodiscard]] auto mutableArrayByApplyingMap(const Range& list, const QVIndexMap& map) {
+  return arrayByApplyingMap(list, map);
+}
+
 /// The list with its first elements replaced by those that the entries of the map lead to. Unlike above, a
 /// map shorter than the list leaves the list's tail in place; a longer one raises `NSRangeException`.
 template <detail::List Range>

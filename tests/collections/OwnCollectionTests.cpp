@@ -43,6 +43,25 @@ TEST(LazyArray, letsOthersWaitForAnElementThatIsBeingMade) {
   mayEnd.count_down();
 }
 
+TEST(LazyArray, letsWhoWaitsTakeOverWhenTheMakerFails) {
+  std::latch isMaking(1), mayFail(1);
+  std::atomic<int> calls = 0;
+  const QVLazyArray<int> array(1, [&](std::size_t) {
+    if (++calls > 1) return 7;
+    isMaking.count_down();
+    mayFail.wait();
+    throw std::runtime_error("failed");
+  });
+  std::jthread maker([&] { EXPECT_THROW((void)array[0], std::runtime_error); });
+  isMaking.wait();
+  std::jthread waiting[] = {std::jthread([&] { EXPECT_EQ(array[0], 7); }),
+                            std::jthread([&] { EXPECT_EQ(array[0], 7); })};
+  std::this_thread::yield();
+  mayFail.count_down();
+  for (auto& thread : waiting) thread.join();
+  EXPECT_EQ(calls, 2);
+}
+
 TEST(LazyArray, triesAgainAfterAFailureAndRefusesWhatCannotBe) {
   int calls = 0;
   QVLazyArray<int>* self = nullptr;
