@@ -89,6 +89,7 @@ template <detail::PlainValue T>
 template <detail::TypedList Elements>
 Elements qv_deepCopy(const Elements& elements) {
   Elements copies;
+  if constexpr (requires { copies.reserve(elements.size()); }) copies.reserve(elements.size());
   for (const std::ranges::range_value_t<Elements>& element : elements) {
     copies.push_back(qv_deepCopy(element));
   }
