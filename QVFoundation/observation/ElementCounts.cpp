@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <unordered_set>
 #include <utility>
 
@@ -15,16 +14,15 @@ public:
   void takeOut(const Value& elements) {
     for (const Value& value : elements.array()) {
       if (auto element = value.object()) {
-        takeOut(std::move(element), 1);
+        takeOut(std::move(element));
       } else if (counts_.total_ > 0) {
         --counts_.total_;
       }
     }
   }
   void takeOutAll() {
-    const auto all = counts_.counts_;
-    for (const auto& [address, entry] : all) {
-      if (auto element = entry.element.lock()) takeOut(std::move(element), entry.count);
+    for (auto& [address, entry] : counts_.counts_) {
+      if (auto element = entry.element.lock()) touch(std::move(element)).count = 0;
     }
     std::erase_if(counts_.counts_, [](const auto& entry) { return entry.second.element.expired(); });
     counts_.total_ = 0;
@@ -53,11 +51,11 @@ private:
     bool wasIn;
   };
 
-  void takeOut(std::shared_ptr<NSObject> element, std::size_t times) {
+  void takeOut(std::shared_ptr<NSObject> element) {
     Count& entry = touch(std::move(element));
-    times = std::min(times, entry.count);
-    entry.count -= times;
-    counts_.total_ -= times;
+    if (entry.count == 0) return;
+    --entry.count;
+    --counts_.total_;
   }
   Count& touch(std::shared_ptr<NSObject> element) {
     Count& entry = counts_.counts_[element.get()];

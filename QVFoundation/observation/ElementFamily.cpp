@@ -58,18 +58,19 @@ void ElementFamily::follow(const NSObject& object, const NSKeyValueChange& chang
   if (sizeOfList(object, keyPath_) != counted) read(object, Unknown::isReported);
 }
 
-void ElementFamily::exchange(const NSKeyValueChange& change, NSKeyValueObservingOptions options,
-                             ElementObservationTask task) {
+bool ElementFamily::exchange(const NSKeyValueChange& change, NSKeyValueObservingOptions options,
+                             const ElementObservationTask& task) {
   Steps steps;
   {
     const MutexLock guard(lock_);
-    if (hasEnded_) return;
+    if (hasEnded_) return false;
     options_ = options;
-    task_ = std::make_shared<const ElementObservationTask>(std::move(task));
+    task_ = std::make_shared<const ElementObservationTask>(task);
     steps.difference = counts_.exchange(change.oldValue(), change.newValue());
     prepare(steps);
   }
   carryOut(steps, Unknown::raises);
+  return true;
 }
 
 // The list is read without the lock. If the counts have changed meanwhile, what was read may be older than
@@ -107,9 +108,10 @@ void ElementFamily::end(Wait wait) noexcept {
   carryOut(steps, Unknown::isReported, wait);
 }
 
-bool ElementFamily::isEmpty() const {
+bool ElementFamily::endIfEmpty() {
   const MutexLock guard(lock_);
-  return placements_.empty();
+  hasEnded_ = hasEnded_ || placements_.empty();
+  return hasEnded_;
 }
 
 void ElementFamily::prepare(Steps& steps) {
@@ -144,7 +146,7 @@ Placement ElementFamily::place(const std::shared_ptr<NSObject>& element, const s
     (*task)(object, subKeyPath, change);
   };
   return {element, subKeyPath, keyForTarget(*element, subKeyPath, identifier_),
-          KDObserverTrampoline::make(*element, subKeyPath, options_, std::move(task))};
+          std::make_shared<KDObserverTrampoline>(*element, subKeyPath, options_, std::move(task))};
 }
 
 // What comes begins before what goes is waited for: no change is missed for the sake of a task that takes its

@@ -48,13 +48,15 @@ public:
   /// Keeps in step with a change of the list. An element that has no such sub key path is reported on
   /// standard error and left alone.
   void follow(const NSObject& object, const NSKeyValueChange& change);
-  /// Takes old elements out and new ones in, which are observed for a task of their own.
-  void exchange(const NSKeyValueChange& change, NSKeyValueObservingOptions options,
-                ElementObservationTask task);
+  /// Takes old elements out and new ones in, which are observed for a task of their own. False, and nothing done,
+  /// where the family has ended.
+  bool exchange(const NSKeyValueChange& change, NSKeyValueObservingOptions options,
+                const ElementObservationTask& task);
   /// Ends all observations that the family has made, and those alone. Nothing is observed afterwards.
   void end(Wait wait) noexcept;
 
-  [[nodiscard]] bool isEmpty() const;
+  /// Ends a family that observes nothing; false where it observes something.
+  bool endIfEmpty();
   [[nodiscard]] const std::string& identifier() const noexcept { return identifier_; }
 
 protected:
@@ -85,7 +87,7 @@ private:
   const std::vector<std::string> subKeyPaths_;
   const std::string identifier_;
 
-  mutable Mutex lock_;
+  Mutex lock_;
   NSKeyValueObservingOptions options_ QV_GUARDED_BY(lock_);
   std::shared_ptr<const ElementObservationTask> task_ QV_GUARDED_BY(lock_);
   ElementCounts counts_ QV_GUARDED_BY(lock_);

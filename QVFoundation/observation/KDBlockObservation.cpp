@@ -12,9 +12,9 @@ namespace detail {
 
 void addBlockObserver(NSObject& object, std::string_view keyPath, NSKeyValueObservingOptions options,
                       const std::optional<std::string>& identifier, ObservationTask task) {
-  ObserverMap::start(
-      object, keyForTarget(object, keyPath, identifier),
-      KDObserverTrampoline::make(object, keyPath, options, checkedTask(std::move(task), object, keyPath)));
+  ObserverMap::start(object, keyForTarget(object, keyPath, identifier),
+                     std::make_shared<KDObserverTrampoline>(object, keyPath, options,
+                                                            checkedTask(std::move(task), object, keyPath)));
 }
 
 }  // namespace detail

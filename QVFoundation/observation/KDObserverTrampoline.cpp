@@ -13,14 +13,6 @@ constexpr char context[] = "KDObserverTrampolineContext";
 
 }  // namespace
 
-std::shared_ptr<KDObserverTrampoline> KDObserverTrampoline::make(NSObject& observee, std::string_view keyPath,
-                                                                 NSKeyValueObservingOptions options,
-                                                                 Task task,
-                                                                 std::shared_ptr<ElementFamily> family) {
-  return std::make_shared<KDObserverTrampoline>(observee, keyPath, options, std::move(task),
-                                                std::move(family));
-}
-
 KDObserverTrampoline::KDObserverTrampoline(NSObject& observee, std::string_view keyPath,
                                            NSKeyValueObservingOptions options, Task task,
                                            std::shared_ptr<ElementFamily> family)

@@ -29,11 +29,8 @@ class QV_TEST_EXPORT KDObserverTrampoline final : public NSObject, public NSKeyV
 public:
   using Task = std::function<void(NSObject& object, const NSKeyValueChange& change)>;
 
-  static std::shared_ptr<KDObserverTrampoline> make(NSObject& observee, std::string_view keyPath,
-                                                    NSKeyValueObservingOptions options, Task task,
-                                                    std::shared_ptr<ElementFamily> family = nullptr);
   KDObserverTrampoline(NSObject& observee, std::string_view keyPath, NSKeyValueObservingOptions options,
-                       Task task, std::shared_ptr<ElementFamily> family);
+                       Task task, std::shared_ptr<ElementFamily> family = nullptr);
   /// Cancels, without waiting.
   ~KDObserverTrampoline() override;
 

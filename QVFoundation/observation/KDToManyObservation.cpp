@@ -17,7 +17,7 @@ void addElementObserver(NSObject& object, std::string_view key, std::vector<std:
   const auto family = std::make_shared<ElementFamily>(key, std::move(subKeyPaths), options, identifier,
                                                       checkedTask(std::move(task), object, key));
   const std::string token = keyForTarget(object, key, identifier);
-  const auto trampoline = KDObserverTrampoline::make(
+  const auto trampoline = std::make_shared<KDObserverTrampoline>(
       object, key, QVDefaultObservingOptions,
       [family](NSObject& list, const NSKeyValueChange& change) { family->follow(list, change); }, family);
   ObserverMap::start(object, token, trampoline);

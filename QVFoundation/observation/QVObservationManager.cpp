@@ -122,8 +122,8 @@ void QVObservationManager::addAnyObserver(NSObject& object, std::string_view key
                                           ObservationTask task) {
   const auto state = state_;  // the task may let go of the manager
   state->begin(object, keyPath, identifierForInputIdentifier(identifier),
-               detail::KDObserverTrampoline::make(object, keyPath, options,
-                                                  detail::checkedTask(std::move(task), object, keyPath)));
+               std::make_shared<detail::KDObserverTrampoline>(
+                   object, keyPath, options, detail::checkedTask(std::move(task), object, keyPath)));
 }
 
 void QVObservationManager::addWillDidObserver(NSObject& object, std::string_view keyPath,
@@ -169,6 +169,7 @@ void QVObservationManager::removeAllObservers() {
     state->tokensByIdentifier.clear();
   }
   State::finish(removed);
+  for (const auto& [key, family] : families) family->end(Family::Wait::yes);
   for (const auto& [center, theirs] : tokens) {
     for (const auto& token : theirs) center->removeObserver(token);
   }

@@ -129,7 +129,7 @@ public:
   void updateObservationsForObject(NSObject& object, const NSKeyValueChange& change,
                                    const std::vector<std::string>& subKeyPaths,
                                    NSKeyValueObservingOptions options, const std::string& identifier,
-                                   ElementObservationTask task);
+                                   const ElementObservationTask& task);
 
   // Notifications
 

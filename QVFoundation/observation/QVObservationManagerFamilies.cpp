@@ -44,7 +44,7 @@ void QVObservationManager::addFamily(NSObject& object, std::string_view keyPath,
   const std::string expanded = identifierForInputIdentifier(identifier);
   const auto family = std::make_shared<Family>(state, keyPath, std::move(subKeyPaths), options, expanded,
                                                detail::checkedTask(std::move(task), object, keyPath));
-  const auto trampoline = detail::KDObserverTrampoline::make(
+  const auto trampoline = std::make_shared<detail::KDObserverTrampoline>(
       object, keyPath, QVDefaultObservingOptions,
       [family](NSObject& list, const NSKeyValueChange& change) { family->follow(list, change); }, family);
   state->begin(object, keyPath, expanded, trampoline);
@@ -60,24 +60,26 @@ void QVObservationManager::updateObservationsForObject(NSObject& object, const N
                                                        const std::vector<std::string>& subKeyPaths,
                                                        NSKeyValueObservingOptions options,
                                                        const std::string& identifier,
-                                                       ElementObservationTask task) {
+                                                       const ElementObservationTask& task) {
   if (detail::isMissing(task) && !change.newValue().array().empty()) {
     detail::raiseMissingTask(object, observationIdentifierForSubKeyPaths(subKeyPaths));
   }
   const auto state = state_;
   const std::string key = keyForTarget(object, observationIdentifierForSubKeyPaths(subKeyPaths), identifier);
-  std::shared_ptr<Family> family;
-  {
+  const auto familyOfKey = [&] {
     const std::lock_guard guard(state->lock);
     auto& entry = state->families[key];
     if (entry == nullptr) {
       entry = std::make_shared<Family>(state, std::string_view(), subKeyPaths, options, identifier, nullptr);
     }
-    family = entry;
-  }
-  family->exchange(change, options, std::move(task));
+    return entry;
+  };
+  auto family = familyOfKey();
+  while (!family->exchange(change, options, task)) family = familyOfKey();
+
   const std::lock_guard guard(state->lock);
-  if (family->isEmpty()) state->families.erase(key);
+  if (family->endIfEmpty())
+    std::erase_if(state->families, [&](const auto& entry) { return entry.second == family; });
 }
 
 void QVObservationManager::removeObserverOfObject(NSObject& object, std::string_view keyPath,

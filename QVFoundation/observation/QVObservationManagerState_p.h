@@ -21,7 +21,7 @@ namespace QVFoundation {
 ///
 /// Whatever is added is recorded under the lock and begins outside of it; whatever is removed is unlinked
 /// under the lock and waited for outside. One that is removed between the two never begins.
-struct QVObservationManager::State : std::enable_shared_from_this<State> {
+struct QVObservationManager::State {
   using Trampoline = std::shared_ptr<detail::KDObserverTrampoline>;
   using Token = std::shared_ptr<NSObject>;
 
@@ -57,8 +57,8 @@ struct QVObservationManager::State : std::enable_shared_from_this<State> {
   std::size_t sizeToCompactAt = 64;
   std::map<std::uint64_t, Record> records;                 // in the order of registration
   std::unordered_map<std::string, std::uint64_t> numbers;  // of the records, by token
-  std::map<std::string, std::shared_ptr<Family>>
-      families;  // kept up by hand, by object, sub key paths, identifier
+  // Those that are kept up by hand, by object, sub key paths and identifier.
+  std::map<std::string, std::shared_ptr<Family>> families;
   std::unordered_map<std::string, Token> tokensByIdentifier;
   QVWeakKeyDictionary<NSNotificationCenter, std::set<Token>> tokensByNotificationCenter;
   CancellableBag cancellables;

@@ -178,9 +178,11 @@ KeyValueRegistration::Root KeyValueRegistration::root() {
 
 // Getters run without the lock, so two threads may walk at the same time; who began to walk later has seen
 // what is newer. An object that is exchanged after it was read and before it was hooked tells nobody: so the
-// path is walked until it leads over what is hooked.
+// path is walked until it leads over what is hooked. Each walk is sure of one more place than the last one, so
+// that there are enough walks even where a getter makes a new object each time.
 void KeyValueRegistration::followPath(NSObject& root, UnknownKeys unknownKeys) {
-  for (bool isSettled = isPlain_; !isSettled;) {
+  std::size_t enoughWalks = isPlain_ ? 0 : 1;
+  for (std::size_t walks = 0; walks < enoughWalks; ++walks) {
     std::uint64_t walkNumber = 0;
     {
       const UnfairLockGuard guard(lock_);
@@ -192,8 +194,9 @@ void KeyValueRegistration::followPath(NSObject& root, UnknownKeys unknownKeys) {
     if (state_ == State::ended || walkNumber < walkInstalled_) return;
     walkInstalled_ = walkNumber;
     state_ = State::hooked;
-    isSettled = places == places_;
-    if (!isSettled) movePlaces(std::move(places), released);
+    if (places == places_) return;
+    enoughWalks = places.size() + 1;
+    movePlaces(std::move(places), released);
   }
 }
 

@@ -291,6 +291,29 @@ TEST(KeyValueObserving, endsAPathAtAnObjectWithoutTheKey) {
   EXPECT_EQ(diary.take(), "name: Ann \nname: -> Bob\n");
 }
 
+/// Makes what it hands out each time.
+class Maker : public NSObject {
+public:
+  static const NSClass& staticClass() {
+    static const NSClass& cls = *new NSClass(
+        NSClass::define<Maker>("Maker", NSObject::staticClass()).readOnly("artist", [](const Maker&) {
+          return std::make_shared<Artist>("Ann");
+        }));
+    return cls;
+  }
+  const NSClass& dynamicClass() const override { return staticClass(); }
+};
+
+TEST(KeyValueObserving, bearsAGetterThatMakesAnObjectEachTime) {
+  Maker maker;
+  Diary diary;
+  const auto name = observe(maker, "artist.name", NSKeyValueObservingOptionNew, diary.note("name"));
+  {
+    const ChangeNotice notice(maker, "artist");
+  }
+  EXPECT_EQ(diary.take(), "name: -> Ann\n");
+}
+
 /// A list that refuses to grow beyond two, and says when it is busy.
 class Shelf : public NSObject {
 public:
