@@ -10,10 +10,10 @@
 #include <utility>
 #include <vector>
 
+#include "QVFoundation/collections/QVSortMap.h"
 #include "QVFoundation/collections/Ranges.h"
 #include "QVFoundation/collections/SortedElement.h"
 #include "QVFoundation/platform/Export.h"
-#include "QVFoundation/platform/runtime/KeyPathReader.h"
 #include "QVFoundation/platform/runtime/Value.h"
 
 /// Sorted lists of what a collection holds. What compares as the same keeps its order.
@@ -53,8 +53,9 @@ std::vector<std::size_t> stableOrder(std::size_t count, const StandsAfter& stand
   return order;
 }
 
-/// The same for a list of keys, by `compareValues`.
-[[nodiscard]] QV_EXPORT std::vector<std::size_t> stableOrder(const std::vector<Value>& keys);
+/// The same for a list of the values found under a key path, by `compareValues`.
+[[nodiscard]] QV_EXPORT std::vector<std::size_t> stableOrder(const std::vector<Value>& keys,
+                                                             std::string_view keyPath);
 
 template <class Range>
 std::vector<ElementOf<Range>> elementList(Range& range) {
@@ -82,16 +83,13 @@ concept ComparatorFor = requires(Comparator& comparator, const ElementOf<Range>&
 template <detail::Readable Range>
 [[nodiscard]] auto qv_sortedArrayUsingKeyPath(Range&& range, std::string_view keyPath) {
   auto elements = detail::elementList(range);
-  KeyPathReader keyOf(keyPath);
-  std::vector<Value> keys;
-  keys.reserve(elements.size());
-  for (const auto& element : elements) keys.push_back(keyOf(element));
-  return detail::inOrder(std::move(elements), detail::stableOrder(keys));
+  const auto order = detail::stableOrder(detail::keysOfElements(elements, keyPath), keyPath);
+  return detail::inOrder(std::move(elements), order);
 }
 
 /// By a comparator, which answers with an integer (negative, zero or positive for ascending, same and
 /// descending) or with what `<=>` gives.
-template <std::ranges::input_range Range, detail::ComparatorFor<Range> Comparator>
+template <detail::Copyable Range, detail::ComparatorFor<Range> Comparator>
 [[nodiscard]] auto qv_sortedArrayUsingComparator(Range&& range, Comparator comparator) {
   auto elements = detail::elementList(range);
   const auto order = detail::stableOrder(elements.size(), [&](std::size_t a, std::size_t b) {

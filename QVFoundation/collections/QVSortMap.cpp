@@ -15,23 +15,23 @@ QVIndexMap sortMapOfPlain(const std::vector<Key>& keys, bool ascending) {
   return sortMapOfView(std::views::all(keys), [](const Key& a, const Key& b) { return b <=> a; });
 }
 
-QVIndexMap sortMapOfKeys(const std::vector<Value>& keys, bool ascending) {
+}  // namespace
+
+QVIndexMap sortMapOfKeys(const std::vector<Value>& keys, std::string_view keyPath, bool ascending) {
   if (keys.size() < 2) return QVIndexMap::identityMapWithCount(keys.size());
   if (const auto numbers = numericKeys(keys)) return sortMapOfPlain(*numbers, ascending);
   if (const auto texts = textKeys(keys)) return sortMapOfPlain(*texts, ascending);
-  return sortMapOfView(std::views::all(keys), [ascending](const Value& a, const Value& b) {
-    return ascending ? compareValues(a, b) : -compareValues(a, b);
+  return sortMapOfView(std::views::all(keys), [=](const Value& a, const Value& b) {
+    const int order = compareValuesUnder(keyPath, a, b);
+    return ascending ? order : -order;
   });
 }
-
-}  // namespace
-
-QVIndexMap sortMapOfKeys(const std::vector<Value>& keys) { return sortMapOfKeys(keys, true); }
 
 QVIndexMap sortMapOfKeys(const std::vector<std::vector<Value>>& keys,
                          const std::vector<NSSortDescriptor>& descriptors, std::size_t count) {
   if (descriptors.size() == 1 && !descriptors.front().comparator()) {
-    return sortMapOfKeys(keys.front(), descriptors.front().ascending());
+    const NSSortDescriptor& only = descriptors.front();
+    return sortMapOfKeys(keys.front(), only.keyPath().value_or(""), only.ascending());
   }
   const auto compareElements = [&](std::size_t a, std::size_t b) {
     for (std::size_t i = 0; i < descriptors.size(); ++i) {

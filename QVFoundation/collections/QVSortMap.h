@@ -38,8 +38,10 @@ namespace QVFoundation {
 
 namespace detail {
 
-/// The map that sorts by `compareValues`. Numbers of one sort, dates and texts are compared as what they are.
-[[nodiscard]] QV_EXPORT QVIndexMap sortMapOfKeys(const std::vector<Value>& keys);
+/// The map that sorts the values found under a key path by `compareValues`. Numbers of one sort, dates and
+/// texts are compared as what they are.
+[[nodiscard]] QV_EXPORT QVIndexMap sortMapOfKeys(const std::vector<Value>& keys, std::string_view keyPath,
+                                                 bool ascending = true);
 /// The map that sorts `count` elements by descriptors, for each of which there is a list of their keys.
 [[nodiscard]] QV_EXPORT QVIndexMap sortMapOfKeys(const std::vector<std::vector<Value>>& keys,
                                                  const std::vector<NSSortDescriptor>& descriptors,
@@ -91,7 +93,7 @@ template <std::ranges::forward_range Range>
   requires detail::Readable<Range>
 [[nodiscard]] QVIndexMap sortMapUsingKeyPath(Range&& range, std::string_view keyPath) {
   auto view = std::views::all(std::forward<Range>(range));
-  return detail::sortMapOfKeys(detail::keysOfElements(view, keyPath));
+  return detail::sortMapOfKeys(detail::keysOfElements(view, keyPath), keyPath);
 }
 
 /// By a comparison that takes the key path as its third argument.

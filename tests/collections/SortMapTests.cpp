@@ -126,7 +126,7 @@ std::size_t expectAsDefined(const std::vector<int>& elements, const std::string&
   EXPECT_THAT(map, ::testing::ElementsAreArray(plain.positions)) << row;
   EXPECT_EQ(comparisons, plain.comparisons) << row;
   const std::vector<Value> values(elements.begin(), elements.end());
-  EXPECT_EQ(detail::sortMapOfKeys(values), map) << row << ": typed keys";
+  EXPECT_EQ(detail::sortMapOfKeys(values, ""), map) << row << ": typed keys";
   EXPECT_EQ(sortMapUsingSelector(values, compareValues), map) << row << ": values";
   return comparisons;
 }
@@ -222,12 +222,16 @@ TEST(SortMap, byKeyPathOrdersEverySortOfKey) {
     EXPECT_TRUE(
         std::ranges::equal(sorted, keys, {}, [](const auto& song) { return song->valueForKey("key"); }));
   }
-  EXPECT_EQ(detail::sortMapOfKeys({0.0, -0.0, 0.0, -0.0}), detail::sortMapOfKeys({1, 1, 1, 1})) << "one zero";
+  EXPECT_EQ(detail::sortMapOfKeys({0.0, -0.0, 0.0, -0.0}, "key"), detail::sortMapOfKeys({1, 1, 1, 1}, "key"))
+      << "one zero";
   const auto unordered = std::vector{std::make_shared<Song>(2), std::make_shared<Song>("x")};
-  EXPECT_THAT(raisedBy([&] { (void)sortMapUsingKeyPath(unordered, "key"); }),
-              StartsWith("NSInvalidArgument"));
-  EXPECT_THAT(sortMapUsingKeyPath(Array{unordered[0]}, "tempo"), ElementsAre(0))
-      << "there is nothing to compare";
+  const auto says = AllOf(StartsWith("NSInvalidArgumentException: "), EndsWith(" under \"key\""));
+  EXPECT_THAT(raisedBy([&] { (void)sortMapUsingKeyPath(unordered, "key"); }), says);
+  EXPECT_THAT(raisedBy([&] { (void)sortMapUsingSortDescriptors(unordered, {{"key"}, {"key"}}); }), says);
+  EXPECT_THAT(raisedBy([&] { (void)qv_sortedArrayUsingKeyPath(unordered, "key"); }), says);
+  const Array single{unordered[0]};
+  EXPECT_THAT(sortMapUsingKeyPath(single, "tempo"), ElementsAre(0)) << "there is nothing to compare";
+  EXPECT_EQ(qv_sortedArrayUsingKeyPath(single, "tempo"), single);
 }
 
 TEST(SortMap, byDescriptorsLetsEachDecideWhatThoseBeforeLeaveOpen) {
@@ -238,7 +242,7 @@ TEST(SortMap, byDescriptorsLetsEachDecideWhatThoseBeforeLeaveOpen) {
       {{{"name"}, {"size"}}, {1, 3, 0, 2}},
       {{{"name", false}, {"size"}}, {0, 2, 1, 3}},
       {{{"size", false, byParity}, {"name"}, {"size"}}, {1, 0, 2, 3}},
-      {{}, detail::sortMapOfKeys({0, 0, 0, 0})},
+      {{}, detail::sortMapOfKeys({0, 0, 0, 0}, "")},
   };
   const auto comparison = [](const auto& a, const auto& b, const auto& list) { return compare(a, b, list); };
   for (const auto& [descriptors, want] : cases) {

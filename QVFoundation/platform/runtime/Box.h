@@ -1,5 +1,6 @@
 #pragma once
 
+#include <compare>
 #include <concepts>
 #include <exception>
 #include <functional>
@@ -23,6 +24,8 @@ public:
   [[nodiscard]] virtual const std::type_info& type() const noexcept = 0;
   [[nodiscard]] virtual const void* content() const noexcept = 0;
   [[nodiscard]] virtual bool equals(const BoxNode& other) const = 0;
+  /// Unordered where the other one is of another type, or the type has no order.
+  [[nodiscard]] virtual std::partial_ordering compare(const BoxNode& other) const = 0;
   [[nodiscard]] virtual std::size_t hash() const = 0;
   [[nodiscard]] virtual std::string description() const = 0;
   /// The content, where it is an exception and so can stand for an error.
@@ -49,6 +52,13 @@ public:
     } else {
       return false;
     }
+  }
+
+  [[nodiscard]] std::partial_ordering compare(const BoxNode& other) const override {
+    if constexpr (std::three_way_comparable<T>) {
+      if (other.type() == typeid(T)) return content_ <=> *static_cast<const T*>(other.content());
+    }
+    return equals(other) ? std::partial_ordering::equivalent : std::partial_ordering::unordered;
   }
 
   [[nodiscard]] std::size_t hash() const override {

@@ -29,6 +29,9 @@ std::string NSObject::className() const {
 }
 
 bool NSObject::isEqual(const NSObject& other) const { return this == &other; }
+std::partial_ordering NSObject::compare(const NSObject& other) const {
+  return isEqual(other) ? std::partial_ordering::equivalent : std::partial_ordering::unordered;
+}
 
 std::size_t NSObject::hash() const { return std::hash<const NSObject*>{}(this); }
 

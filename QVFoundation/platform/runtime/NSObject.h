@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <compare>
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -75,6 +76,9 @@ public:
   /// Identity, unless a class overrides it together with `hash`.
   [[nodiscard]] virtual bool isEqual(const NSObject& other) const;
   [[nodiscard]] virtual std::size_t hash() const;
+  /// The order in which lists of such objects are sorted. Unless a class overrides it, only what is equal has
+  /// one.
+  [[nodiscard]] virtual std::partial_ordering compare(const NSObject& other) const;
   /// Raises `NSException` named `NSInvalidArgumentException` unless a class overrides it.
   [[nodiscard]] virtual std::shared_ptr<NSObject> copy() const;
 

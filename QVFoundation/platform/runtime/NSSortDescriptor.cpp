@@ -1,5 +1,6 @@
 #include "QVFoundation/platform/runtime/NSSortDescriptor.h"
 
+#include <string_view>
 #include <utility>
 
 #include "QVFoundation/platform/runtime/KeyValueCoding.h"
@@ -13,7 +14,8 @@ int NSSortDescriptor::compareObject(const Value& a, const Value& b) const {
 }
 
 int NSSortDescriptor::compareKeys(const Value& a, const Value& b) const {
-  const int order = comparator_ ? comparator_(a, b) : compareValues(a, b);
+  const auto keyPath = keyPath_ ? std::string_view(*keyPath_) : std::string_view();
+  const int order = comparator_ ? comparator_(a, b) : detail::compareValuesUnder(keyPath, a, b);
   if (order == 0) return 0;
   return (order > 0) == ascending_ ? 1 : -1;
 }

@@ -171,7 +171,8 @@ public:
   }
   [[nodiscard]] std::string descriptionWithLocale(const NSLocale* locale, unsigned indent) const;
 
-  /// Numbers, texts, data and dates of the same kind have an order; all else is equal or unordered.
+  /// Numbers, texts, data and dates have an order among their like, and so have boxed values whose type has a
+  /// `<=>`, and objects as `NSObject::compare` says; all else is equal or unordered.
   [[nodiscard]] std::partial_ordering compare(const Value& other) const;
   /// Containers hash what stands directly in them, and of nested containers the size alone.
   [[nodiscard]] std::size_t hash() const;
@@ -183,6 +184,10 @@ public:
   }
 
 private:
+  [[nodiscard]] const detail::BoxNode& box() const {
+    return *std::get<detail::Ref<const detail::BoxNode>>(content_);
+  }
+
   friend class Array;
   friend class Dictionary;
   friend class NSError;

@@ -145,6 +145,8 @@ std::partial_ordering Value::compare(const Value& other) const {
       case ValueKind::text: return *text() <=> *other.text();
       case ValueKind::data: return *data() <=> *other.data();
       case ValueKind::date: return *date() <=> *other.date();
+      case ValueKind::object: return object()->compare(*other.object());
+      case ValueKind::boxed: return box().compare(other.box());
       default: break;
     }
   }
@@ -165,9 +167,7 @@ bool operator==(const Value& a, const Value& b) {
       const auto other = b.object();
       return object == other || object->isEqual(*other);
     }
-    case ValueKind::boxed:
-      return std::get<detail::Ref<const detail::BoxNode>>(a.content_)
-          ->equals(*std::get<detail::Ref<const detail::BoxNode>>(b.content_));
+    case ValueKind::boxed: return a.box().equals(b.box());
     case ValueKind::array:
     case ValueKind::dictionary:
     case ValueKind::set:
@@ -189,7 +189,7 @@ std::size_t Value::hash() const {
     case ValueKind::set: return hashOf(set());
     case ValueKind::error: return std::hash<std::int64_t>{}(error()->code());
     case ValueKind::object: return object()->hash();
-    case ValueKind::boxed: return std::get<detail::Ref<const detail::BoxNode>>(content_)->hash();
+    case ValueKind::boxed: return box().hash();
     case ValueKind::nothing:
     case ValueKind::null: break;
   }

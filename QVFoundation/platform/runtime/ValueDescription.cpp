@@ -167,7 +167,7 @@ std::string Value::descriptionWithLocale(const NSLocale* locale, unsigned indent
     }
     case ValueKind::boxed: {
       const Level level;
-      return std::get<detail::Ref<const detail::BoxNode>>(content_)->description();
+      return box().description();
     }
     case ValueKind::array:
     case ValueKind::dictionary:

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string_view>
+
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/runtime/Value.h"
 
@@ -10,9 +12,16 @@
 /// names both.
 namespace QVFoundation {
 
-/// -1, 0 or 1 for ascending, same and descending. Nothing comes first, then `NSNull`, then all else; numbers,
-/// texts, data and dates go by `Value::compare`, so not-a-number comes before the other numbers. What is
-/// equal is the same, whatever its kind; a text and a number, or two unequal objects, have no order.
+/// -1, 0 or 1 for ascending, same and descending. Nothing comes first, then `NSNull`, then all else by
+/// `Value::compare`, so not-a-number comes before the other numbers. What is equal is the same, whatever its
+/// kind; a text and a number, or two containers, have no order.
 [[nodiscard]] QV_EXPORT int compareValues(const Value& a, const Value& b);
+
+namespace detail {
+
+/// The same for values found under a key path, which the error names as well.
+[[nodiscard]] QV_EXPORT int compareValuesUnder(std::string_view keyPath, const Value& a, const Value& b);
+
+}  // namespace detail
 
 }  // namespace QVFoundation

@@ -54,45 +54,5 @@ TEST(IndexSet, travelsAsAValue) {
   EXPECT_EQ(value.description(), "{2-3, 5, 10-12}");
 }
 
-TEST(ValueOrder, putsWhatIsAbsentFirstAndRefusesToOrderWhatHasNoOrder) {
-  class Plain : public NSObject {};
-  const Value object = std::make_shared<Plain>();
-  const double nan = std::numeric_limits<double>::quiet_NaN();
-  const Value ascending[] = {nullptr, NSNull{}, nan, -1.5, 0, true, 2U};
-  for (std::size_t i = 0; i < std::size(ascending); ++i) {
-    for (std::size_t j = 0; j < std::size(ascending); ++j) {
-      const int want = i < j ? -1 : i > j ? 1 : 0;
-      EXPECT_EQ(compareValues(ascending[i], ascending[j]), want) << i << ' ' << j;
-    }
-  }
-  EXPECT_TRUE(compareValues("a", "b") == -1 && compareValues(object, object) == 0);
-  const std::tuple<Value, Value, const char*> unordered[] = {
-      {"a", 1, "the text \"a\" and the number 1"},
-      {Array{1}, std::string(100, 'x'), "an array and the text \"xxx.*…\""},
-      {object, std::make_shared<Plain>(), "the object <Plain: 0x.*the object <Plain: 0x"},
-  };
-  for (const auto& [a, b, want] : unordered) {
-    EXPECT_THAT(raisedBy([&] { (void)compareValues(a, b); }),
-                ::testing::ContainsRegex(std::string("^NSInvalidArgumentException: .*") + want));
-  }
-}
-
-TEST(NSSortDescriptor, comparesByKeyDirectionAndComparator) {
-  const Dictionary small{{"size", 9}}, large{{"size", 10}}, none;
-  const auto byDigits = [](const Value& a, const Value& b) {
-    return a.description() < b.description() ? -7 : 7;  // any sign counts, not only one
-  };
-  const std::tuple<NSSortDescriptor, Value, Value, int> cases[] = {
-      {{"size"}, small, large, -1},
-      {{"size", false}, small, large, 1},
-      {{"size", false}, small, small, 0},
-      {{"size"}, none, small, -1},
-      {{"size", false, byDigits}, small, large, -1},
-      {NSSortDescriptor("size", false, byDigits).reversed(), small, large, 1},
-      {{std::nullopt}, 1, 2, -1},
-  };
-  for (const auto& [descriptor, a, b, want] : cases) EXPECT_EQ(descriptor.compareObject(a, b), want);
-}
-
 }  // namespace
 }  // namespace QVFoundation
