@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <compare>
 #include <cstddef>
 #include <functional>
 #include <iterator>
@@ -76,7 +77,7 @@ public:
 
   /// A loop makes the elements that it reaches.
   [[nodiscard]] const_iterator begin() const noexcept { return {this, 0}; }
-  [[nodiscard]] const_iterator end() const noexcept { return {this, size_}; }
+  [[nodiscard]] const_iterator end() const noexcept { return {this, static_cast<std::ptrdiff_t>(size_)}; }
 
 private:
   struct Slot : detail::LazySlot {
@@ -103,7 +104,7 @@ private:
 template <class T>
 class QVLazyArray<T>::Iterator {
 public:
-  using iterator_category = std::forward_iterator_tag;
+  using iterator_category = std::random_access_iterator_tag;
   using value_type = T;
   using difference_type = std::ptrdiff_t;
   using pointer = const T*;
@@ -111,21 +112,34 @@ public:
 
   Iterator() = default;
 
-  const T& operator*() const { return (*array_)[index_]; }
+  const T& operator*() const { return (*array_)[static_cast<std::size_t>(index_)]; }
   const T* operator->() const { return &**this; }
-  Iterator& operator++() noexcept {
-    ++index_;
+  const T& operator[](difference_type offset) const { return *(*this + offset); }
+
+  Iterator& operator+=(difference_type offset) noexcept {
+    index_ += offset;
     return *this;
   }
+  Iterator& operator-=(difference_type offset) noexcept { return *this += -offset; }
+  Iterator& operator++() noexcept { return *this += 1; }
+  Iterator& operator--() noexcept { return *this += -1; }
   Iterator operator++(int) noexcept { return {array_, index_++}; }
-  friend bool operator==(const Iterator&, const Iterator&) = default;
+  Iterator operator--(int) noexcept { return {array_, index_--}; }
+
+  friend Iterator operator+(Iterator place, difference_type offset) noexcept { return place += offset; }
+  friend Iterator operator+(difference_type offset, Iterator place) noexcept { return place += offset; }
+  friend Iterator operator-(Iterator place, difference_type offset) noexcept { return place -= offset; }
+  friend difference_type operator-(const Iterator& a, const Iterator& b) noexcept {
+    return a.index_ - b.index_;
+  }
+  friend auto operator<=>(const Iterator&, const Iterator&) = default;
 
 private:
   friend class QVLazyArray;
-  Iterator(const QVLazyArray* array, std::size_t index) noexcept : array_(array), index_(index) {}
+  Iterator(const QVLazyArray* array, difference_type index) noexcept : array_(array), index_(index) {}
 
   const QVLazyArray* array_ = nullptr;
-  std::size_t index_ = 0;
+  difference_type index_ = 0;
 };
 
 }  // namespace QVFoundation

@@ -82,6 +82,18 @@ TEST(LazyArray, triesAgainAfterAFailureAndRefusesWhatCannotBe) {
   EXPECT_THAT(raisedBy([&] { (void)array[3]; }), StartsWith("NSRangeException: Index 3 is beyond"));
 }
 
+TEST(LazyArray, isAListOfRandomAccess) {
+  int calls = 0;
+  const QVLazyArray<int> squares(100, [&](std::size_t index) {
+    ++calls;
+    return static_cast<int>(index * index);
+  });
+  static_assert(std::random_access_iterator<QVLazyArray<int>::iterator>);
+  EXPECT_EQ(std::ranges::lower_bound(squares, 50) - squares.begin(), 8);
+  EXPECT_LT(calls, 8) << "no more than it looks at";
+  EXPECT_THAT(arrayByApplyingMap(squares, {7, 0}), ElementsAre(49, 0));
+}
+
 template <class Range>
 std::vector<std::vector<int>> batchesOf(Range&& range, std::size_t size) {
   std::vector<std::vector<int>> all;
