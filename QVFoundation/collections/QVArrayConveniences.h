@@ -34,7 +34,7 @@ template <class T>
 }
 
 /// The list without the elements that equal an object.
-template <std::ranges::input_range Range>
+template <detail::Copyable Range>
 [[nodiscard]] auto qv_arrayByRemovingObject(Range&& range, const std::ranges::range_value_t<Range>& object) {
   detail::ArrayOf<std::ranges::range_value_t<Range>> others;
   for (const std::ranges::range_value_t<Range>& element : range) {
@@ -44,7 +44,8 @@ template <std::ranges::input_range Range>
 }
 
 /// The list without the elements that equal one of several objects, by hash and equality.
-template <std::ranges::input_range Range, std::ranges::input_range Objects>
+template <detail::Copyable Range, std::ranges::input_range Objects>
+  requires detail::Hashable<std::ranges::range_value_t<Range>>
 [[nodiscard]] auto qv_arrayByRemovingObjectsInArray(Range&& range, Objects&& objects) {
   detail::SetOf<std::ranges::range_value_t<Range>> removed;
   for (const auto& object : objects) detail::addTo(removed, std::ranges::range_value_t<Range>(object));
@@ -56,7 +57,7 @@ template <std::ranges::input_range Range, std::ranges::input_range Objects>
 }
 
 /// All elements of a range, or values of a map, as a list of its own.
-template <std::ranges::input_range Range>
+template <detail::Copyable Range>
 [[nodiscard]] auto allObjects(Range&& range) {
   detail::ArrayOf<detail::ElementOf<Range>> objects;
   for (const detail::ElementOf<Range>& element : detail::elementsOf(range)) detail::addTo(objects, element);

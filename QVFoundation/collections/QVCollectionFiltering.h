@@ -30,20 +30,21 @@ Results collectPassing(Range& range, Test& test) {
 }  // namespace detail
 
 /// Those that pass, in their order.
-template <std::ranges::input_range Range, detail::TestFor<Range> Test>
+template <detail::Copyable Range, detail::TestFor<Range> Test>
 [[nodiscard]] auto qv_filteredArrayByPassingTest(Range&& range, Test test) {
   return detail::collectPassing<detail::ArrayOf<detail::ElementOf<Range>>>(range, test);
 }
 
 /// The same as a set.
-template <std::ranges::input_range Range, detail::TestFor<Range> Test>
+template <detail::Copyable Range, detail::TestFor<Range> Test>
+  requires detail::Hashable<detail::ElementOf<Range>>
 [[nodiscard]] auto qv_filteredSetByPassingTest(Range&& range, Test test) {
   return detail::collectPassing<detail::SetOf<detail::ElementOf<Range>>>(range, test);
 }
 
 /// The first that passes. None is a null pointer, a value that is nothing, or an empty optional, as the
 /// elements have it.
-template <std::ranges::input_range Range, detail::TestFor<Range> Test>
+template <detail::Copyable Range, detail::TestFor<Range> Test>
 [[nodiscard]] auto qv_objectPassingTest(Range&& range, Test test) -> detail::Maybe<detail::ElementOf<Range>> {
   std::size_t index = 0;
   bool stop = false;

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <optional>
+#include <ranges>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 #include "QVFoundation/collections/CollectionBlocks.h"
@@ -39,6 +42,10 @@ struct MadeBy<std::optional<T>> {
 template <class Block, class Range>
 using MadeOf = typename MadeBy<BlockResult<Block, Range>>::type;
 
+/// A block that gives something.
+template <class Block, class Range>
+concept MakerFor = BlockFor<Block, Range> && !std::is_void_v<BlockResult<Block, Range>>;
+
 template <class Results, class Range, class Block>
 Results collectResults(Range& range, Block& block) {
   Results results;
@@ -56,13 +63,14 @@ Results collectResults(Range& range, Block& block) {
 }  // namespace detail
 
 /// What the block makes of the elements, in their order.
-template <std::ranges::input_range Range, detail::BlockFor<Range> Block>
+template <std::ranges::input_range Range, detail::MakerFor<Range> Block>
 [[nodiscard]] auto qv_arrayByApplyingBlockToObjects(Range&& range, Block block) {
   return detail::collectResults<detail::ArrayOf<detail::MadeOf<Block, Range>>>(range, block);
 }
 
 /// The same as a set.
-template <std::ranges::input_range Range, detail::BlockFor<Range> Block>
+template <std::ranges::input_range Range, detail::MakerFor<Range> Block>
+  requires detail::Hashable<detail::MadeOf<Block, Range>>
 [[nodiscard]] auto qv_setByApplyingBlockToObjects(Range&& range, Block block) {
   return detail::collectResults<detail::SetOf<detail::MadeOf<Block, Range>>>(range, block);
 }

@@ -149,7 +149,7 @@ std::size_t indexOfMatch(Range& range, Match&& match) {
 
 template <class Entries, class Match>
 auto keyOfMatch(Entries& entries, Match&& match)
-    -> Maybe<std::remove_cvref_t<decltype(entries.begin()->first)>> {
+    -> Maybe<std::remove_cvref_t<decltype((*entries.begin()).first)>> {
   for (const auto& [key, value] : entries) {
     if (matchesUnlessKeyIsUndefined(match, value)) return key;
   }
@@ -190,6 +190,7 @@ template <detail::Readable Range>
 
 /// The same as a set.
 template <detail::Readable Range>
+  requires detail::Hashable<detail::ElementOf<Range>>
 [[nodiscard]] auto qv_setByMatchingValue(Range&& range, Value value, std::string_view keyPath) {
   using Results = detail::SetOf<detail::ElementOf<Range>>;
   return detail::collectMatching<Results>(range, std::move(value), keyPath);
@@ -204,7 +205,7 @@ template <detail::Map Entries>
   auto matching = detail::emptyLike(entries);
   for (const auto& [key, content] : entries) {
     if (!matcher(content)) continue;
-    if constexpr (std::same_as<std::remove_cvref_t<Entries>, Dictionary>) {
+    if constexpr (requires { matching.set(key, content); }) {
       matching.set(key, content);
     } else {
       matching.emplace(key, content);

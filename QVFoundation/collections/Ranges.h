@@ -1,6 +1,8 @@
 #pragma once
 
 #include <concepts>
+#include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <ranges>
@@ -43,6 +45,10 @@ decltype(auto) elementsOf(Range& range) {
 template <class Range>
 using ElementOf =
     std::ranges::range_value_t<decltype(elementsOf(std::declval<std::remove_reference_t<Range>&>()))>;
+
+/// Elements that can be copied into another collection.
+template <class Range>
+concept Copyable = std::ranges::input_range<Range> && std::copy_constructible<ElementOf<Range>>;
 
 template <class T>
 inline constexpr bool isObjectPointer = false;
@@ -94,8 +100,16 @@ using Maybe = typename MaybeType<T>::type;
 template <class T>
 using ArrayOf = std::conditional_t<std::same_as<T, Value>, Array, std::vector<T>>;
 
+/// What can stand in a set.
 template <class T>
-struct SetOfElements {
+concept Hashable = std::equality_comparable<T> && requires(const T& element) {
+  { std::hash<T>{}(element) } -> std::convertible_to<std::size_t>;
+};
+
+template <class T>
+struct SetOfElements {};
+template <Hashable T>
+struct SetOfElements<T> {
   using type = std::unordered_set<T>;
 };
 template <>

@@ -180,6 +180,19 @@ struct Seat final : Person {
   using Person::Person;
 };
 
+template <class Range>
+concept CanBeASet = requires(Range& range) {
+  qv_filteredSetByPassingTest(range, [](const auto&) { return true; });
+  qv_setByApplyingBlockToObjects(range, [](const auto& element) { return element; });
+};
+template <class Range>
+concept CanBeFiltered =
+    requires(Range& range) { qv_filteredArrayByPassingTest(range, [](const auto&) { return true; }); };
+static_assert(CanBeASet<People> && CanBeASet<std::vector<std::string>> && CanBeASet<Array>);
+static_assert(!CanBeASet<std::vector<std::vector<int>>> && CanBeFiltered<std::vector<std::vector<int>>>,
+              "what has no hash is no member of a set");
+static_assert(!CanBeFiltered<std::vector<std::unique_ptr<int>>>, "what cannot be copied cannot be collected");
+
 TEST(Matching, keepsTheOrderOfAMap) {
   std::map<std::string, Value, bool (*)(const std::string&, const std::string&)> ages(
       [](const std::string& a, const std::string& b) { return a > b; });

@@ -121,6 +121,8 @@ TEST(WeakDictionary, losesEntriesWithTheirObjects) {
   ada.reset();
   EXPECT_TRUE(dictionary["a"] == nullptr && dictionary["b"] == bo && dictionary["c"] == nullptr);
   EXPECT_TRUE(!dictionary.contains("a") && dictionary.contains("b") && dictionary.count() == 1);
+  EXPECT_EQ(qv_keyOfObjectMatchingValue(dictionary, "Bo", "name"), "b");
+  EXPECT_EQ(qv_dictionaryByMatchingValue(dictionary, "Bo", "name").count(), 1U);
   std::vector<std::string> keys;
   for (const auto& [key, object] : dictionary) {
     bo.reset();
