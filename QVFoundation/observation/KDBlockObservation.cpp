@@ -35,6 +35,11 @@ std::string keyForTarget(const NSObject& target, std::string_view keyPath,
   return stringWithFormat("%p:%@:%@", &target, keyPath, identifier);
 }
 
+Dictionary observationDictionary(const NSObject& object) {
+  const auto map = detail::ObserverMap::ofIfAny(object);
+  return map != nullptr ? map->content() : Dictionary();
+}
+
 std::string observationIdentifierForSubKeyPaths(std::span<const std::string> subKeyPaths) {
   std::string identifier;
   for (const std::string& subKeyPath : subKeyPaths) {

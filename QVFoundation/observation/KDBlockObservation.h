@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/runtime/Dictionary.h"
 #include "QVFoundation/platform/runtime/NSKeyValueObserving.h"
 #include "QVFoundation/platform/runtime/NSObject.h"
 
@@ -129,6 +130,10 @@ void removeObserverForKeyPath(NSObject&, std::string_view, std::nullptr_t) = del
 /// The token of a registration: "address:key path:identifier".
 [[nodiscard]] QV_EXPORT std::string keyForTarget(const NSObject& target, std::string_view keyPath,
                                                  const std::optional<std::string>& identifier);
+
+/// What is observed of an object by block: its registrations by token, each of which describes itself. For
+/// debugging: a copy, which keeps them and their tasks.
+[[nodiscard]] QV_EXPORT Dictionary observationDictionary(const NSObject& object);
 
 /// Observes the sub key paths of every element of a list, those to come included: the task gets the element,
 /// the sub key path and the change. An element is observed once however often it is in the list, for as long

@@ -15,10 +15,17 @@ ObserverMap::~ObserverMap() {
   for (const auto& [token, trampoline] : trampolines_) trampoline->objectGoes();
 }
 
-std::shared_ptr<ObserverMap> ObserverMap::ofIfAny(NSObject& object) {
+std::shared_ptr<ObserverMap> ObserverMap::ofIfAny(const NSObject& object) {
   ObservationInfo* info = ObservationInfo::ofIfAny(object);
   return info != nullptr ? std::static_pointer_cast<ObserverMap>(info->associatedObject(associationKey))
                          : nullptr;
+}
+
+Dictionary ObserverMap::content() const {
+  Dictionary content;
+  const UnfairLockGuard guard(lock_);
+  for (const auto& [token, trampoline] : trampolines_) content.set(token, trampoline);
+  return content;
 }
 
 bool ObserverMap::exchange(const std::string& token, std::shared_ptr<KDObserverTrampoline>& trampoline) {

@@ -9,6 +9,7 @@
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/concurrency/ThreadSafety.h"
 #include "QVFoundation/platform/concurrency/UnfairLock.h"
+#include "QVFoundation/platform/runtime/Dictionary.h"
 #include "QVFoundation/platform/runtime/NSObject.h"
 
 namespace QVFoundation::detail {
@@ -25,7 +26,8 @@ public:
   ~ObserverMap();
 
   /// Null where nothing is observed by trampolines.
-  [[nodiscard]] static std::shared_ptr<ObserverMap> ofIfAny(NSObject& object);
+  [[nodiscard]] static std::shared_ptr<ObserverMap> ofIfAny(const NSObject& object);
+  [[nodiscard]] Dictionary content() const;
 
   /// Stores a trampoline and lets it begin, and cancels the one that was there. If that raises it does not
   /// stay. One that has been cancelled before leaves all as it is.
@@ -49,7 +51,7 @@ private:
   /// Detaches the map from its object if it is empty.
   void detachIfEmpty(NSObject& object);
 
-  UnfairLock lock_;
+  mutable UnfairLock lock_;
   Trampolines trampolines_ QV_GUARDED_BY(lock_);
   bool isDetached_ QV_GUARDED_BY(lock_) = false;
 };

@@ -9,6 +9,7 @@
 namespace QVFoundation::testing {
 namespace {
 
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
@@ -23,6 +24,10 @@ TEST(BlockObservation, keepsOneObserverForEachIdentifier) {
   addObserverForKeyPath(track, "title", NSKeyValueObservingOptionInitial, "y", diary.note("y"));
   track.setTitle("B");
   EXPECT_EQ(diary.take(), "y: \nsecond: A -> B\nplain: A -> B\ny: \n");
+  const Dictionary present = observationDictionary(track);
+  EXPECT_EQ(present.size(), 3U);
+  EXPECT_THAT(present[keyForTarget(track, "title", "x")].description(),
+              EndsWith(stringWithFormat("observee %p, keyPath title>", &track)));
   removeObserverForKeyPath(track, "title", "x");
   track.setTitle("C");
   EXPECT_EQ(diary.take(), "plain: B -> C\ny: \n");
