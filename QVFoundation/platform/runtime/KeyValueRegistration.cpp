@@ -143,6 +143,7 @@ void KeyValueRegistration::begin(NSObject& root) {
     ChangeDelivery::tellInitialValue(*this, root);
   } catch (...) {
     unlink();  // the value cannot be read: nothing has begun
+    awaitEnd();
     throw;
   }
 }
