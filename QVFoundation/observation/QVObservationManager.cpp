@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <mutex>
 
 #include "QVFoundation/observation/ObserverMap_p.h"
 #include "QVFoundation/observation/QVObservationManagerState_p.h"
@@ -62,7 +61,7 @@ void QVObservationManager::State::begin(NSObject& object, std::string_view keyPa
       token, trampoline};
   Removed removed;
   {
-    const std::lock_guard guard(lock);
+    const NSRecursiveLockGuard guard(lock);
     putIn(std::move(record), removed);
   }
   try {
@@ -80,7 +79,7 @@ void QVObservationManager::State::end(const std::string& token,
                                       const detail::KDObserverTrampoline& trampoline) {
   Removed removed;
   {
-    const std::lock_guard guard(lock);
+    const NSRecursiveLockGuard guard(lock);
     takeOut(token, removed, &trampoline);
   }
   finish(removed);
@@ -142,7 +141,7 @@ void QVObservationManager::removeObserverOfObject(NSObject& object, std::string_
   const std::string expanded = identifierForInputIdentifier(identifier);
   State::Removed removed;
   {
-    const std::lock_guard guard(state_->lock);
+    const NSRecursiveLockGuard guard(state_->lock);
     state_->takeOut(keyForTarget(object, keyPath, expanded), removed);
   }
   if (removed.records.empty())
@@ -162,7 +161,7 @@ void QVObservationManager::removeAllObservers() {
   decltype(state->tokensByNotificationCenter) tokens;
   decltype(state->families) families;
   {
-    const std::lock_guard guard(state->lock);
+    const NSRecursiveLockGuard guard(state->lock);
     state->takeOutAll(removed);
     std::swap(tokens, state->tokensByNotificationCenter);
     std::swap(families, state->families);
@@ -178,7 +177,7 @@ void QVObservationManager::removeAllObservers() {
 
 void QVObservationManager::withObservationLock(const std::function<void()>& block) {
   const auto state = state_;
-  const std::lock_guard guard(state->lock);
+  const NSRecursiveLockGuard guard(state->lock);
   const detail::CallsNotAwaited notAwaited;
   block();
 }
@@ -188,7 +187,7 @@ std::string QVObservationManager::identifierForInputIdentifier(const Identifier&
 }
 
 std::vector<std::shared_ptr<QVObservationInfo>> QVObservationManager::observationInfos() const {
-  const std::lock_guard guard(state_->lock);
+  const NSRecursiveLockGuard guard(state_->lock);
   std::vector<std::shared_ptr<QVObservationInfo>> infos;
   infos.reserve(state_->records.size());
   for (const auto& [number, record] : state_->records) infos.push_back(record.info);

@@ -1,6 +1,5 @@
 #include "QVFoundation/observation/QVObservationManager.h"
 
-#include <mutex>
 #include <utility>
 
 #include "QVFoundation/observation/QVObservationManagerState_p.h"
@@ -20,7 +19,7 @@ void QVObservationManager::Family::noteBeginning(const detail::Placement& placem
   if (state == nullptr || element == nullptr) return;
   State::Removed removed;
   {
-    const std::lock_guard guard(state->lock);
+    const NSRecursiveLockGuard guard(state->lock);
     // Whoever has cancelled it notes its end afterwards, or has done so.
     if (placement.trampoline->isCancelled()) return;
     state->putIn({QVObservationInfo::infoWithTarget(element, placement.keyPath, identifier()),
@@ -33,7 +32,7 @@ void QVObservationManager::Family::noteEnd(const detail::Placement& placement) n
   const auto state = state_.lock();
   if (state == nullptr) return;
   State::Removed removed;
-  const std::lock_guard guard(state->lock);
+  const NSRecursiveLockGuard guard(state->lock);
   state->takeOut(placement.token, removed, placement.trampoline.get());
 }
 
@@ -67,7 +66,7 @@ void QVObservationManager::updateObservationsForObject(NSObject& object, const N
   const auto state = state_;
   const std::string key = keyForTarget(object, observationIdentifierForSubKeyPaths(subKeyPaths), identifier);
   const auto familyOfKey = [&] {
-    const std::lock_guard guard(state->lock);
+    const NSRecursiveLockGuard guard(state->lock);
     auto& entry = state->families[key];
     if (entry == nullptr) {
       entry = std::make_shared<Family>(state, std::string_view(), subKeyPaths, options, identifier, nullptr);
@@ -77,7 +76,7 @@ void QVObservationManager::updateObservationsForObject(NSObject& object, const N
   auto family = familyOfKey();
   while (!family->exchange(change, options, task)) family = familyOfKey();
 
-  const std::lock_guard guard(state->lock);
+  const NSRecursiveLockGuard guard(state->lock);
   if (family->endIfEmpty())
     std::erase_if(state->families, [&](const auto& entry) { return entry.second == family; });
 }
@@ -88,7 +87,7 @@ void QVObservationManager::removeObserverOfObject(NSObject& object, std::string_
   const std::string expanded = identifierForInputIdentifier(identifier);
   State::Removed removed;
   {
-    const std::lock_guard guard(state_->lock);
+    const NSRecursiveLockGuard guard(state_->lock);
     state_->takeOut(keyForTarget(object, keyPath, expanded), removed);
   }
   State::finish(removed);

@@ -1,6 +1,5 @@
 #include "QVFoundation/observation/QVObservationManager.h"
 
-#include <mutex>
 #include <utility>
 
 #include "QVFoundation/observation/QVObservationManagerState_p.h"
@@ -30,7 +29,7 @@ void QVObservationManager::addObserverForNotificationCenter(
     const std::shared_ptr<NSObject>& object, NotificationTask task) {
   checkCenter(center);
   const std::string identifier = identifierForNotificationCenter(center, name, object);
-  const std::lock_guard guard(state_->lock);
+  const NSRecursiveLockGuard guard(state_->lock);
   auto token = center->addObserverForName(name, object, nullptr, std::move(task));
   state_->tokensByNotificationCenter.at(center).insert(token);
   state_->tokensByIdentifier[identifier] = std::move(token);
@@ -42,7 +41,7 @@ void QVObservationManager::removeObserverForNotificationCenter(
   checkCenter(center);
   State::Token token;
   {
-    const std::lock_guard guard(state_->lock);
+    const NSRecursiveLockGuard guard(state_->lock);
     const auto entry =
         state_->tokensByIdentifier.extract(identifierForNotificationCenter(center, name, object));
     if (entry.empty()) return;
@@ -55,7 +54,7 @@ void QVObservationManager::removeObserverForNotificationCenter(
 std::vector<std::shared_ptr<NSObject>> QVObservationManager::tokensForNotificationCenter(
     const std::shared_ptr<NSNotificationCenter>& center) const {
   checkCenter(center);
-  const std::lock_guard guard(state_->lock);
+  const NSRecursiveLockGuard guard(state_->lock);
   const auto* const tokens = state_->tokensByNotificationCenter.find(*center);
   return tokens != nullptr ? std::vector(tokens->begin(), tokens->end()) : std::vector<State::Token>();
 }

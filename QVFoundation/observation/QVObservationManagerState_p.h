@@ -39,11 +39,11 @@ struct QVObservationManager::State {
   // Under the lock.
   /// Puts a record in the place of the one with the same token, and clears away those of objects that have
   /// gone.
-  void putIn(Record record, Removed& removed);
+  void putIn(Record record, Removed& removed) QV_REQUIRES(lock);
   void takeOut(const std::string& token, Removed& removed,
-               const detail::KDObserverTrampoline* onlyThis = nullptr);
-  void takeOutGone(Removed& removed);
-  void takeOutAll(Removed& removed);
+               const detail::KDObserverTrampoline* onlyThis = nullptr) QV_REQUIRES(lock);
+  void takeOutGone(Removed& removed) QV_REQUIRES(lock);
+  void takeOutAll(Removed& removed) QV_REQUIRES(lock);
 
   // Without the lock.
   /// Records a trampoline and lets it begin. If that raises, it is taken out again.
@@ -53,14 +53,14 @@ struct QVObservationManager::State {
   static void finish(const Removed& removed);
 
   NSRecursiveLock lock;
-  std::uint64_t lastNumber = 0;
-  std::size_t sizeToCompactAt = 64;
-  std::map<std::uint64_t, Record> records;                 // in the order of registration
-  std::unordered_map<std::string, std::uint64_t> numbers;  // of the records, by token
+  std::uint64_t lastNumber QV_GUARDED_BY(lock) = 0;
+  std::size_t sizeToCompactAt QV_GUARDED_BY(lock) = 64;
+  std::map<std::uint64_t, Record> records QV_GUARDED_BY(lock);                 // in the order of registration
+  std::unordered_map<std::string, std::uint64_t> numbers QV_GUARDED_BY(lock);  // of the records, by token
   // Those that are kept up by hand, by object, sub key paths and identifier.
-  std::map<std::string, std::shared_ptr<Family>> families;
-  std::unordered_map<std::string, Token> tokensByIdentifier;
-  QVWeakKeyDictionary<NSNotificationCenter, std::set<Token>> tokensByNotificationCenter;
+  std::map<std::string, std::shared_ptr<Family>> families QV_GUARDED_BY(lock);
+  std::unordered_map<std::string, Token> tokensByIdentifier QV_GUARDED_BY(lock);
+  QVWeakKeyDictionary<NSNotificationCenter, std::set<Token>> tokensByNotificationCenter QV_GUARDED_BY(lock);
   CancellableBag cancellables;
 };
 

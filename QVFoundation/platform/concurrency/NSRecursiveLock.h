@@ -5,24 +5,25 @@
 #include <thread>
 
 #include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/concurrency/ThreadSafety.h"
 
 namespace QVFoundation {
 
 /// A lock that the thread which holds it may take again; it is free once it has been given back as often.
 ///
-/// Works with `std::lock_guard` and `std::unique_lock`. Prefer a plain lock: this one is for operations that are
-/// made of others which lock for themselves.
+/// Prefer a plain lock: this one is for operations that are made of others which lock for themselves. Works
+/// with `std::lock_guard` and `std::unique_lock`; clang's thread safety analysis knows `NSRecursiveLockGuard`.
 ///
 /// Threads: any; given back by the thread that took it.
-class QV_EXPORT NSRecursiveLock {
+class QV_EXPORT QV_CAPABILITY("recursive lock") NSRecursiveLock {
 public:
   NSRecursiveLock() = default;
   NSRecursiveLock(const NSRecursiveLock&) = delete;
   NSRecursiveLock& operator=(const NSRecursiveLock&) = delete;
 
-  void lock();
-  [[nodiscard]] bool try_lock();
-  void unlock() noexcept;
+  void lock() QV_ACQUIRE();
+  [[nodiscard]] bool try_lock() QV_TRY_ACQUIRE(true);
+  void unlock() noexcept QV_RELEASE();
 
   [[nodiscard]] bool isHeldByThisThread() const noexcept {
     return owner_.load(std::memory_order_relaxed) == std::this_thread::get_id();
@@ -34,6 +35,20 @@ private:
   std::mutex mutex_;
   std::atomic<std::thread::id> owner_{};  // others may read it, and never see their own id there
   unsigned depth_ = 0;                    // of the owner's
+};
+
+/// Holds an `NSRecursiveLock` for its scope.
+///
+/// Threads: belongs to the thread that made it.
+class QV_SCOPED_CAPABILITY [[nodiscard]] NSRecursiveLockGuard {
+public:
+  explicit NSRecursiveLockGuard(NSRecursiveLock& lock) QV_ACQUIRE(lock) : lock_(lock) { lock_.lock(); }
+  ~NSRecursiveLockGuard() QV_RELEASE() { lock_.unlock(); }
+  NSRecursiveLockGuard(const NSRecursiveLockGuard&) = delete;
+  NSRecursiveLockGuard& operator=(const NSRecursiveLockGuard&) = delete;
+
+private:
+  NSRecursiveLock& lock_;
 };
 
 }  // namespace QVFoundation
