@@ -87,7 +87,7 @@ private:
   bool appendCommonDirective(const char*& at, const char* end) {
     const char* letter = at + 1;
     while (letter != end && *letter == 'l') ++letter;
-    if (letter == end || next_ == arguments_.size()) return false;
+    if (letter == end || next_ >= arguments_.size()) return false;
     const FormatArgument& argument = arguments_[next_];
     if (argument.isText() && *letter == '@') {
       out_.append(argument.text());
