@@ -12,6 +12,10 @@ function(qv_sources)
   list(TRANSFORM arg_PUBLIC_HEADERS PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
   list(TRANSFORM arg_SOURCES PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
   target_sources(QVFoundation PUBLIC FILE_SET HEADERS FILES ${arg_PUBLIC_HEADERS} PRIVATE ${arg_SOURCES})
+  # Where CMAKE_UNITY_BUILD is on, the sources of a folder are compiled as one.
+  file(RELATIVE_PATH folder ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
+  string(MAKE_C_IDENTIFIER ${folder} folder)
+  set_source_files_properties(${arg_SOURCES} TARGET_DIRECTORY QVFoundation PROPERTIES UNITY_GROUP ${folder})
 endfunction()
 
 # qv_add_folders(FOLDER...)
@@ -35,6 +39,10 @@ function(qv_add_test name)
   target_link_libraries(${name}-tests
     PRIVATE QVFoundation::QVFoundation qv_settings GTest::gmock_main ${arg_LIBRARIES}
   )
+  if(QV_SANITIZE)
+    # Instrumented, the matchers take the optimizer three times as long as all the rest. Only the library is worth it.
+    target_compile_options(${name}-tests PRIVATE -O0)
+  endif()
   gtest_discover_tests(${name}-tests
     TEST_PREFIX ${name}/
     DISCOVERY_MODE PRE_TEST

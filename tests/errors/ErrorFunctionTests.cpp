@@ -29,7 +29,7 @@ namespace {
 using ::testing::MatchesRegex;
 
 constexpr auto none = std::nullopt;
-constexpr auto text = NSLocalizedDescriptionKey;
+constexpr auto descriptionKey = NSLocalizedDescriptionKey;
 constexpr auto suggestion = NSLocalizedRecoverySuggestionErrorKey;
 
 template <class Exception>
@@ -48,20 +48,23 @@ TEST(ErrorConstructors, makeAnErrorOfEveryStatusButZero) {
     const char* row = "";
     std::optional<NSError> made, want;
   } cases[] = {
-      {"errno value", POSIXError(-5, "Text."), NSError(NSPOSIXErrorDomain, -5, {{text, "Text."}})},
+      {"errno value", POSIXError(-5, "Text."), NSError(NSPOSIXErrorDomain, -5, {{descriptionKey, "Text."}})},
       {"errno zero", POSIXError(0, "Text."), none},
-      {"call that failed", afterCall(-1, ENOENT, "T"), NSError(NSPOSIXErrorDomain, ENOENT, {{text, "T"}})},
+      {"call that failed", afterCall(-1, ENOENT, "T"),
+       NSError(NSPOSIXErrorDomain, ENOENT, {{descriptionKey, "T"}})},
       {"call that failed without saying why", afterCall(-1, 0, "Text."), none},
       {"call that did not fail", afterCall(0, ENOENT, "Text."), none},
       {"call that returned another number below zero", afterCall(-2, ENOENT, "Text."), none},
-      {"service status", carbonError(-128, "Text."), NSError(NSOSStatusErrorDomain, -128, {{text, "Text."}})},
+      {"service status", carbonError(-128, "Text."),
+       NSError(NSOSStatusErrorDomain, -128, {{descriptionKey, "Text."}})},
       {"multiple of 2 to the 32nd", cocoaError(std::int64_t{1} << 32, none),
        NSError(NSCocoaErrorDomain, std::int64_t{1} << 32)},
       {"cancelled", userCancelledError(), NSError(NSCocoaErrorDomain, 3072)},
       {"no text ends the list", errorWithDomain("D", 7, none, "Try."), NSError("D", 7)},
       {"null pointers are absent", errorWithDomain(nullptr, 7, static_cast<const char*>(nullptr), none),
        NSError(none, 7)},
-      {"no domain", errorWithDomain(none, 0, "", ""), NSError(none, 0, {{text, ""}, {suggestion, ""}})},
+      {"no domain", errorWithDomain(none, 0, "", ""),
+       NSError(none, 0, {{descriptionKey, ""}, {suggestion, ""}})},
   };
   for (const auto& c : cases) EXPECT_EQ(c.made, c.want) << c.row;
 }
@@ -76,13 +79,14 @@ TEST(ErrorConstructors, takeDomainAndLanguageFromTheMainBundle) {
                     "<plist version=\"1.0\"><dict><key>CFBundleIdentifier</key>"
                     "<string>org.example.player</string></dict></plist>");
   const detail::MainBundleOverride german(detail::BundleFactory::bundleInFolder(folder / "", {"de"}));
-  EXPECT_EQ(localizedError("It failed 100%."), NSError("org.example.player", -1, {{text, "Fehler 100%."}}));
+  EXPECT_EQ(localizedError("It failed 100%."),
+            NSError("org.example.player", -1, {{descriptionKey, "Fehler 100%."}}));
 }
 
 TEST(ErrorConstructors, takeTheTextsOfTheCauseIntoTheirOwn) {
   const NSError silent("U", 1);
-  const NSError plain("U", 1, {{text, "UD"}, {suggestion, 5}});  // which is no text
-  const NSError advised("U", 1, {{text, "UD"}, {suggestion, "US"}});
+  const NSError plain("U", 1, {{descriptionKey, "UD"}, {suggestion, 5}});  // which is no text
+  const NSError advised("U", 1, {{descriptionKey, "UD"}, {suggestion, "US"}});
   const struct {
     const char* row = "";
     OptionalText description, ownSuggestion;
@@ -98,8 +102,10 @@ TEST(ErrorConstructors, takeTheTextsOfTheCauseIntoTheirOwn) {
       {"generic text", "D", none, silent, "D", "The operation couldn’t be completed. (U error 1.)"},
   };
   for (const auto& c : cases) {
-    const NSError want(
-        "D", 7, {{text, c.wantDescription}, {suggestion, c.wantSuggestion}, {NSUnderlyingErrorKey, c.cause}});
+    const NSError want("D", 7,
+                       {{descriptionKey, c.wantDescription},
+                        {suggestion, c.wantSuggestion},
+                        {NSUnderlyingErrorKey, c.cause}});
     EXPECT_EQ(qv_errorWithDomain("D", 7, c.description, c.ownSuggestion, c.cause), want) << c.row;
   }
 }
@@ -122,7 +128,8 @@ TEST(ErrorInspection, knowsTheCancellationsInWhateverWasThrown) {
   } cases[] = {
       {"service status", thrown(NSError(NSOSStatusErrorDomain, -128)), true},
       {"errno value of stored errors", thrown(NSError(NSPOSIXErrorDomain, 89)), true},
-      {"the library's own, whatever its text", thrown(NSError(QVErrorDomain, 1002, {{text, "T"}})), true},
+      {"the library's own, whatever its text", thrown(NSError(QVErrorDomain, 1002, {{descriptionKey, "T"}})),
+       true},
       {"cancelled task", thrown(CancellationError()), true},
       {"system call", thrown(std::system_error(89, std::generic_category())), true},
       {"caught exception", thrown(NSError(QVErrorDomain, 1003)), false},
@@ -141,7 +148,7 @@ TEST(ErrorInspection, tellsAllThatIsKnownOfWhateverWasThrown) {
   EXPECT_THAT(debugDescription(odd),
               MatchesRegex("<NSError: 0x[0-9a-f]+ domain=100%d code=-9223372036854775808 "
                            "userInfo=\\{\n    \"%@\" = \"a b\";\n\\}>"));
-  const NSError error("D", 1, {{text, "It failed."}});
+  const NSError error("D", 1, {{descriptionKey, "It failed."}});
   const struct {
     std::exception_ptr exception;
     std::string_view want;

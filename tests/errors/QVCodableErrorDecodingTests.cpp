@@ -26,7 +26,7 @@ using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
 constexpr auto missing = NSCoderValueNotFoundError;
-constexpr auto wrong = NSCoderReadCorruptError;
+constexpr auto corrupt = NSCoderReadCorruptError;
 constexpr auto noJSON = NSPropertyListReadCorruptError;
 
 class Track : public NSObject {};
@@ -54,19 +54,20 @@ TEST(QVCodableErrorDecoding, namesWhatIsWrongAndWhere) {
       {R"({"domain":"D"})", missing, R"("code" is missing.)"},
       {R"({"multipleUnderlyingErrors":[{"domain":"D","code":1},{"underlyingError":{"code":1}}]})", missing,
        R"("domain" is missing in "multipleUnderlyingErrors[1].underlyingError".)"},
-      {"\"D\"", wrong, "The whole must not be a text."},
-      {"null", wrong, "The whole must not be null."},
-      {repeated("[", megabyte), wrong, "The whole must not be an array."},
-      {R"({"domain":"D","domain":7})", wrong, R"("domain" must not be a number.)"},
-      {R"({"code":9223372036854775808})", wrong, R"("code" must not be a number out of range.)"},
-      {R"({"code":9007199254740993.0})", wrong,
+      {"\"D\"", corrupt, "The whole must not be a text."},
+      {"null", corrupt, "The whole must not be null."},
+      {repeated("[", megabyte), corrupt, "The whole must not be an array."},
+      {R"({"domain":"D","domain":7})", corrupt, R"("domain" must not be a number.)"},
+      {R"({"code":9223372036854775808})", corrupt, R"("code" must not be a number out of range.)"},
+      {R"({"code":9007199254740993.0})", corrupt,
        R"("code" must not be a number with a fraction or out of range.)"},
-      {R"({"multipleUnderlyingErrors":[null]})", wrong, R"("multipleUnderlyingErrors[0]" must not be null.)"},
-      {R"({"multipleUnderlyingErrors":)" + repeated("[", megabyte), wrong,
+      {R"({"multipleUnderlyingErrors":[null]})", corrupt,
+       R"("multipleUnderlyingErrors[0]" must not be null.)"},
+      {R"({"multipleUnderlyingErrors":)" + repeated("[", megabyte), corrupt,
        R"("multipleUnderlyingErrors[0]" must not be an array.)"},
-      {R"({"multipleUnderlyingErrors":[{"underlyingError":{"failureReason":{}}}]})", wrong,
+      {R"({"multipleUnderlyingErrors":[{"underlyingError":{"failureReason":{}}}]})", corrupt,
        R"("multipleUnderlyingErrors[0].underlyingError.failureReason" must not be an object.)"},
-      {repeated(R"({"underlyingError":)", 100) + "7", wrong,
+      {repeated(R"({"underlyingError":)", 100) + "7", corrupt,
        R"("….underlyingError.underlyingError.underlyingError.underlyingError.underlyingError.underlyingError" )"
        "must not be a number."},
   };
@@ -142,7 +143,7 @@ TEST(QVCodableErrorDecoding, takesOfEveryKindOfValueOnlyTheRightOnes) {
       if (takenBy.find(key) != std::string_view::npos) {
         EXPECT_NO_THROW(decode()) << key << ": " << value.description();
       } else {
-        EXPECT_THAT(thrownError(value.isNothing() ? missing : wrong, decode),
+        EXPECT_THAT(thrownError(value.isNothing() ? missing : corrupt, decode),
                     StartsWith("Invalid error record: \"" + key + "\" "));
       }
     }

@@ -16,7 +16,6 @@ namespace {
 
 using ::testing::HasSubstr;
 
-constexpr auto none = NSKeyValueObservingOptionNone;
 using ElementTask = std::function<void(Track&, std::string_view, const NSKeyValueChange&)>;
 
 struct ManagedFamilies : ::testing::Test {

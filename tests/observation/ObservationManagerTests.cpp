@@ -20,8 +20,6 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-constexpr auto none = NSKeyValueObservingOptionNone;
-
 struct ObservationManager : ::testing::Test {
   std::shared_ptr<QVObservationManager> manager = std::make_shared<QVObservationManager>();
   std::shared_ptr<QVObservationManager> other = std::make_shared<QVObservationManager>();

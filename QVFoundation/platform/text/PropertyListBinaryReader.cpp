@@ -92,9 +92,9 @@ private:
 /// over: forty arrays, each with the next one twice, are 2^40 values. So each container is built once, and
 /// the reader keeps account of what the whole tree would take if nothing were shared, and stops where that is
 /// out of all proportion to the file.
-class Reader {
+class BinaryReader {
 public:
-  explicit Reader(std::span<const std::byte> data)
+  explicit BinaryReader(std::span<const std::byte> data)
       : layout_(data), leaves_(layout_), credit_(freeCredit + creditPerByte * data.size()) {}
 
   Value read() {
@@ -211,6 +211,6 @@ bool isBinaryPropertyList(std::span<const std::byte> data) noexcept {
   return start.starts_with(binary::magic.substr(0, binary::magic.size() - 1));
 }
 
-Value readBinaryPropertyList(std::span<const std::byte> data) { return Reader(data).read(); }
+Value readBinaryPropertyList(std::span<const std::byte> data) { return BinaryReader(data).read(); }
 
 }  // namespace QVFoundation::detail

@@ -77,21 +77,23 @@ constexpr Name names[] = {
 
 /// Builds a value from the elements that the XML parser finds. The parser sees to it that tags match, and
 /// that entities which refer to each other do not grow out of proportion.
-class Reader {
+class XMLReader {
 public:
-  explicit Reader(std::string_view text) : text_(text) {
+  explicit XMLReader(std::string_view text) : text_(text) {
     if (!parser_) throw std::bad_alloc();
     XML_SetUserData(parser_.get(), this);
     XML_SetElementHandler(
         parser_.get(),
-        [](void* self, const char* name, const char** /*attributes*/) { handle(self, &Reader::begin, name); },
-        [](void* self, const char* /*name*/) { handle(self, &Reader::end); });
+        [](void* self, const char* name, const char** /*attributes*/) {
+          handle(self, &XMLReader::begin, name);
+        },
+        [](void* self, const char* /*name*/) { handle(self, &XMLReader::end); });
     XML_SetCharacterDataHandler(parser_.get(), [](void* self, const char* piece, int size) {
-      handle(self, &Reader::addText, std::string_view(piece, static_cast<std::size_t>(size)));
+      handle(self, &XMLReader::addText, std::string_view(piece, static_cast<std::size_t>(size)));
     });
     // Beside a document type of its own the parser would pass over what it cannot replace.
     XML_SetSkippedEntityHandler(parser_.get(), [](void* self, const char* name, int /*isParameter*/) {
-      handle(self, &Reader::failEntity, name);
+      handle(self, &XMLReader::failEntity, name);
     });
   }
 
@@ -118,8 +120,8 @@ private:
 
   /// Calls a member and keeps what it throws, which must not pass through the parser.
   template <class... Args>
-  static void handle(void* self, void (Reader::*member)(Args...), Args... args) noexcept {
-    auto& reader = *static_cast<Reader*>(self);
+  static void handle(void* self, void (XMLReader::*member)(Args...), Args... args) noexcept {
+    auto& reader = *static_cast<XMLReader*>(self);
     if (reader.failure_) return;  // the parser still sends what it had in hand
     try {
       (reader.*member)(args...);
@@ -245,7 +247,7 @@ Value readXMLPropertyList(std::string_view text) {
   if (const std::size_t end = validUTF8Length(text); end < text.size()) {
     throw syntaxError("property list", text, end, "the text is not valid UTF-8");
   }
-  return Reader(text).read();
+  return XMLReader(text).read();
 }
 
 }  // namespace QVFoundation::detail

@@ -49,7 +49,7 @@ using testing::raisedBy;
 using ::testing::StartsWith;
 
 /// Serves keys that no class lists, and is not an object alone.
-class Open : public std::exception, public Track {
+class OpenTrack : public std::exception, public Track {
 public:
   Value valueForUndefinedKey(std::string_view key) const override { return "any " + std::string(key); }
   void setValueForUndefinedKey(const Value& value, std::string_view key) override { info.set(key, value); }
@@ -73,7 +73,7 @@ TEST(NSObject, isNamedAfterItsMostDerivedClass) {
   class Local : public NSObject {};
   const std::pair<std::shared_ptr<NSObject>, std::string> cases[] = {
       {Track::staticClass().make(), "PlayerTrack"},
-      {std::make_shared<Open>(), "Open"},
+      {std::make_shared<OpenTrack>(), "OpenTrack"},
       {std::make_shared<Cache<std::vector<Track>>>(), "Cache"},
       {std::make_shared<Cache<int>::Entry>(), "Entry"},
       {std::make_shared<Local>(), "Local"},
@@ -82,7 +82,7 @@ TEST(NSObject, isNamedAfterItsMostDerivedClass) {
     EXPECT_THAT(object->description(), StartsWith('<' + name + ": 0x"));
     EXPECT_EQ(object->debugDictionary()["__self__"], object->shortDescription());
     EXPECT_THAT(raisedBy([&] { (void)object->copy(); }), StartsWith(NSInvalidArgumentException));
-    EXPECT_TRUE(object->isEqual(*object) && !object->isEqual(Open()));
+    EXPECT_TRUE(object->isEqual(*object) && !object->isEqual(OpenTrack()));
   }
   EXPECT_EQ(dottedTypeName(typeid(Cache<Track>::Entry)), "QVFoundation.Cache<QVFoundation.Track>.Entry");
   EXPECT_EQ(demangledSymbol("f"), "f") << "a function of C is no type";
@@ -125,7 +125,7 @@ TEST(NSClass, listsInheritedPropertiesFirstAndOverriddenOnesOnce) {
   std::string names;
   for (const NSProperty* property : base.properties()) names += property->name + ' ';
   EXPECT_EQ(names, "rating original info covers duration b title ");
-  EXPECT_EQ(base.property("title")->get(Open()), 2);
+  EXPECT_EQ(base.property("title")->get(OpenTrack()), 2);
   EXPECT_TRUE(base.isSubclassOf(Track::staticClass()) && !Track::staticClass().isSubclassOf(base));
 }
 
@@ -188,7 +188,7 @@ TEST(KeyValueCoding, refusesWhatDoesNotFitWithAReasonThatNamesIt) {
 }
 
 TEST(KeyValueCoding, asksAClassThatServesKeysOfItsOwn) {
-  Open open;
+  OpenTrack open;
   EXPECT_EQ(open.valueForKey("key"), "any key");
   EXPECT_EQ(open.valueForKey("duration"), 12.5) << "what the superclass lists comes first";
   open.setValueForKey(1, "key");

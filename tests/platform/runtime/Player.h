@@ -10,6 +10,8 @@
 
 namespace QVFoundation::testing {
 
+inline constexpr auto none = NSKeyValueObservingOptionNone;
+
 class Artist : public NSObject {
 public:
   static const NSClass& staticClass() {

@@ -121,7 +121,7 @@ const ValueCase written[] = {
     {"sets like arrays", Set{3, 1, 2}, "[1,2,3]"},
 };
 
-const ValueCase unwritable[] = {
+const ValueCase unwritableJSON[] = {
     {"number", Dictionary{{"a", Array{1, NAN}}},
      " at \"a[1]\" cannot be written: JSON has no form for the number nan"},
     {"root", HUGE_VAL, " cannot be written: JSON has no form for the number inf"},
@@ -138,7 +138,7 @@ TEST(JSON, theWriterAppendsWhateverHasAFormAndRefusesTheRestByItsKeyPath) {
   visit(1, writer);
   EXPECT_EQ(out, "event=1");
   for (const ValueCase& c : written) EXPECT_EQ(jsonFromValue(c.value), c.result) << c.row;
-  for (const ValueCase& c : unwritable) {
+  for (const ValueCase& c : unwritableJSON) {
     const auto error = thrownError(NSPropertyListWriteInvalidError, [&] { (void)jsonFromValue(c.value); });
     EXPECT_EQ(error, "The value" + std::string(c.result)) << c.row;
   }

@@ -16,8 +16,8 @@ namespace QVFoundation {
 namespace {
 
 using namespace std::string_literals;
-using testing::EndsWith;
-using testing::StartsWith;
+using ::testing::EndsWith;
+using ::testing::StartsWith;
 
 std::string bigEndian(std::uint64_t number, unsigned width) {
   std::string out;
@@ -60,7 +60,7 @@ struct ObjectCase {
   Value value;
 };
 
-const ObjectCase readable[] = {
+const ObjectCase readableObjects[] = {
     {"eight bytes are signed", "\x13\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"s, -1},
     {"four bytes are not", "\x12\xFF\xFF\xFF\xFF"s, 4294967295},
     {"sixteen bytes, small", "\x14" + std::string(15, '\0') + '\5', 5},
@@ -74,16 +74,16 @@ const ObjectCase readable[] = {
 };
 
 TEST(BinaryPropertyList, objectsAreReadInAllTheirForms) {
-  for (const ObjectCase& c : readable) EXPECT_EQ(read({{c.object}}), c.value) << c.row;
+  for (const ObjectCase& c : readableObjects) EXPECT_EQ(read({{c.object}}), c.value) << c.row;
 }
 
-struct FaultCase {
+struct BinaryFault {
   std::string_view row;
   File file;
   std::string_view error;
 };
 
-const FaultCase faults[] = {
+const BinaryFault binaryFaults[] = {
     {"no objects", {}, "the root is none of the objects"},
     {"root that does not exist", {.objects = {"\x09"}, .root = 1}, "the root is none of the objects"},
     {"count beyond the table", {.objects = {"\x09"}, .extraCount = 1}, "does not lie within the file"},
@@ -106,7 +106,7 @@ const FaultCase faults[] = {
 };
 
 TEST(BinaryPropertyList, faultsAreNamedWithTheObject) {
-  for (const FaultCase& c : faults) {
+  for (const BinaryFault& c : binaryFaults) {
     EXPECT_THAT(errorOf(c.file), StartsWith("Invalid binary property list: ")) << c.row;
     EXPECT_THAT(errorOf(c.file), EndsWith(c.error)) << c.row;
   }

@@ -50,11 +50,11 @@ TEST(StringTable, isReadInEachForm) {
   EXPECT_EQ(stringTableFromData(dataFromPropertyList(table, PropertyListFormat::binary)), table);
 }
 
-struct FaultCase {
+struct TableFault {
   std::string_view text, error;
 };
 
-constexpr FaultCase faults[] = {
+constexpr TableFault tableFaults[] = {
     {"\"a\" = \"b\"\n\n\"c\" = \"d\";", " at line 3, column 1: expected ; after the entry of line 1"},
     {"a = b", " at line 1, column 6: expected ; after the entry of line 1"},
     {"a = ;", " at line 1, column 5: expected a text after ="},
@@ -71,7 +71,7 @@ constexpr FaultCase faults[] = {
 };
 
 TEST(StringTable, faultsAreNamedWithTheirPlace) {
-  for (const FaultCase& c : faults) {
+  for (const TableFault& c : tableFaults) {
     EXPECT_EQ(thrownError(NSPropertyListReadCorruptError, [&] { (void)parse(c.text); }),
               "Invalid string table" + std::string(c.error));
   }
