@@ -17,7 +17,7 @@
 #include "QVFoundation/platform/application/LateCancellable.h"
 #include "QVFoundation/platform/application/NSNotificationCenter.h"
 #include "QVFoundation/platform/application/Publisher.h"
-#include "QVFoundation/platform/application/Scheduler.h"
+#include "QVFoundation/platform/concurrency/Scheduler.h"
 #include "QVFoundation/values/QVObject.h"
 
 namespace QVFoundation {

@@ -8,7 +8,7 @@
 
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/application/NSNotification.h"
-#include "QVFoundation/platform/application/Scheduler.h"
+#include "QVFoundation/platform/concurrency/Scheduler.h"
 #include "QVFoundation/platform/runtime/Dictionary.h"
 #include "QVFoundation/platform/runtime/NSObject.h"
 

@@ -1,7 +1,7 @@
 #include <utility>
 
-#include "QVFoundation/platform/application/EscapedException_p.h"
 #include "QVFoundation/platform/application/NotificationRegistry_p.h"
+#include "QVFoundation/platform/runtime/EscapedException_p.h"
 
 namespace QVFoundation::detail {
 

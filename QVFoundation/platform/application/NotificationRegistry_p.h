@@ -11,10 +11,10 @@
 #include <unordered_map>
 
 #include "QVFoundation/platform/application/NSNotification.h"
-#include "QVFoundation/platform/application/Scheduler.h"
 #include "QVFoundation/platform/application/SnapshotList_p.h"
 #include "QVFoundation/platform/concurrency/Listener.h"
 #include "QVFoundation/platform/concurrency/Mutex.h"
+#include "QVFoundation/platform/concurrency/Scheduler.h"
 
 namespace QVFoundation::detail {
 

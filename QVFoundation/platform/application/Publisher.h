@@ -8,8 +8,8 @@
 #include "QVFoundation/platform/application/Cancellable.h"
 #include "QVFoundation/platform/application/Completion.h"
 #include "QVFoundation/platform/application/PublisherStages.h"
-#include "QVFoundation/platform/application/Scheduler.h"
 #include "QVFoundation/platform/application/Subscriber.h"
+#include "QVFoundation/platform/concurrency/Scheduler.h"
 
 namespace QVFoundation {
 

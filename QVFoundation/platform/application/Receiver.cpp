@@ -1,6 +1,6 @@
 #include "QVFoundation/platform/application/Receiver.h"
 
-#include "QVFoundation/platform/application/EscapedException_p.h"
+#include "QVFoundation/platform/runtime/EscapedException_p.h"
 
 namespace QVFoundation::detail {
 

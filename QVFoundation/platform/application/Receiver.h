@@ -6,8 +6,8 @@
 
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/application/Completion.h"
-#include "QVFoundation/platform/application/Scheduler.h"
 #include "QVFoundation/platform/application/Subscription.h"
+#include "QVFoundation/platform/concurrency/Scheduler.h"
 
 /// Internal: installed because other headers need it.
 ///

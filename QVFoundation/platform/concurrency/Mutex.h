@@ -2,6 +2,7 @@
 
 #include <mutex>
 
+#include "QVFoundation/platform/concurrency/LockGuard.h"
 #include "QVFoundation/platform/concurrency/ThreadSafety.h"
 
 namespace QVFoundation {
@@ -20,18 +21,6 @@ private:
   std::mutex mutex_;
 };
 
-/// Holds a mutex for its scope.
-///
-/// Threads: belongs to the thread that made it.
-class QV_SCOPED_CAPABILITY [[nodiscard]] MutexLock {
-public:
-  explicit MutexLock(Mutex& mutex) QV_ACQUIRE(mutex) : mutex_(mutex) { mutex_.lock(); }
-  ~MutexLock() QV_RELEASE() { mutex_.unlock(); }
-  MutexLock(const MutexLock&) = delete;
-  MutexLock& operator=(const MutexLock&) = delete;
-
-private:
-  Mutex& mutex_;
-};
+using MutexLock = LockGuard<Mutex>;
 
 }  // namespace QVFoundation

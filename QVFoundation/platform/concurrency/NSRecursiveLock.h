@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/concurrency/LockGuard.h"
 #include "QVFoundation/platform/concurrency/ThreadSafety.h"
 
 namespace QVFoundation {
@@ -37,18 +38,6 @@ private:
   unsigned depth_ = 0;                    // of the owner's
 };
 
-/// Holds an `NSRecursiveLock` for its scope.
-///
-/// Threads: belongs to the thread that made it.
-class QV_SCOPED_CAPABILITY [[nodiscard]] NSRecursiveLockGuard {
-public:
-  explicit NSRecursiveLockGuard(NSRecursiveLock& lock) QV_ACQUIRE(lock) : lock_(lock) { lock_.lock(); }
-  ~NSRecursiveLockGuard() QV_RELEASE() { lock_.unlock(); }
-  NSRecursiveLockGuard(const NSRecursiveLockGuard&) = delete;
-  NSRecursiveLockGuard& operator=(const NSRecursiveLockGuard&) = delete;
-
-private:
-  NSRecursiveLock& lock_;
-};
+using NSRecursiveLockGuard = LockGuard<NSRecursiveLock>;
 
 }  // namespace QVFoundation

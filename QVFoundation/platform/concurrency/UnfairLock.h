@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/concurrency/LockGuard.h"
 #include "QVFoundation/platform/concurrency/ThreadSafety.h"
 
 namespace QVFoundation {
@@ -45,18 +46,6 @@ private:
   std::atomic<std::uint32_t> state_{free};
 };
 
-/// Holds an `UnfairLock` for its scope.
-///
-/// Threads: belongs to the thread that made it.
-class QV_SCOPED_CAPABILITY [[nodiscard]] UnfairLockGuard {
-public:
-  explicit UnfairLockGuard(UnfairLock& lock) noexcept QV_ACQUIRE(lock) : lock_(lock) { lock_.lock(); }
-  ~UnfairLockGuard() QV_RELEASE() { lock_.unlock(); }
-  UnfairLockGuard(const UnfairLockGuard&) = delete;
-  UnfairLockGuard& operator=(const UnfairLockGuard&) = delete;
-
-private:
-  UnfairLock& lock_;
-};
+using UnfairLockGuard = LockGuard<UnfairLock>;
 
 }  // namespace QVFoundation

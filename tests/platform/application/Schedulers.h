@@ -8,7 +8,7 @@
 #include <semaphore>
 #include <thread>
 
-#include "QVFoundation/platform/application/Scheduler.h"
+#include "QVFoundation/platform/concurrency/Scheduler.h"
 
 namespace QVFoundation::testing {
 

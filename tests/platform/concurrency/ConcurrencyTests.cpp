@@ -10,6 +10,7 @@
 
 #include "QVFoundation/platform/concurrency/AtomicShared.h"
 #include "QVFoundation/platform/concurrency/Mutex.h"
+#include "QVFoundation/platform/concurrency/NSRecursiveLock.h"
 #include "gtest/gtest.h"
 #include "tests/platform/concurrency/OnThreads.h"
 
@@ -53,7 +54,7 @@ TEST(AtomicShared, losesNoChangeAndDestroysNothingUnderItsLock) {
 
 template <class Lock>
 class Locks : public ::testing::Test {};
-using AllLocks = ::testing::Types<UnfairLock, Mutex>;
+using AllLocks = ::testing::Types<UnfairLock, Mutex, NSRecursiveLock>;
 TYPED_TEST_SUITE(Locks, AllLocks);
 
 TYPED_TEST(Locks, letOneThreadInAtATimeWhetherItWaitsOrTries) {

@@ -1,8 +1,8 @@
 #include <exception>
 #include <string>
 
-#include "QVFoundation/platform/application/EscapedException_p.h"
 #include "QVFoundation/platform/runtime/ErrorConversion.h"
+#include "QVFoundation/platform/runtime/EscapedException_p.h"
 #include "QVFoundation/platform/runtime/FatalError.h"
 
 namespace QVFoundation::detail {

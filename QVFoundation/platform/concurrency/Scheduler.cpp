@@ -1,4 +1,4 @@
-#include "QVFoundation/platform/application/Scheduler.h"
+#include "QVFoundation/platform/concurrency/Scheduler.h"
 
 namespace QVFoundation {
 
