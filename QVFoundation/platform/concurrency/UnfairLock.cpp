@@ -5,6 +5,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "QVFoundation/platform/concurrency/ProcessorPause_p.h"
+
 namespace QVFoundation {
 
 namespace {
@@ -13,14 +15,6 @@ namespace {
 // from its core.
 constexpr int spins = 100;
 
-void pause() noexcept {
-#if defined(__x86_64__) || defined(__i386__)
-  __builtin_ia32_pause();
-#elif defined(__aarch64__)
-  asm volatile("yield");
-#endif
-}
-
 }  // namespace
 
 bool UnfairLock::spinAndTake() noexcept {
@@ -28,7 +22,7 @@ bool UnfairLock::spinAndTake() noexcept {
     const std::uint32_t state = state_.load(std::memory_order_relaxed);
     if (state == takenWithSleepers) return false;
     if (state == free && tryTake()) return true;
-    pause();
+    detail::pauseProcessor();
   }
   return false;
 }

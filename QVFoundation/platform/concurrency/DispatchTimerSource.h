@@ -1,0 +1,54 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/concurrency/DispatchQueue.h"
+
+namespace QVFoundation {
+
+/// Calls a handler on a queue, once or again and again.
+///
+/// ```cpp
+/// DispatchTimerSource blink(DispatchQueue::main());
+/// blink.schedule(0s, 500ms);
+/// blink.setEventHandler([=] { cursor->toggle(); });
+/// blink.resume();
+/// ```
+///
+/// It begins suspended. Where the handler has not run yet when its next time comes, that one is skipped.
+///
+/// Threads: any; `cancel` also from inside the handler.
+/// Ownership: the timer owns the handler, and ends when it is destroyed.
+/// Errors: what the handler throws ends the process.
+class QV_EXPORT DispatchTimerSource {
+public:
+  explicit DispatchTimerSource(std::shared_ptr<DispatchQueue> queue);
+  DispatchTimerSource(const DispatchTimerSource&) = delete;
+  DispatchTimerSource& operator=(const DispatchTimerSource&) = delete;
+  /// Cancels.
+  ~DispatchTimerSource();
+
+  /// Fires after a delay, and from then on at an interval, if there is one. The time is steady: it does not jump
+  /// when somebody sets the clock. A negative delay is none; more than a century is a century.
+  void schedule(std::chrono::nanoseconds delay,
+                std::optional<std::chrono::nanoseconds> interval = std::nullopt);
+  /// To be set before the first `resume`.
+  void setEventHandler(std::function<void()> handler);
+  void resume();
+  void suspend();
+
+  /// Fires no more. When this returns, no other thread is still in the handler; from inside a handler, an
+  /// observer or a subscriber it does not wait.
+  void cancel() noexcept;
+  [[nodiscard]] bool isCancelled() const noexcept;
+
+private:
+  class State;
+  const std::shared_ptr<State> state_;
+};
+
+}  // namespace QVFoundation

@@ -1,0 +1,117 @@
+#include "QVFoundation/platform/concurrency/MainQueue.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <poll.h>
+#include <string>
+#include <sys/eventfd.h>
+#include <system_error>
+#include <unistd.h>
+
+#include "QVFoundation/platform/concurrency/DispatchQueue.h"
+#include "QVFoundation/platform/concurrency/UnfairLock.h"
+#include "QVFoundation/platform/concurrency/WorkRing_p.h"
+#include "QVFoundation/platform/runtime/NSException.h"
+
+namespace QVFoundation {
+
+namespace {
+
+class MainQueue final : public DispatchQueue {
+public:
+  MainQueue() : DispatchQueue("main"), descriptor_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    if (descriptor_ < 0)
+      throw std::system_error(errno, std::generic_category(), "The main queue has no descriptor");
+  }
+
+  static const std::shared_ptr<MainQueue>& shared() {
+    static const auto& queue = *new std::shared_ptr<MainQueue>(std::make_shared<MainQueue>());
+    return queue;
+  }
+
+  [[nodiscard]] int descriptor() const noexcept { return descriptor_; }
+  [[nodiscard]] bool isCurrent() const noexcept override { return isMainThread(); }
+
+  void drain() {
+    for (std::size_t left = countWaiting(); left > 0; --left) runOne();
+  }
+
+  void runUntilStopped() {
+    for (isStopped_ = false; !isStopped_;) {
+      if (!runOne()) awaitMore();
+    }
+    isStopped_ = false;
+  }
+  void stop() {
+    enqueue([this] { isStopped_ = true; });
+  }
+
+protected:
+  void enqueue(detail::Work work) override {
+    const UnfairLockGuard guard(lock_);
+    if (waiting_.empty()) makeReadable();
+    waiting_.push(std::move(work));
+  }
+
+private:
+  [[nodiscard]] std::size_t countWaiting() {
+    const UnfairLockGuard guard(lock_);
+    return waiting_.count();
+  }
+
+  /// False where none waits.
+  bool runOne() {
+    detail::Work work;
+    {
+      const UnfairLockGuard guard(lock_);
+      if (waiting_.empty()) return false;
+      work = waiting_.pop();
+      if (waiting_.empty()) makeUnreadable();
+    }
+    run(std::move(work));
+    return true;
+  }
+
+  void makeReadable() const noexcept {
+    const std::uint64_t one = 1;
+    (void)!::write(descriptor_, &one, sizeof one);
+  }
+  void makeUnreadable() const noexcept {
+    std::uint64_t count = 0;
+    (void)!::read(descriptor_, &count, sizeof count);
+  }
+  void awaitMore() const noexcept {
+    pollfd readable{.fd = descriptor_, .events = POLLIN, .revents = 0};
+    (void)::poll(&readable, 1, -1);  // an interruption only has the queue looked at once more
+  }
+
+  const int descriptor_;
+  bool isStopped_ = false;  // the main thread's
+  UnfairLock lock_;
+  detail::WorkRing waiting_ QV_GUARDED_BY(lock_);
+};
+
+MainQueue& onMainThread(const char* function) {
+  if (isMainThread()) return *MainQueue::shared();
+  throw NSException(NSInternalInconsistencyException,
+                    std::string(function) + " must be called on the main thread");
+}
+
+}  // namespace
+
+const std::shared_ptr<DispatchQueue>& DispatchQueue::main() {
+  static const auto& queue = *new std::shared_ptr<DispatchQueue>(MainQueue::shared());
+  return queue;
+}
+
+bool isMainThread() noexcept {
+  static thread_local const bool isMain = ::getpid() == ::gettid();
+  return isMain;
+}
+
+void runMainQueue() { onMainThread("runMainQueue").runUntilStopped(); }
+void stopMainQueue() { MainQueue::shared()->stop(); }
+void drainMainQueue() { onMainThread("drainMainQueue").drain(); }
+int mainQueueFileDescriptor() { return MainQueue::shared()->descriptor(); }
+
+}  // namespace QVFoundation

@@ -1,0 +1,87 @@
+#include <array>
+
+#include "QVFoundation/platform/concurrency/DispatchQueue.h"
+#include "QVFoundation/platform/concurrency/ThreadPool_p.h"
+#include "QVFoundation/platform/concurrency/UnfairLock.h"
+#include "QVFoundation/platform/concurrency/WorkRing_p.h"
+
+namespace QVFoundation {
+
+namespace {
+
+class GlobalQueue final : public DispatchQueue {
+public:
+  GlobalQueue(const char* label, QualityOfService qualityOfService)
+      : DispatchQueue(label), qualityOfService_(qualityOfService) {}
+
+protected:
+  void enqueue(detail::Work work) override { pool_.submit(std::move(work), qualityOfService_); }
+  void runAndWait(const std::function<void()>& block) override { block(); }
+
+private:
+  detail::ThreadPool& pool_ = detail::ThreadPool::shared();
+  const QualityOfService qualityOfService_;
+};
+
+class SerialQueue final : public DispatchQueue {
+public:
+  SerialQueue(std::string label, QualityOfService qualityOfService)
+      : DispatchQueue(std::move(label)), qualityOfService_(qualityOfService) {}
+
+protected:
+  void enqueue(detail::Work work) override {
+    {
+      const UnfairLockGuard guard(lock_);
+      waiting_.push(std::move(work));
+      if (std::exchange(isServed_, true)) return;
+    }
+    serveLater();
+  }
+
+private:
+  // Then others have their turn.
+  static constexpr int worksInARow = 64;
+
+  void serveLater() {
+    auto self = std::static_pointer_cast<SerialQueue>(shared_from_this());
+    detail::ThreadPool::shared().submit([self = std::move(self)] { self->serve(); }, qualityOfService_);
+  }
+
+  void serve() {
+    for (int i = 0; i < worksInARow; ++i) {
+      detail::Work work;
+      {
+        const UnfairLockGuard guard(lock_);
+        isServed_ = !waiting_.empty();
+        if (!isServed_) return;
+        work = waiting_.pop();
+      }
+      run(std::move(work));
+    }
+    serveLater();
+  }
+
+  const QualityOfService qualityOfService_;
+  UnfairLock lock_;
+  detail::WorkRing waiting_ QV_GUARDED_BY(lock_);
+  bool isServed_ QV_GUARDED_BY(lock_) = false;
+};
+
+}  // namespace
+
+const std::shared_ptr<DispatchQueue>& DispatchQueue::global(QualityOfService qualityOfService) {
+  const auto make = [](QualityOfService its, const char* label) -> std::shared_ptr<DispatchQueue> {
+    return std::make_shared<GlobalQueue>(label, its);
+  };
+  static const auto& queues = *new std::array{
+      make(QualityOfService::background, "background"), make(QualityOfService::utility, "utility"),
+      make(QualityOfService::standard, "standard"), make(QualityOfService::userInitiated, "user initiated"),
+      make(QualityOfService::userInteractive, "user interactive")};
+  return queues[static_cast<std::size_t>(qualityOfService)];
+}
+
+std::shared_ptr<DispatchQueue> DispatchQueue::serial(std::string label, QualityOfService qualityOfService) {
+  return std::make_shared<SerialQueue>(std::move(label), qualityOfService);
+}
+
+}  // namespace QVFoundation

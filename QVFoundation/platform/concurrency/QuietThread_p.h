@@ -1,0 +1,33 @@
+#pragma once
+
+#include <csignal>
+#include <pthread.h>
+#include <thread>
+#include <utility>
+
+namespace QVFoundation::detail {
+
+/// Starts a thread that runs until its body returns, under a name for debuggers. It takes no signals: those
+/// are the application's.
+///
+/// Errors: `std::system_error` where the system has no thread to give.
+template <class Body>
+void startQuietThread(const char* name, Body body) {
+  sigset_t all;
+  sigset_t before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
+  const auto restore = [&before] { pthread_sigmask(SIG_SETMASK, &before, nullptr); };
+  try {
+    std::thread([name, body = std::move(body)]() mutable {
+      pthread_setname_np(pthread_self(), name);
+      body();
+    }).detach();
+  } catch (...) {
+    restore();
+    throw;
+  }
+  restore();
+}
+
+}  // namespace QVFoundation::detail

@@ -1,0 +1,286 @@
+#include "QVFoundation/platform/concurrency/DispatchQueue.h"
+
+#include <array>
+#include <atomic>
+#include <future>
+#include <latch>
+#include <memory>
+#include <poll.h>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "QVFoundation/platform/concurrency/MainQueue.h"
+#include "QVFoundation/platform/concurrency/NSCondition.h"
+#include "QVFoundation/platform/concurrency/ThreadPool_p.h"
+#include "tests/platform/concurrency/OnThreads.h"
+#include "tests/platform/runtime/RaisedException.h"
+
+namespace QVFoundation {
+namespace {
+
+using namespace std::chrono_literals;
+using detail::ThreadPool;
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using testing::raisedBy;
+using ::testing::StartsWith;
+
+/// Waits until work sent to a queue before has run.
+void settle(DispatchQueue& queue) {
+  std::promise<void> done;
+  queue.async([&] { done.set_value(); });
+  done.get_future().wait();
+}
+
+struct Alive {
+  explicit Alive(int& its) : alive(&its) { ++*alive; }
+  Alive(Alive&& other) noexcept : alive(other.alive) { ++*alive; }
+  Alive(const Alive&) = delete;
+  Alive& operator=(const Alive&) = delete;
+  ~Alive() { --*alive; }
+  int* alive;
+};
+
+TEST(Work, isMovedAndLetGoOfWhateverItsSize) {
+  int alive = 0, runs = 0;
+  const auto lives = [&](auto padding) {
+    detail::Work work(
+        [held = Alive(alive), padding, &runs] { runs += static_cast<int>(padding.size()) > 0; });
+    detail::Work moved(std::move(work));
+    detail::Work assigned([other = Alive(alive)] {});
+    assigned = std::move(moved);
+    EXPECT_EQ(alive, 1);
+    EXPECT_TRUE(assigned && !work && !moved);  // NOLINT(bugprone-use-after-move): empty, not undefined
+    assigned();
+  };
+  lives(std::array<char, 1>());
+  lives(std::array<char, 200>());
+  EXPECT_TRUE(alive == 0 && runs == 2);
+  auto unique = std::make_unique<int>(7);
+  detail::Work([&, its = std::move(unique)] { runs = *its; })();
+  EXPECT_EQ(runs, 7);
+}
+
+TEST(ThreadPool, goesOnWhileItsThreadsWaitWhetherTheySaySoOrNot) {
+  for (const bool saysSo : {true, false}) {
+    static constexpr int waiting = 64;
+    std::latch allWait(waiting), mayGo(1), done(waiting);
+    NSCondition condition;
+    bool isOpen = false;
+    const auto queue = DispatchQueue::global();
+    for (int i = 0; i < waiting; ++i) {
+      queue->async([&, saysSo] {
+        allWait.count_down();
+        if (saysSo) {
+          const NSConditionGuard guard(condition);
+          while (!isOpen) condition.wait();
+        } else {
+          mayGo.wait();
+        }
+        done.count_down();
+      });
+    }
+    allWait.wait();
+    queue->async([&] {
+      const NSConditionGuard guard(condition);
+      isOpen = true;
+      condition.broadcast();
+      mayGo.count_down();
+    });
+    done.wait();
+  }
+}
+
+TEST(ThreadPool, letsThreadsGoThatHaveNothingToDo) {
+  static ThreadPool& pool = *new ThreadPool(3, 10ms);
+  for (int round = 0; round < 3; ++round) {
+    std::latch together(3), done(3);
+    for (int i = 0; i < 3; ++i) {
+      pool.submit(
+          [&] {
+            together.arrive_and_wait();
+            done.count_down();
+          },
+          QualityOfService::standard);
+    }
+    done.wait();
+    while (pool.threadCount() > 0) std::this_thread::yield();
+  }
+}
+
+TEST(ThreadPool, prefersWhatIsUrgentAndForgetsNothing) {
+  static ThreadPool& pool = *new ThreadPool(1, 1s);
+  using enum QualityOfService;
+  std::vector<QualityOfService> order;
+  // What they make of it when all of it waits.
+  const auto orderOf = [&](const std::vector<QualityOfService>& works) -> const auto& {
+    order.clear();
+    std::latch isBusy(1), done(std::ssize(works));
+    std::atomic<bool> mayEnd = false;
+    pool.submit(
+        [&] {
+          isBusy.count_down();
+          while (!mayEnd) std::this_thread::yield();
+        },
+        standard);
+    isBusy.wait();
+    for (const QualityOfService each : works) {
+      pool.submit(
+          [&, each] {
+            order.push_back(each);
+            done.count_down();
+          },
+          each);
+    }
+    mayEnd = true;
+    done.wait();
+    return order;
+  };
+  EXPECT_THAT(orderOf({background, utility, standard, userInitiated, userInteractive}),
+              ElementsAre(userInteractive, userInitiated, standard, utility, background));
+  std::vector<QualityOfService> flood(500, userInteractive);
+  flood.front() = background;
+  const auto& mixed = orderOf(flood);
+  EXPECT_LT(std::ranges::find(mixed, background) - mixed.begin(), 64);
+}
+
+TEST(DispatchQueue, serialRunsOneAtATimeInTheOrderOfEachSender) {
+  const auto queue = DispatchQueue::serial("order");
+  std::array<std::vector<int>, 4> seen;
+  std::atomic<int> inside = 0;
+  testing::onThreads(4, [&](int thread) {
+    for (int i = 0; i < 500; ++i) {
+      queue->async([&, thread, i] {
+        EXPECT_EQ(++inside, 1);
+        seen[static_cast<std::size_t>(thread)].push_back(i);
+        --inside;
+      });
+    }
+  });
+  settle(*queue);
+  for (const auto& each : seen) {
+    EXPECT_EQ(each.size(), 500U);
+    EXPECT_TRUE(std::ranges::is_sorted(each));
+  }
+}
+
+TEST(DispatchQueue, syncGivesWhatTheBlockGivesOrThrows) {
+  const auto queue = DispatchQueue::serial("sync");
+  for (const auto& each : {queue, DispatchQueue::global(QualityOfService::utility), DispatchQueue::main()}) {
+    EXPECT_EQ(each->sync([] { return std::make_unique<int>(3); }).operator*(), 3);
+    EXPECT_THROW(each->sync([] { throw std::runtime_error("no"); }), std::runtime_error);
+  }
+  std::vector<int> order;
+  queue->sync([&] {
+    EXPECT_TRUE(queue->isCurrent());
+    order.push_back(1);
+    queue->sync([&] { order.push_back(2); });
+    DispatchQueue::serial("other")->sync([&] { queue->async([&] { order.push_back(4); }); });
+    order.push_back(3);
+  });
+  settle(*queue);
+  EXPECT_THAT(order, ElementsAre(1, 2, 3, 4));
+  EXPECT_FALSE(queue->isCurrent());
+}
+
+TEST(DispatchQueue, livesUntilItsBlocksHaveRunAndLetsGoOfThem) {
+  auto held = std::make_shared<int>(0);
+  std::promise<void> done;
+  auto queue = DispatchQueue::serial("short-lived");
+  std::weak_ptr<DispatchQueue> watch = queue;
+  queue->async([its = std::move(queue), held, &done] { done.set_value(); });
+  done.get_future().wait();
+  while (!watch.expired() || held.use_count() > 1) std::this_thread::yield();
+}
+
+TEST(DispatchQueue, afterKeepsTheOrderOfTimesAndIsNeverEarly) {
+  const auto queue = DispatchQueue::serial("later");
+  const auto start = std::chrono::steady_clock::now();
+  std::vector<int> order;
+  std::latch done(4);
+  const std::pair<std::chrono::nanoseconds, int> delays[] = {{20ms, 3}, {10ms, 2}, {30ms, 4}, {-1h, 1}};
+  for (const auto& [delay, number] : delays) {
+    queue->after(delay, [&, its = delay, which = number] {
+      EXPECT_GE(std::chrono::steady_clock::now() - start, its);
+      order.push_back(which);
+      done.count_down();
+    });
+  }
+  queue->after(std::chrono::nanoseconds::max(), [] { FAIL() << "a century has passed"; });
+  done.wait();
+  EXPECT_THAT(order, ElementsAre(1, 2, 3, 4));
+}
+
+bool isReadable(int descriptor) {
+  pollfd asked{.fd = descriptor, .events = POLLIN, .revents = 0};
+  return ::poll(&asked, 1, 0) == 1;
+}
+
+TEST(MainQueue, isDrainedByTheMainThreadWhenItsDescriptorIsReadable) {
+  EXPECT_FALSE(isReadable(mainQueueFileDescriptor()));
+  std::vector<int> order;
+  std::jthread([&] {
+    EXPECT_FALSE(isMainThread() || DispatchQueue::main()->isCurrent());
+    for (int i = 0; i < 3; ++i) {
+      DispatchQueue::main()->async([&, i] {
+        EXPECT_TRUE(isMainThread());
+        order.push_back(i);
+        if (i == 2) DispatchQueue::main()->async([&] { order.push_back(3); });
+      });
+    }
+    EXPECT_THAT(raisedBy([] { drainMainQueue(); }),
+                StartsWith("NSInternalInconsistencyException: drainMainQueue"));
+    EXPECT_THAT(raisedBy([] { runMainQueue(); }),
+                StartsWith("NSInternalInconsistencyException: runMainQueue"));
+  }).join();
+  EXPECT_TRUE(isReadable(mainQueueFileDescriptor()));
+  drainMainQueue();
+  EXPECT_THAT(order, ElementsAre(0, 1, 2)) << "what comes meanwhile waits for the next time";
+  EXPECT_TRUE(isReadable(mainQueueFileDescriptor()));
+  drainMainQueue();
+  EXPECT_THAT(order, ElementsAre(0, 1, 2, 3));
+  EXPECT_FALSE(isReadable(mainQueueFileDescriptor()));
+}
+
+TEST(MainQueue, runsUntilItIsStopped) {
+  std::atomic<int> runs = 0;
+  stopMainQueue();
+  DispatchQueue::main()->async([&] { ++runs; });
+  runMainQueue();
+  EXPECT_EQ(runs, 0) << "what was sent before the stop";
+  std::jthread sender([&] {
+    while (runs == 0) std::this_thread::yield();
+    DispatchQueue::main()->sync([&] { ++runs; });
+    DispatchQueue::main()->async([&] {
+      stopMainQueue();
+      runMainQueue();  // one inside of the other
+      ++runs;
+    });
+    while (runs < 3) std::this_thread::yield();
+    stopMainQueue();
+  });
+  runMainQueue();
+  EXPECT_EQ(runs, 3);
+}
+
+TEST(DispatchQueueDeathTest, endsTheProcessForAnEscapedException) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const std::pair<std::shared_ptr<DispatchQueue>, const char*> cases[] = {
+      {DispatchQueue::serial("mine"), "A block on the queue \"mine\" let out an exception: .*oh"},
+      {DispatchQueue::global(), "A block in the background let out an exception: .*oh"},
+  };
+  for (const auto& [queue, message] : cases) {
+    EXPECT_DEATH(
+        {
+          queue->async([] { throw std::runtime_error("oh"); });
+          for (;;) std::this_thread::yield();
+        },
+        message);
+  }
+}
+
+}  // namespace
+}  // namespace QVFoundation
