@@ -26,6 +26,8 @@
 #include "QVFoundation/platform/concurrency/Mutex.h"
 #include "QVFoundation/platform/concurrency/NSCondition.h"
 #include "QVFoundation/platform/concurrency/NSConditionLock.h"
+#include "QVFoundation/platform/concurrency/NSOperation.h"
+#include "QVFoundation/platform/concurrency/NSOperationQueue.h"
 #include "QVFoundation/platform/concurrency/NSRecursiveLock.h"
 #include "QVFoundation/platform/concurrency/QualityOfService.h"
 #include "QVFoundation/platform/concurrency/Scheduler.h"

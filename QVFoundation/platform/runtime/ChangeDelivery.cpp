@@ -176,7 +176,7 @@ namespace {
   ChangeDelivery(site, pending).tellAfter();
 }
 
-[[gnu::always_inline]] inline void tellAfter(const ChangeSite& site, PendingChange* pending) noexcept {
+[[gnu::always_inline]] inline void tellObservers(const ChangeSite& site, PendingChange* pending) noexcept {
   try {
     if (QuietProperty::isAny()) [[unlikely]]
       return tellAfterUnlessQuiet(site, pending);
@@ -186,7 +186,22 @@ namespace {
   }
 }
 
+// The last to hear is the object itself, which an observer may have let go of.
+[[gnu::noinline]] void tellObserversAndObject(const ChangeSite& site, PendingChange* pending) noexcept {
+  const auto object = site.object.weak_from_this().lock();
+  if (ObservationInfo::ofIfAny(site.object) != nullptr) tellObservers(site, pending);
+  tellObject(site.object, site.key);
+}
+
+[[gnu::always_inline]] inline void tellAfter(const ChangeSite& site, PendingChange* pending) noexcept {
+  if (ObservationInfo::hasTellingHead(site.object)) [[unlikely]]
+    return tellObserversAndObject(site, pending);
+  tellObservers(site, pending);
+}
+
 }  // namespace
+
+void tellObject(NSObject& object, std::string_view key) noexcept { object.valueDidChange(key); }
 
 void didChange(const ChangeSite& site, PendingChange* pending) noexcept {
   const std::unique_ptr<PendingChange> owned(pending);

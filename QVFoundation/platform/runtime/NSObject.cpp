@@ -11,9 +11,14 @@
 
 namespace QVFoundation {
 
+NSObject::NSObject(HearsOwnChanges /*tag*/) noexcept
+    : observations_(&detail::ObservationHead::ofObjectAlone) {}
+
 NSObject::~NSObject() {
   if (mayBeObserved()) detail::ObservationInfo::objectDies(*this);
 }
+
+void NSObject::valueDidChange(std::string_view /*key*/) noexcept {}
 
 const NSClass& NSObject::staticClass() {
   // Never destroyed, so that objects serve to the end of the process.

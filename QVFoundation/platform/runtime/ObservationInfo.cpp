@@ -32,10 +32,12 @@ bool isWantedBefore(const ObserverHook& hook) {
 
 }  // namespace
 
+ObservationHead ObservationHead::ofObjectAlone(true);
+
 ObservationInfo& ObservationInfo::of(NSObject& object) {
   if (ObservationInfo* info = ofIfAny(object)) return *info;
-  auto made = std::make_unique<ObservationInfo>();
-  ObservationHead* existing = nullptr;
+  ObservationHead* existing = object.mayBeObserved() ? &ofObjectAlone : nullptr;
+  auto made = std::make_unique<ObservationInfo>(existing != nullptr);
   if (object.observations_.compare_exchange_strong(existing, made.get(), std::memory_order_acq_rel)) {
     return *made.release();
   }
@@ -167,6 +169,7 @@ std::vector<std::shared_ptr<KeyValueRegistration>> ObservationInfo::endRegistrat
 
 void ObservationInfo::objectDies(NSObject& object) noexcept {
   std::unique_ptr<ObservationInfo> info(ofIfAny(object));
+  if (info == nullptr) return;
   Associations associations;
   {
     const UnfairLockGuard guard(info->lock_);

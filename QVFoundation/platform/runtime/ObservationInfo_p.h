@@ -30,6 +30,8 @@ class ObserverWalk;
 /// Threads: any, but for `objectDies`.
 class ObservationInfo : public ObservationHead {
 public:
+  using ObservationHead::ObservationHead;
+
   struct Retired {
     ObserverTable::Pointer table;
     std::shared_ptr<KeyValueRegistration> registration;
@@ -41,7 +43,12 @@ public:
   static ObservationInfo& of(NSObject& object);
   /// Null where there is none yet.
   [[nodiscard]] static ObservationInfo* ofIfAny(const NSObject& object) noexcept {
-    return static_cast<ObservationInfo*>(object.observations_.load(std::memory_order_acquire));
+    ObservationHead* const head = object.observations_.load(std::memory_order_acquire);
+    return head != &ofObjectAlone ? static_cast<ObservationInfo*>(head) : nullptr;
+  }
+  /// Whether the object hears of its changes itself; it has a head.
+  [[nodiscard]] static bool hasTellingHead(const NSObject& object) noexcept {
+    return object.observations_.load(std::memory_order_acquire)->tellsObject;
   }
   /// Lets go of associated objects, ends what observes the object, and says so on standard error where
   /// somebody should have ended it.

@@ -1,0 +1,211 @@
+#include "QVFoundation/platform/concurrency/NSOperationQueue.h"
+
+#include <algorithm>
+#include <atomic>
+#include <latch>
+#include <memory>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "QVFoundation/platform/concurrency/MainQueue.h"
+#include "QVFoundation/platform/runtime/NSKeyValueObserving.h"
+#include "tests/platform/concurrency/OnThreads.h"
+#include "tests/platform/concurrency/Operations.h"
+#include "tests/platform/runtime/RaisedException.h"
+
+namespace QVFoundation {
+namespace {
+
+using testing::BlockOperation;
+using ::testing::ContainsRegex;
+using ::testing::ElementsAre;
+using testing::OpenOperation;
+using testing::raisedBy;
+using Priority = NSOperationQueuePriority;
+
+struct OperationQueue : ::testing::Test {
+  std::shared_ptr<NSOperationQueue> queue = std::make_shared<NSOperationQueue>();
+  UnfairLock lock;
+  std::string order;
+
+  std::shared_ptr<NSOperation> writing(char letter, Priority priority = Priority::normal) {
+    auto operation = std::make_shared<BlockOperation>([this, letter] {
+      const UnfairLockGuard guard(lock);
+      order += letter;
+    });
+    operation->setQueuePriority(priority);
+    return operation;
+  }
+};
+
+TEST_F(OperationQueue, startsTheMoreUrgentFirstAndNoMoreThanItMay) {
+  queue->setMaxConcurrentOperationCount(1);
+  queue->setSuspended(true);
+  queue->addOperations({writing('d', Priority::low), writing('c'), writing('e', Priority::veryLow),
+                        writing('a', Priority::veryHigh), writing('b', Priority::high), writing('C')});
+  EXPECT_EQ(queue->operationCount(), 6U);
+  EXPECT_EQ(order, "");
+  queue->setSuspended(false);
+  queue->waitUntilAllOperationsAreFinished();
+  EXPECT_EQ(order, "abcCde");
+  EXPECT_EQ(queue->operationCount(), 0U);
+
+  queue->setMaxConcurrentOperationCount(3);
+  std::atomic<int> running = 0, most = 0;
+  for (int i = 0; i < 50; ++i) {
+    queue->addOperationWithBlock([&] {
+      for (int now = ++running, seen = most; now > seen && !most.compare_exchange_weak(seen, now);) {
+      }
+      std::this_thread::yield();
+      --running;
+    });
+  }
+  queue->waitUntilAllOperationsAreFinished();
+  EXPECT_LE(most, 3);
+}
+
+TEST_F(OperationQueue, waitsForWhatAnOperationDependsOnAlsoOnOtherQueues) {
+  const auto other = std::make_shared<NSOperationQueue>();
+  const auto first = writing('1'), second = writing('2'), third = writing('3');
+  third->addDependency(second);
+  second->addDependency(first);
+  queue->addOperation(third);
+  other->addOperation(second);
+  EXPECT_FALSE(third->isReady());
+  queue->addOperations({first}, NSOperationQueue::WaitUntilFinished::yes);
+  third->waitUntilFinished();
+  EXPECT_EQ(order, "123");
+}
+
+TEST_F(OperationQueue, keepsAnAsynchronousOperationUntilItSaysThatItHasFinished) {
+  queue->setMaxConcurrentOperationCount(1);
+  const auto open = std::make_shared<OpenOperation>();
+  const auto after = writing('x');
+  queue->addOperations({open, after});
+  while (!open->isExecuting()) std::this_thread::yield();
+  EXPECT_THAT(queue->operations(), ElementsAre(open, after));
+  EXPECT_EQ(order, "");
+  open->end();
+  queue->waitUntilAllOperationsAreFinished();
+  EXPECT_EQ(order, "x");
+}
+
+TEST_F(OperationQueue, finishesCancelledOperationsWithoutRunningThem) {
+  queue->setSuspended(true);
+  const auto waiting = std::make_shared<OpenOperation>();  // never starts
+  const auto dependent = writing('x'), ready = writing('y');
+  dependent->addDependency(waiting);
+  queue->addOperations({dependent, ready});
+  queue->addBarrierBlock([this] { order += '|'; });
+  queue->cancelAllOperations();
+  queue->setSuspended(false);
+  queue->waitUntilAllOperationsAreFinished();
+  EXPECT_EQ(order, "");
+  EXPECT_TRUE(dependent->isFinished() && ready->isFinished());
+}
+
+TEST_F(OperationQueue, hasABarrierWaitForAllBeforeAndAllAfterWaitForIt) {
+  queue->addBarrierBlock([this] { order += '|'; });
+  for (int round = 0; round < 3; ++round) {
+    for (int i = 0; i < 5; ++i)
+      queue->addOperation(writing('x', i % 2 == 0 ? Priority::veryHigh : Priority::low));
+    queue->addBarrierBlock([this] { order += '|'; });
+  }
+  queue->addBarrierBlock([this] { order += '|'; });
+  queue->waitUntilAllOperationsAreFinished();
+  EXPECT_EQ(order, "|xxxxx|xxxxx|xxxxx||");
+}
+
+TEST_F(OperationQueue, takesBackWhatComesToDependOnSomethingBeforeItStarts) {
+  queue->setSuspended(true);
+  const auto late = writing('b'), before = writing('a');
+  queue->addOperation(late);  // ready, and waits for nothing but the queue
+  late->addDependency(before);
+  queue->setSuspended(false);
+  queue->addOperation(before);
+  queue->waitUntilAllOperationsAreFinished();
+  EXPECT_EQ(order, "ab");
+}
+
+TEST_F(OperationQueue, refusesWhatItCannotStart) {
+  const auto operation = writing('x');
+  queue->setSuspended(true);
+  queue->addOperation(operation);
+  for (const auto& again : {queue, std::make_shared<NSOperationQueue>()}) {
+    EXPECT_THAT(raisedBy([&] { again->addOperation(operation); }),
+                ContainsRegex("NSInvalidArg.*on a queue already"));
+  }
+  EXPECT_THAT(raisedBy([&] { queue->addOperation(nullptr); }), ContainsRegex("no operation"));
+  operation->start();  // by hand, while it waits
+  EXPECT_EQ(queue->operationCount(), 0U);
+  EXPECT_THAT(raisedBy([&] { queue->addOperation(operation); }), ContainsRegex("has been started"));
+  queue->setSuspended(false);
+  queue->waitUntilAllOperationsAreFinished();
+  EXPECT_EQ(order, "x");
+}
+
+TEST_F(OperationQueue, letsGoOfOperationsAndFinishesThemWhenNobodyHoldsIt) {
+  std::vector<std::size_t> counts;
+  const auto observation = observe(*queue, "operationCount", NSKeyValueObservingOptionNew,
+                                   [&](NSOperationQueue&, const NSKeyValueChange& change) {
+                                     counts.push_back(*change.newValue().as<std::size_t>());
+                                   });
+  auto operation = writing('x');
+  const std::weak_ptr<NSOperation> watch = operation;
+  queue->addOperation(std::exchange(operation, nullptr));
+  queue->waitUntilAllOperationsAreFinished();
+  EXPECT_THAT(counts, ElementsAre(1, 0));
+  while (!watch.expired()) std::this_thread::yield();
+
+  std::latch mayEnd(1), ended(2);
+  for (int i = 0; i < 2; ++i) {
+    queue->addOperationWithBlock([&] {
+      mayEnd.wait();
+      ended.count_down();
+    });
+  }
+  queue.reset();
+  mayEnd.count_down();
+  ended.wait();
+}
+
+TEST_F(OperationQueue, mainRunsOnTheMainThread) {
+  bool isOnMainThread = false;
+  NSOperationQueue::mainQueue()->addOperationWithBlock([&] { isOnMainThread = isMainThread(); });
+  EXPECT_FALSE(isOnMainThread);
+  drainMainQueue();
+  EXPECT_TRUE(isOnMainThread);
+}
+
+TEST_F(OperationQueue, finishesAllWhateverAllThreadsDo) {
+  std::atomic<int> completions = 0;
+  constexpr int each = 300;
+  testing::onThreads(4, [&](int thread) {
+    std::mt19937 random(static_cast<unsigned>(thread));
+    std::vector<std::shared_ptr<NSOperation>> mine;
+    for (int i = 0; i < each; ++i) {
+      auto operation = std::make_shared<BlockOperation>();
+      operation->setCompletionBlock([&] { ++completions; });
+      operation->setQueuePriority(random() % 2 == 0 ? Priority::high : Priority::normal);
+      if (!mine.empty() && random() % 2 == 0) operation->addDependency(mine[random() % mine.size()]);
+      queue->addOperation(operation);
+      mine.push_back(operation);
+      if (random() % 4 == 0) mine[random() % mine.size()]->cancel();
+      if (random() % 16 == 0) queue->setMaxConcurrentOperationCount(static_cast<int>(random() % 4) - 1);
+      if (random() % 16 == 0) queue->setSuspended(random() % 2 == 0);
+      if (random() % 32 == 0) queue->addBarrierBlock([] {});
+    }
+  });
+  queue->setMaxConcurrentOperationCount(NSOperationQueue::defaultMaxConcurrentOperationCount);
+  queue->setSuspended(false);
+  queue->waitUntilAllOperationsAreFinished();
+  while (completions < 4 * each) std::this_thread::yield();
+  EXPECT_EQ(completions, 4 * each);
+}
+
+}  // namespace
+}  // namespace QVFoundation
