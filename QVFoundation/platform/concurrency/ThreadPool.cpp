@@ -23,6 +23,8 @@ using namespace std::chrono_literals;
 constexpr auto stallTime = 5ms;
 // Some microseconds: about what it takes to wake a thread.
 constexpr int spins = 500;
+// How many more urgent works go before one, at the most.
+constexpr unsigned patience = 64;
 
 constinit thread_local void* workerOfThisThread = nullptr;
 
@@ -85,7 +87,7 @@ void ThreadPool::submit(Work work, QualityOfService qualityOfService) {
   {
     const UnfairLockGuard guard(lock_);
     rings_[static_cast<std::size_t>(qualityOfService)].push(std::move(work));
-    waiting_.store(waiting_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    waiting_.store(waiting_ + 1, std::memory_order_relaxed);
     if (waiting_ == 1 && somebodySpins_) return;  // he looks once more under the lock
     helper = findHelper();
     mayStall = !helper.isAny() && !std::exchange(isWatched_, true);
@@ -170,14 +172,16 @@ std::optional<Work> ThreadPool::next(Worker& self) {
 }
 
 Work ThreadPool::take() {
-  --waiting_;
-  // Once in a while the least urgent first, so that it comes to its turn however much there is of the rest.
-  const bool isTurned = ++taken_ % 64 == 0;
-  for (std::size_t i = 0; i < levels; ++i) {
-    WorkRing& ring = rings_[isTurned ? i : levels - 1 - i];
-    if (!ring.empty()) return ring.pop();
+  waiting_.store(waiting_ - 1, std::memory_order_relaxed);
+  std::size_t chosen = levels - 1;
+  while (rings_[chosen].empty()) --chosen;
+  for (std::size_t level = 0; level < chosen; ++level) {
+    if (rings_[level].empty() || ++passedOver_[level] < patience) continue;
+    chosen = level;
+    break;
   }
-  return {};
+  passedOver_[chosen] = 0;
+  return rings_[chosen].pop();
 }
 
 void ThreadPool::goIdle(Worker& self) {

@@ -100,8 +100,8 @@ private:
 
   mutable UnfairLock lock_;
   std::array<WorkRing, levels> rings_ QV_GUARDED_BY(lock_);
-  std::atomic<std::size_t> waiting_{0};  // in the rings; written under the lock
-  std::uint64_t taken_ QV_GUARDED_BY(lock_) = 0;
+  std::atomic<std::size_t> waiting_{0};                             // in the rings; written under the lock
+  std::array<unsigned, levels> passedOver_ QV_GUARDED_BY(lock_){};  // since the last one was taken
   std::size_t busy_ QV_GUARDED_BY(lock_) = 0;
   std::size_t threads_ QV_GUARDED_BY(lock_) = 0;
   bool isWatched_ QV_GUARDED_BY(lock_) = false;

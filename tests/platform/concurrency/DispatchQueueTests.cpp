@@ -144,7 +144,7 @@ TEST(ThreadPool, prefersWhatIsUrgentAndForgetsNothing) {
   std::vector<QualityOfService> flood(500, userInteractive);
   flood.front() = background;
   const auto& mixed = orderOf(flood);
-  EXPECT_LT(std::ranges::find(mixed, background) - mixed.begin(), 64);
+  EXPECT_LT(std::ranges::find(mixed, background) - mixed.begin(), 65);
 }
 
 TEST(DispatchQueue, serialRunsOneAtATimeInTheOrderOfEachSender) {
