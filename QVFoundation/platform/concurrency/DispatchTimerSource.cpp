@@ -24,7 +24,7 @@ public:
     constexpr nanoseconds shortest = std::chrono::microseconds(1);
     const UnfairLockGuard guard(lock_);
     time_ = detail::timeAfter(delay);
-    interval_ = interval ? std::optional(std::max(*interval, shortest)) : std::nullopt;
+    interval_ = interval ? std::optional(std::clamp(*interval, shortest, detail::century)) : std::nullopt;
     if (isRunning_) await();
   }
 
@@ -42,8 +42,7 @@ public:
   }
 
   void cancel() noexcept {
-    if (!remove()) return;
-    TimerThread::shared().cancel(*this);
+    if (remove()) TimerThread::shared().cancel(*this);
     awaitCalls();
   }
 

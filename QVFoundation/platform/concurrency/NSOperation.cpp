@@ -59,7 +59,10 @@ NSOperation::~NSOperation() {
   }
 }
 
+// An observer may let go of the operation while it is told.
+
 void NSOperation::start() {
+  const auto self = weak_from_this().lock();
   if (isFinished()) return;
   if (!isReady()) refuse(*this, "cannot start: it depends on operations that have not finished");
   if (hasBegun_.exchange(true)) refuse(*this, "has been started already");
@@ -90,6 +93,7 @@ void NSOperation::runMain() noexcept {
 
 void NSOperation::cancel() {
   if (isCancelled()) return;
+  const auto self = weak_from_this().lock();
   {
     const ChangeNotice cancelled(*this, "isCancelled");
     const ChangeNotice ready(*this, "isReady");
@@ -156,6 +160,7 @@ bool NSOperation::waitForEndOf(NSOperation& operation) {
 }
 
 void NSOperation::removeDependency(const NSOperation& operation) {
+  const auto self = weak_from_this().lock();
   std::shared_ptr<NSOperation> removed;
   {
     const ChangeNotice dependencies(*this, "dependencies");
@@ -263,6 +268,7 @@ std::function<void()> NSOperation::completionBlock() const {
 }
 
 void NSOperation::waitUntilFinished() {
+  if (isFinished()) return;
   Waiter self;
   {
     const UnfairLockGuard guard(lock_);

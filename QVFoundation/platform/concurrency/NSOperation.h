@@ -106,7 +106,7 @@ private:
   enum class State : unsigned char { unstarted, executing, finished };
   struct Waiter;
 
-  void valueDidChange(std::string_view key) noexcept override;
+  void valueDidChange(std::string_view key) noexcept final;
   void runMain() noexcept;
   void tellEnd() noexcept;
   void noteDependencyEnded();

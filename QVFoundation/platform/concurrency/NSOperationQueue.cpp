@@ -46,7 +46,11 @@ NSOperationQueue::NSOperationQueue(Target target)
   if (target == Target::mainThread) core_->setMaxConcurrent(1);
 }
 
-NSOperationQueue::~NSOperationQueue() = default;
+// Nobody could have the rest start any more.
+NSOperationQueue::~NSOperationQueue() {
+  if (core_->maxConcurrent() == 0) core_->setMaxConcurrent(1);
+  core_->setSuspended(false);
+}
 
 const std::shared_ptr<NSOperationQueue>& NSOperationQueue::mainQueue() {
   static const auto& queue = *new std::shared_ptr<NSOperationQueue>(new NSOperationQueue(Target::mainThread));

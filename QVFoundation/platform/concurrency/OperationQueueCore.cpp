@@ -67,7 +67,7 @@ void OperationQueueCore::operationIsReady(const std::shared_ptr<NSOperation>& op
   {
     const UnfairLockGuard guard(lock_);
     PlaceOnQueue& place = operation->place_;
-    if (place.number == 0 || std::exchange(place.isOffered, true)) return;
+    if (place.number == 0 || place.hasFinished || std::exchange(place.isOffered, true)) return;
     if (place.generation == firstGeneration_) {
       pushReady(operation);
     } else {
@@ -87,6 +87,7 @@ std::shared_ptr<NSOperation> OperationQueueCore::takeReady() {
     if (operations.empty()) continue;
     auto first = std::move(operations.front());
     operations.pop_front();
+    if (first->place_.hasFinished) return first;  // without a slot
     ++running_;
     first->place_.isRunning = true;
     return first;
@@ -97,13 +98,16 @@ std::shared_ptr<NSOperation> OperationQueueCore::takeReady() {
 void OperationQueueCore::startMore() {
   for (;;) {
     std::shared_ptr<NSOperation> next;
+    bool hasFinished = false;
     QualityOfService qualityOfService{};
     {
       const UnfairLockGuard guard(lock_);
       next = takeReady();
       if (next == nullptr) return;
+      hasFinished = next->place_.hasFinished;
       qualityOfService = qualityOfService_;
     }
+    if (hasFinished) continue;  // somebody else has started it
     const auto& target = target_ != nullptr
                              ? target_
                              : DispatchQueue::global(next->qualityOfService().value_or(qualityOfService));
@@ -112,6 +116,7 @@ void OperationQueueCore::startMore() {
 }
 
 void OperationQueueCore::run(const std::shared_ptr<NSOperation>& operation) {
+  if (operation->isFinished()) return;
   if (!operation->isReady()) return takeBack(operation);
   try {
     operation->start();

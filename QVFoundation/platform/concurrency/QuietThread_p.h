@@ -7,16 +7,17 @@
 
 namespace QVFoundation::detail {
 
-/// Starts a thread that runs until its body returns, under a name for debuggers. It takes no signals: those
-/// are the application's.
+/// Starts a thread that runs until its body returns, under a name for debuggers. It takes no signals but those
+/// for its own faults: they are the application's.
 ///
 /// Errors: `std::system_error` where the system has no thread to give.
 template <class Body>
 void startQuietThread(const char* name, Body body) {
-  sigset_t all;
+  sigset_t others;
   sigset_t before;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &before);
+  sigfillset(&others);
+  for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS}) sigdelset(&others, fault);
+  pthread_sigmask(SIG_SETMASK, &others, &before);
   const auto restore = [&before] { pthread_sigmask(SIG_SETMASK, &before, nullptr); };
   try {
     std::thread([name, body = std::move(body)]() mutable {

@@ -146,11 +146,13 @@ void ThreadPool::run(Worker& self) {
   }
   workerOfThisThread = &self;
   while (auto work = next(self)) runGuarded(*work);
+  workerOfThisThread = nullptr;  // what is thread-local goes later and may still wait
 }
 
 std::optional<Work> ThreadPool::next(Worker& self) {
   for (bool hasSpun = false;;) {
     bool goesIdle = false;
+    bool leavesWork = false;
     {
       const UnfairLockGuard guard(lock_);
       if (self.isBlocked) noteGoesOn(self);  // was found asleep
@@ -161,7 +163,9 @@ std::optional<Work> ThreadPool::next(Worker& self) {
       }
       goesIdle = hasSpun || isOneTooMany;
       if (goesIdle) goIdle(self);
+      leavesWork = goesIdle && waiting_ > 0 && !std::exchange(isWatched_, true);
     }
+    if (leavesWork) watch_->begin();
     if (!goesIdle) {
       spinForWork();
     } else if (!sleepForWork(self)) {

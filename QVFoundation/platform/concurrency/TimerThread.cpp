@@ -24,8 +24,9 @@ void TimerThread::schedule(const std::shared_ptr<TimedEvent>& event, TimedEvent:
   event->time_ = time;
   event->number_ = ++lastNumber_;
   const auto entry = events_.emplace(Key(time, lastNumber_), event).first;
-  if (!std::exchange(isRunning_, true)) {
+  if (!isRunning_) {
     startQuietThread("QV timers", [this] { run(); });
+    isRunning_ = true;
   } else if (entry == events_.begin()) {
     earlier_.notify_one();
   }

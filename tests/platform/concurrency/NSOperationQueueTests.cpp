@@ -132,6 +132,7 @@ TEST_F(OperationQueue, takesBackWhatComesToDependOnSomethingBeforeItStarts) {
 }
 
 TEST_F(OperationQueue, refusesWhatItCannotStart) {
+  queue->setMaxConcurrentOperationCount(1);
   const auto operation = writing('x');
   queue->setSuspended(true);
   queue->addOperation(operation);
@@ -143,9 +144,10 @@ TEST_F(OperationQueue, refusesWhatItCannotStart) {
   operation->start();  // by hand, while it waits
   EXPECT_EQ(queue->operationCount(), 0U);
   EXPECT_THAT(raisedBy([&] { queue->addOperation(operation); }), ContainsRegex("has been started"));
+  queue->addOperation(writing('y'));
   queue->setSuspended(false);
   queue->waitUntilAllOperationsAreFinished();
-  EXPECT_EQ(order, "x");
+  EXPECT_EQ(order, "xy") << "what was started by hand takes no place";
 }
 
 TEST_F(OperationQueue, letsGoOfOperationsAndFinishesThemWhenNobodyHoldsIt) {
@@ -168,7 +170,11 @@ TEST_F(OperationQueue, letsGoOfOperationsAndFinishesThemWhenNobodyHoldsIt) {
       ended.count_down();
     });
   }
+  queue->setSuspended(true);
+  std::latch last(1);
+  queue->addOperationWithBlock([&] { last.count_down(); });
   queue.reset();
+  last.wait();
   mayEnd.count_down();
   ended.wait();
 }
