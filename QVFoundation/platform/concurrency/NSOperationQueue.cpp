@@ -110,6 +110,7 @@ void NSOperationQueue::setName(std::optional<std::string> name) {
   core_->setName(std::move(name));
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): its operations are part of a queue's state
 void NSOperationQueue::cancelAllOperations() {
   for (const auto& operation : operations()) operation->cancel();
 }

@@ -37,7 +37,7 @@ struct StepsOf {
                                                        (change.newValue() == true ? "" : std::string(" no")));
                                      }));
     }
-    operation->setCompletionBlock([this] { steps.push_back("completed"); });
+    operation->setCompletionBlock([this] { steps.emplace_back("completed"); });
   }
   Steps take() { return std::exchange(steps, {}); }
 
@@ -139,6 +139,7 @@ TEST(NSOperation, letsThoseGoOnThatWaitAndLetsGoOfItsBlock) {
   operation->start();
   std::latch arrived(3);
   std::vector<std::jthread> waiting;
+  waiting.reserve(3);
   for (int i = 0; i < 3; ++i) {
     waiting.emplace_back([&] {
       arrived.count_down();
