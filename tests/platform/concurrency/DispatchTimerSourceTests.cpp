@@ -33,7 +33,7 @@ TEST(DispatchTimerSource, firesOnceOrAgainAndAgainAndNeverEarly) {
     done.wait();
     timer.cancel();
     const int last = calls;
-    std::this_thread::sleep_for(5ms);
+    std::this_thread::sleep_for(5ms);  // time for a call that must not come
     EXPECT_EQ(calls, last);
   }
 }
@@ -53,7 +53,7 @@ TEST(DispatchTimerSource, skipsTimesWhileItsQueueIsBusy) {
   });
   timer.schedule(0ns, 0ns);  // as often as can be
   timer.resume();
-  std::this_thread::sleep_for(5ms);
+  std::this_thread::sleep_for(5ms);  // thousands of intervals
   mayEnd.count_down();
   queue->sync([] {});
   queue->sync([] {});
@@ -71,7 +71,7 @@ TEST(DispatchTimerSource, waitsForItsTimeOnlyWhileItIsResumed) {
   EXPECT_EQ(first.get_future().get(), 1);
   timer.suspend();
   timer.schedule(0ns);
-  std::this_thread::sleep_for(3ms);
+  std::this_thread::sleep_for(3ms);  // time for a call that must not come
   EXPECT_EQ(calls, 1);
 }
 
