@@ -22,7 +22,7 @@ TEST(DispatchTimerSource, firesOnceOrAgainAndAgainAndNeverEarly) {
     const int want = repeats ? 3 : 1;
     std::atomic<int> calls = 0;
     std::latch done(want);
-    DispatchTimerSource timer(DispatchQueue::global());
+    DispatchTimerSource timer(DispatchQueue::serial("timer"));
     const auto start = Clock::now();
     timer.setEventHandler([&] {
       EXPECT_GE(Clock::now() - start, 2ms + calls.load() * 1ms);
