@@ -67,7 +67,7 @@ TEST(Work, isMovedAndLetGoOfWhateverItsSize) {
 TEST(ThreadPool, goesOnWhileItsThreadsWaitWhetherTheySaySoOrNot) {
   for (const bool saysSo : {true, false}) {
     static constexpr int waiting = 64;
-    std::latch allWait(waiting), mayGo(1), done(waiting);
+    std::latch allWait(waiting), mayGo(1), done(waiting + 1);
     NSCondition condition;
     bool isOpen = false;
     const auto queue = DispatchQueue::global();
@@ -85,10 +85,13 @@ TEST(ThreadPool, goesOnWhileItsThreadsWaitWhetherTheySaySoOrNot) {
     }
     allWait.wait();
     queue->async([&] {
-      const NSConditionGuard guard(condition);
-      isOpen = true;
-      condition.broadcast();
+      {
+        const NSConditionGuard guard(condition);
+        isOpen = true;
+        condition.broadcast();
+      }
       mayGo.count_down();
+      done.count_down();
     });
     done.wait();
   }
