@@ -1,10 +1,9 @@
 #include "QVFoundation/platform/tracing/OSLogSink.h"
 
-#include <atomic>
-#include <exception>
 #include <utility>
 
 #include "QVFoundation/platform/concurrency/AtomicShared.h"
+#include "QVFoundation/platform/tracing/InstalledSink_p.h"
 #include "QVFoundation/platform/tracing/NSLog.h"
 #include "QVFoundation/platform/tracing/OSLogDelivery_p.h"
 #include "QVFoundation/platform/tracing/SystemLogSink_p.h"
@@ -13,45 +12,28 @@ namespace QVFoundation {
 
 namespace {
 
-/// A sink in its place, and how many entries it has lost since it last took one.
-struct InstalledSink {
-  explicit InstalledSink(std::shared_ptr<OSLogSink> its) : sink(std::move(its)) {}
+using InstalledLogSink = detail::InstalledSink<OSLogSink>;
 
-  const std::shared_ptr<OSLogSink> sink;
-  std::atomic<std::uint64_t> lost{0};
-};
+std::shared_ptr<InstalledLogSink> installed(std::shared_ptr<OSLogSink> sink) {
+  return std::make_shared<InstalledLogSink>(std::move(sink), "entries of the system log");
+}
 
 /// Never destroyed, since destructors of static objects may log.
-AtomicShared<InstalledSink>& installedSink() {
-  static auto& installed = *new AtomicShared<InstalledSink>(
-      std::make_shared<InstalledSink>(std::make_shared<detail::SystemLogSink>()));
-  return installed;
-}
-
-void countLoss(InstalledSink& installed, const OSLogEntry& entry, const char* reason) noexcept {
-  if (installed.lost.fetch_add(1, std::memory_order_relaxed) > 0) return;
-  NSLog("Could not write to the system log: %@. The message was: %@", reason, entry.message);
-}
-
-void endBurst(InstalledSink& installed) noexcept {
-  if (installed.lost.load(std::memory_order_relaxed) == 0) return;
-  const std::uint64_t lost = installed.lost.exchange(0, std::memory_order_relaxed);
-  if (lost > 1) NSLog("%d more entries of the system log were lost", lost - 1);
+AtomicShared<InstalledLogSink>& installedLogSink() {
+  static auto& place =
+      *new AtomicShared<InstalledLogSink>(installed(std::make_shared<detail::SystemLogSink>()));
+  return place;
 }
 
 /// Whether a sink of this thread is at work.
 constinit thread_local bool isWriting = false;
 
-void write(InstalledSink& installed, const OSLogEntry& entry) noexcept {
+void writeTo(InstalledLogSink& place, const OSLogEntry& entry) noexcept {
   isWriting = true;
-  try {
-    installed.sink->write(entry);
-    endBurst(installed);
-  } catch (const std::exception& failure) {
-    countLoss(installed, entry, failure.what());
-  } catch (...) {
-    countLoss(installed, entry, "something was thrown that is no exception");
-  }
+  place.call([&](OSLogSink& sink) { sink.write(entry); },
+             [&](const char* reason) {
+               NSLog("Could not write to the system log: %@. The message was: %@", reason, entry.message);
+             });
   isWriting = false;
 }
 
@@ -63,7 +45,7 @@ void deliver(const OSLogEntry& entry) noexcept {
   if (isWriting) {
     NSLog("[%@:%@] %@", entry.subsystem, entry.category, entry.message);
   } else {
-    write(*installedSink().load(), entry);
+    writeTo(*installedLogSink().load(), entry);
   }
 }
 
@@ -73,9 +55,9 @@ OSLogSink::~OSLogSink() = default;
 
 std::shared_ptr<OSLogSink> setOSLogSink(std::shared_ptr<OSLogSink> sink) {
   if (!sink) sink = std::make_shared<detail::SystemLogSink>();
-  const auto previous = installedSink().exchange(std::make_shared<InstalledSink>(std::move(sink)));
-  endBurst(*previous);
-  return previous->sink;
+  const auto previous = installedLogSink().exchange(installed(std::move(sink)));
+  previous->endBurst();
+  return previous->sink();
 }
 
 }  // namespace QVFoundation
