@@ -20,6 +20,13 @@ if(systemd_FOUND)
   target_compile_definitions(qv_dependencies INTERFACE QV_HAVE_JOURNAL)
 endif()
 
+# Probes for tracing tools. Without it those see no signposts.
+find_path(QV_PROBES sys/sdt.h)  # systemtap-sdt-dev, headers alone
+mark_as_advanced(QV_PROBES)
+if(QV_PROBES)
+  target_compile_definitions(qv_dependencies INTERFACE QV_HAVE_PROBES)
+endif()
+
 # Function names and lines of call stacks. Without it they show exported names alone. g++ brings it (libgcc-12-dev)
 # among the headers of its own, which another compiler must not see, so this one is taken out of there.
 foreach(file include/backtrace.h libbacktrace.a)

@@ -21,8 +21,8 @@ public:
 
   [[nodiscard]] const std::shared_ptr<Sink>& sink() const noexcept { return sink_; }
 
-  /// Calls the sink. The first of its failures goes to `report`, with the reason; the number of those that follow
-  /// goes to standard error when the sink takes an entry again.
+  /// Calls the sink. The first of its failures goes to `report`, with the reason; the number of those that
+  /// follow goes to standard error when the sink takes an entry again.
   template <class Use, class Report>
   void call(const Use& use, const Report& report) noexcept {
     try {
