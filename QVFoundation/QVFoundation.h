@@ -8,6 +8,7 @@
 #include "QVFoundation/Errors.h"
 #include "QVFoundation/Logging.h"
 #include "QVFoundation/Observation.h"
+#include "QVFoundation/Operations.h"
 #include "QVFoundation/Platform.h"
 #include "QVFoundation/Values.h"
 #include "QVFoundation/Version.h"
