@@ -12,6 +12,8 @@
 #include "QVFoundation/platform/application/NSBundle.h"
 #include "QVFoundation/platform/application/NSNotification.h"
 #include "QVFoundation/platform/application/NSNotificationCenter.h"
+#include "QVFoundation/platform/application/NSProgress.h"
+#include "QVFoundation/platform/application/NSProgressKeys.h"
 #include "QVFoundation/platform/application/NotificationPublisher.h"
 #include "QVFoundation/platform/application/PassthroughSubject.h"
 #include "QVFoundation/platform/application/Publisher.h"

@@ -2,27 +2,22 @@
 
 #include "QVFoundation/errors/QVErrorInspection.h"
 #include "QVFoundation/logging/LogFallback_p.h"
-#include "QVFoundation/platform/application/NSBundle.h"
+#include "QVFoundation/platform/application/LocalizedText_p.h"
 #include "QVFoundation/platform/runtime/ErrorConversion.h"
-#include "QVFoundation/platform/text/Format.h"
 #include "QVFoundation/platform/tracing/ErrnoKeeper_p.h"
 
 namespace QVFoundation {
 
 namespace {
 
-/// Fills a format that the main bundle may have in the user's language.
-template <class... Args>
-std::string localizedLine(std::string_view format, const Args&... args) {
-  return localizedStringWithFormat(NSBundle::mainBundle()->localizedStringForKey(format, "", ""), args...);
-}
+using detail::localizedText;
 
 std::string errorLine(const NSError& error) {
   if (const auto suggestion = error.localizedRecoverySuggestion()) {
-    return localizedLine("An error occurred (%ld): %@ (%@)", error.code(), error.localizedDescription(),
+    return localizedText("An error occurred (%ld): %@ (%@)", error.code(), error.localizedDescription(),
                          *suggestion);
   }
-  return localizedLine("An error occurred (%ld): %@", error.code(), error.localizedDescription());
+  return localizedText("An error occurred (%ld): %@", error.code(), error.localizedDescription());
 }
 
 }  // namespace
@@ -33,7 +28,7 @@ std::optional<NSError> QVLogger::logErrorObject(const std::optional<NSError>& er
   logErrorLine([&] { return errorLine(*error); });
   const Value& callStack = error->userInfo()[QVExceptionCallStackSymbolsKey];
   if (!callStack.isNothing())
-    logErrorLine([&] { return localizedLine("Exception call stack: %@", callStack); });
+    logErrorLine([&] { return localizedText("Exception call stack: %@", callStack); });
   return {};
 }
 

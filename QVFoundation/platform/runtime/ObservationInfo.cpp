@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "QVFoundation/platform/concurrency/CallSlot_p.h"
+#include "QVFoundation/platform/runtime/FirstObservations_p.h"
 #include "QVFoundation/platform/runtime/KeyValueRegistration_p.h"
 #include "QVFoundation/platform/runtime/ObservationInfo_p.h"
 #include "QVFoundation/platform/runtime/ObserverWalk_p.h"
@@ -34,11 +35,14 @@ bool isWantedBefore(const ObserverHook& hook) {
 
 ObservationHead ObservationHead::ofObjectAlone(true);
 
+constinit std::atomic<std::uint64_t> firstObservations{1};
+
 ObservationInfo& ObservationInfo::of(NSObject& object) {
   if (ObservationInfo* info = ofIfAny(object)) return *info;
   ObservationHead* existing = object.mayBeObserved() ? &ofObjectAlone : nullptr;
   auto made = std::make_unique<ObservationInfo>(existing != nullptr);
   if (object.observations_.compare_exchange_strong(existing, made.get(), std::memory_order_acq_rel)) {
+    firstObservations.fetch_add(1);
     return *made.release();
   }
   return *static_cast<ObservationInfo*>(existing);
