@@ -15,13 +15,11 @@ namespace {
 
 using testing::onThreads;
 
-std::shared_ptr<NSProgress> progressOf(std::int64_t total) { return std::make_shared<NSProgress>(total); }
-
 TEST(NSProgressThreadTest, losesNoUnitAndNoChild) {
   constexpr int threads = 4;
   constexpr int children = 300;
   constexpr int units = 20;
-  const auto root = progressOf(threads * children);
+  const auto root = std::make_shared<NSProgress>(threads * children);
   std::atomic<bool> fractionFell = false;
   onThreads(threads + 1, [&](int thread) {
     if (thread == threads) {
@@ -33,7 +31,7 @@ TEST(NSProgressThreadTest, losesNoUnitAndNoChild) {
       return;
     }
     for (int i = 0; i < children; ++i) {
-      const auto child = progressOf(units);
+      const auto child = std::make_shared<NSProgress>(units);
       root->addChild(child, 1);
       for (int unit = 0; unit < units; ++unit) child->addCompletedUnitCount(1);
     }
@@ -45,8 +43,8 @@ TEST(NSProgressThreadTest, losesNoUnitAndNoChild) {
 
 TEST(NSProgressThreadTest, countsAChildOnceThatSeveralThreadsFinish) {
   for (int round = 0; round < 300; ++round) {
-    const auto root = progressOf(10);
-    const auto child = progressOf(4);
+    const auto root = std::make_shared<NSProgress>(10);
+    const auto child = std::make_shared<NSProgress>(4);
     root->addChild(child, 3);
     onThreads(3, [&](int thread) {
       if (thread == 0) root->endChild(*child);
@@ -59,8 +57,8 @@ TEST(NSProgressThreadTest, countsAChildOnceThatSeveralThreadsFinish) {
 
 TEST(NSProgressThreadTest, isSeenAsItIsByAnObserverWhoComesInBetween) {
   for (int round = 0; round < 300; ++round) {
-    const auto root = progressOf(2);
-    const auto leaf = progressOf(100);
+    const auto root = std::make_shared<NSProgress>(2);
+    const auto leaf = std::make_shared<NSProgress>(100);
     root->addChild(leaf, 1);
     double last = 0;
     NSKeyValueObservation observation;
@@ -81,9 +79,9 @@ TEST(NSProgressThreadTest, isSeenAsItIsByAnObserverWhoComesInBetween) {
 }
 
 TEST(NSProgressThreadTest, endsAsItWasLastToldInAllOfTheTree) {
-  const auto root = progressOf(1);
+  const auto root = std::make_shared<NSProgress>(1);
   for (int round = 0; round < 200; ++round) {
-    const auto child = progressOf(0);
+    const auto child = std::make_shared<NSProgress>(0);
     std::atomic<bool> runs = true;
     child->setPausingHandler([&] { runs = false; });
     child->setResumingHandler([&] { runs = true; });
@@ -102,8 +100,8 @@ TEST(NSProgressThreadTest, endsAsItWasLastToldInAllOfTheTree) {
 
 TEST(NSProgressThreadTest, isCancelledOnceWhoeverComesFirst) {
   for (int round = 0; round < 200; ++round) {
-    const auto root = progressOf(1);
-    const auto child = progressOf(1);
+    const auto root = std::make_shared<NSProgress>(1);
+    const auto child = std::make_shared<NSProgress>(1);
     std::atomic<int> calls = 0;
     onThreads(3, [&](int thread) {
       if (thread == 0) root->cancel();
@@ -116,9 +114,9 @@ TEST(NSProgressThreadTest, isCancelledOnceWhoeverComesFirst) {
 
 TEST(NSProgressThreadTest, goesWhileItsChildrenReport) {
   for (int round = 0; round < 300; ++round) {
-    auto root = progressOf(1);
-    const auto middle = progressOf(1);
-    const auto leaf = progressOf(2);
+    auto root = std::make_shared<NSProgress>(1);
+    const auto middle = std::make_shared<NSProgress>(1);
+    const auto leaf = std::make_shared<NSProgress>(2);
     root->addChild(middle, 1);
     middle->addChild(leaf, 1);
     auto observation = observe(*root, "fractionCompleted", [](NSProgress&, const NSKeyValueChange&) {});
