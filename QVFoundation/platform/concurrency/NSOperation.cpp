@@ -191,12 +191,12 @@ void NSOperation::noteDependencyEnded() {
 
 void NSOperation::offerIfReady() {
   if (!isReady()) return;
-  std::shared_ptr<detail::OperationOwner> owner;
-  {
-    const UnfairLockGuard guard(lock_);
-    owner = owner_;
-  }
-  if (owner != nullptr) owner->operationIsReady(std::static_pointer_cast<NSOperation>(shared_from_this()));
+  if (const auto queue = owner()) queue->operationIsReady(*this);
+}
+
+std::shared_ptr<detail::OperationOwner> NSOperation::owner() const {
+  const UnfairLockGuard guard(lock_);
+  return owner_;
 }
 
 bool NSOperation::join(std::shared_ptr<detail::OperationOwner> owner) {
@@ -232,18 +232,11 @@ std::vector<std::shared_ptr<NSOperation>> NSOperation::dependencies() const {
 }
 
 void NSOperation::setQueuePriority(NSOperationQueuePriority priority) {
-  const ChangeNotice notice(*this, "queuePriority");
-  queuePriority_ = priority;
-}
-
-std::optional<QualityOfService> NSOperation::qualityOfService() const {
-  const UnfairLockGuard guard(lock_);
-  return qualityOfService_;
-}
-
-void NSOperation::setQualityOfService(std::optional<QualityOfService> qualityOfService) {
-  const UnfairLockGuard guard(lock_);
-  qualityOfService_ = qualityOfService;
+  {
+    const ChangeNotice notice(*this, "queuePriority");
+    queuePriority_ = priority;
+  }
+  if (const auto queue = owner()) queue->operationHasOtherPriority(*this);
 }
 
 std::optional<std::string> NSOperation::name() const {

@@ -85,11 +85,17 @@ public:
   [[nodiscard]] std::vector<std::shared_ptr<NSOperation>> dependencies() const;
 
   [[nodiscard]] NSOperationQueuePriority queuePriority() const noexcept { return queuePriority_; }
-  /// Counts until the operation becomes ready on its queue.
+  /// Counts until the operation starts. Among those that are ready already with a priority, the last to get it comes
+  /// last.
   void setQueuePriority(NSOperationQueuePriority priority);
   /// Absent where its queue decides.
-  [[nodiscard]] std::optional<QualityOfService> qualityOfService() const;
-  void setQualityOfService(std::optional<QualityOfService> qualityOfService);
+  [[nodiscard]] std::optional<QualityOfService> qualityOfService() const noexcept {
+    return qualityOfService_;
+  }
+  /// Counts where it is set before the operation becomes ready on its queue.
+  void setQualityOfService(std::optional<QualityOfService> qualityOfService) noexcept {
+    qualityOfService_ = qualityOfService;
+  }
   [[nodiscard]] virtual std::optional<std::string> name() const;
   void setName(std::optional<std::string> name);
 
@@ -112,6 +118,7 @@ private:
   void noteDependencyEnded();
   /// Tells the queue where it may start this now.
   void offerIfReady();
+  [[nodiscard]] std::shared_ptr<detail::OperationOwner> owner() const;
   /// False where it is on a queue already, or need not be on one any more.
   [[nodiscard]] bool join(std::shared_ptr<detail::OperationOwner> owner);
   /// True where an operation has still to end before this one; then it tells this one when it has.
@@ -123,11 +130,11 @@ private:
   std::atomic<bool> hasBegun_{false};
   std::atomic<bool> isCancelled_{false};
   std::atomic<NSOperationQueuePriority> queuePriority_{NSOperationQueuePriority::normal};
+  std::atomic<std::optional<QualityOfService>> qualityOfService_{};
   std::atomic<int> unfinished_{0};  // dependencies
 
   mutable UnfairLock lock_;
   bool hasEnded_ QV_GUARDED_BY(lock_) = false;  // whoever waits for the end has been told, or is being told
-  std::optional<QualityOfService> qualityOfService_ QV_GUARDED_BY(lock_);
   std::optional<std::string> name_ QV_GUARDED_BY(lock_);
   std::function<void()> completionBlock_ QV_GUARDED_BY(lock_);
   std::vector<std::shared_ptr<NSOperation>> dependencies_ QV_GUARDED_BY(lock_);

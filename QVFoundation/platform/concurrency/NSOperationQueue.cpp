@@ -41,13 +41,14 @@ const NSClass& NSOperationQueue::staticClass() {
 NSOperationQueue::NSOperationQueue() : NSOperationQueue(Target::background) {}
 
 NSOperationQueue::NSOperationQueue(Target target)
-    : core_(std::make_shared<OperationQueueCore>(target == Target::mainThread ? DispatchQueue::main()
-                                                                              : nullptr)) {
+    : core_(std::make_shared<OperationQueueCore>(
+          *this, target == Target::mainThread ? DispatchQueue::main() : nullptr)) {
   if (target == Target::mainThread) core_->setMaxConcurrent(1);
 }
 
 // Nobody could have the rest start any more.
 NSOperationQueue::~NSOperationQueue() {
+  core_->withdrawFront();
   if (core_->maxConcurrent() == 0) core_->setMaxConcurrent(1);
   core_->setSuspended(false);
 }
@@ -61,7 +62,7 @@ void NSOperationQueue::add(const std::shared_ptr<NSOperation>& operation, bool i
   if (operation == nullptr) {
     throw NSException(NSInvalidArgumentException, "There is no operation to add to " + shortDescription());
   }
-  if (core_->add(operation, isBarrier, weak_from_this())) return;
+  if (core_->add(operation, isBarrier)) return;
   throw NSException(NSInvalidArgumentException,
                     operation->shortDescription() + " is on a queue already, or has been started");
 }

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
+
+#include "QVFoundation/platform/concurrency/QualityOfService.h"
 
 /// Internal: installed because other headers need it.
 ///
@@ -12,19 +15,41 @@ class NSOperation;
 
 namespace detail {
 
+struct PlaceOnQueue;
+
+/// How an operation stands in a list of its queue.
+struct QueueLinks {
+  PlaceOnQueue* previous = nullptr;
+  PlaceOnQueue* next = nullptr;
+};
+
 /// What a queue notes on an operation, under its own lock.
+///
+/// | it | when |
+/// |---|---|
+/// | is absent | it is not on the queue yet |
+/// | waits | what it depends on has not finished |
+/// | is held | it is ready, but a barrier before it has not finished |
+/// | is ready | it may be started |
+/// | is running | the queue starts it or has started it |
+/// | has finished | it is on no queue any more |
 struct PlaceOnQueue {
-  std::uint64_t number = 0;
+  enum class State : unsigned char { absent, waits, isHeld, isReady, isRunning, hasFinished };
+
+  std::shared_ptr<NSOperation> operation;  // while it is on the queue
+  QueueLinks amongAll;
+  QueueLinks amongReady;  // or held
   std::uint64_t generation = 0;
-  bool isOffered = false;  // as ready
-  bool isRunning = false;
-  bool hasFinished = false;
+  State state = State::absent;
+  QualityOfService qualityOfService{};  // counted with while it is ready
+  std::uint8_t rank = 0;                // likewise, by priority
 };
 
 /// What an operation tells the queue that it is on. No lock is held meanwhile.
 class OperationOwner {
 public:
-  virtual void operationIsReady(const std::shared_ptr<NSOperation>& operation) = 0;
+  virtual void operationIsReady(NSOperation& operation) = 0;
+  virtual void operationHasOtherPriority(NSOperation& operation) = 0;
   virtual void operationHasFinished(NSOperation& operation) noexcept = 0;
 
 protected:

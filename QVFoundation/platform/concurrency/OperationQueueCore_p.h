@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,6 +11,7 @@
 
 #include "QVFoundation/platform/concurrency/DispatchQueue.h"
 #include "QVFoundation/platform/concurrency/NSOperation.h"
+#include "QVFoundation/platform/concurrency/OperationList_p.h"
 #include "QVFoundation/platform/concurrency/OperationOwner.h"
 #include "QVFoundation/platform/concurrency/UnfairLock.h"
 #include "QVFoundation/platform/concurrency/WakeUp_p.h"
@@ -20,6 +20,11 @@ namespace QVFoundation::detail {
 
 /// What a queue of operations is made of. The operations that are on it keep it.
 ///
+/// No operation waits for a thread; tickets do. When a ticket has its thread it takes the operation that is the
+/// best then, so what somebody changes meanwhile counts: a priority, the limit, a suspension. There are never too
+/// few tickets for what may start: each change that leaves one missing sends it. One too many finds nothing and
+/// goes.
+///
 /// A barrier begins a generation of operations of its own, and what comes after it another one. Operations start
 /// when theirs is the oldest that has not finished.
 ///
@@ -27,13 +32,13 @@ namespace QVFoundation::detail {
 class OperationQueueCore final : public OperationOwner,
                                  public std::enable_shared_from_this<OperationQueueCore> {
 public:
-  /// Without a target operations run in the background.
-  explicit OperationQueueCore(std::shared_ptr<DispatchQueue> target) noexcept : target_(std::move(target)) {}
+  /// The front is the queue itself, whose observers hear of its operations until it withdraws. Without a target
+  /// operations run in the background.
+  OperationQueueCore(NSObject& front, std::shared_ptr<DispatchQueue> target) noexcept;
+  void withdrawFront();
 
-  /// False where the operation cannot be added. The front is the queue itself, whose observers hear of its
-  /// operations while somebody holds it.
-  [[nodiscard]] bool add(const std::shared_ptr<NSOperation>& operation, bool isBarrier,
-                         const std::weak_ptr<NSObject>& front);
+  /// False where the operation cannot be added.
+  [[nodiscard]] bool add(const std::shared_ptr<NSOperation>& operation, bool isBarrier);
   void setMaxConcurrent(int count);
   void setSuspended(bool suspended);
   void setQualityOfService(QualityOfService qualityOfService);
@@ -47,35 +52,67 @@ public:
   [[nodiscard]] std::optional<std::string> name() const;
   void setName(std::optional<std::string> name);
 
-  void operationIsReady(const std::shared_ptr<NSOperation>& operation) override;
+  void operationIsReady(NSOperation& operation) override;
+  void operationHasOtherPriority(NSOperation& operation) override;
   void operationHasFinished(NSOperation& operation) noexcept override;
 
 private:
-  using Operations = std::deque<std::shared_ptr<NSOperation>>;
+  using Operations = OperationList<&PlaceOnQueue::amongAll>;
+  using ReadyOperations = OperationList<&PlaceOnQueue::amongReady>;
+  using Ticket = std::optional<QualityOfService>;  // or none
+
   struct Generation {
     std::size_t unfinished = 0;
-    Operations held;  // ready before it is their turn
+    ReadyOperations held;
   };
   struct Waiter {
     WakeUp end;
     Waiter* next = nullptr;
   };
+  /// What comes of a change, to be seen to after the lock.
+  struct Outcome {
+    std::shared_ptr<NSOperation> finished;
+    Waiter* waiter = nullptr;
+    Ticket ticket;
+  };
 
-  [[nodiscard]] std::shared_ptr<NSObject> front() const;
-  void startMore();
-  [[nodiscard]] std::shared_ptr<NSOperation> takeReady() QV_REQUIRES(lock_);
-  void pushReady(const std::shared_ptr<NSOperation>& operation) QV_REQUIRES(lock_);
-  void run(const std::shared_ptr<NSOperation>& operation);
+  /// Null where no observer has to hear of the operations.
+  [[nodiscard]] std::shared_ptr<NSObject> observedFront() const QV_REQUIRES(lock_);
+
+  void insert(const std::shared_ptr<NSOperation>& operation, bool isBarrier) QV_REQUIRES(lock_);
+  void makeReady(PlaceOnQueue& place) QV_REQUIRES(lock_);
+  void pushReady(PlaceOnQueue& place) QV_REQUIRES(lock_);
+  void dropReady(PlaceOnQueue& place) QV_REQUIRES(lock_);
+  void removeFromWhereItStands(PlaceOnQueue& place) QV_REQUIRES(lock_);
+  [[nodiscard]] Outcome remove(PlaceOnQueue& place) QV_REQUIRES(lock_);
+  void leaveFinishedGenerations() QV_REQUIRES(lock_);
+
+  /// How many more may run.
+  [[nodiscard]] std::size_t room() const QV_REQUIRES(lock_);
+  /// A ticket that has to be sent; it counts from now on.
+  [[nodiscard]] Ticket missingTicket() QV_REQUIRES(lock_);
+  /// Sends a ticket, if there is one, and all that are still missing.
+  void send(Ticket ticket);
+  void useTicket(QualityOfService qualityOfService);
+  /// The best that may start, except for what tickets will find that are on their way.
+  [[nodiscard]] std::shared_ptr<NSOperation> takeReady(std::size_t ticketsOnTheirWay) QV_REQUIRES(lock_);
+  [[nodiscard]] bool mayGoOn(std::chrono::steady_clock::time_point began) const noexcept;
+
+  void run(NSOperation& operation);
   /// For one that has come to depend on something after it was ready.
-  void takeBack(const std::shared_ptr<NSOperation>& operation);
+  void takeBack(NSOperation& operation);
 
   const std::shared_ptr<DispatchQueue> target_;
+  const std::size_t ticketsAtMost_;
 
   mutable UnfairLock lock_;
-  std::weak_ptr<NSObject> front_ QV_GUARDED_BY(lock_);
-  std::uint64_t lastNumber_ QV_GUARDED_BY(lock_) = 0;
-  std::map<std::uint64_t, std::shared_ptr<NSOperation>> operations_ QV_GUARDED_BY(lock_);
-  std::array<Operations, 5> ready_ QV_GUARDED_BY(lock_);  // by priority
+  NSObject* front_ QV_GUARDED_BY(lock_);
+  Operations operations_ QV_GUARDED_BY(lock_);
+  std::size_t count_ QV_GUARDED_BY(lock_) = 0;
+  std::array<ReadyOperations, 5> ready_ QV_GUARDED_BY(lock_);  // by priority
+  std::array<std::size_t, 5> readyAt_ QV_GUARDED_BY(lock_){};  // how many, by quality of service
+  std::array<std::size_t, 5> ticketsAt_ QV_GUARDED_BY(lock_){};
+  std::size_t tickets_ QV_GUARDED_BY(lock_) = 0;
   std::deque<Generation> generations_ QV_GUARDED_BY(lock_) = std::deque<Generation>(1);
   std::uint64_t firstGeneration_ QV_GUARDED_BY(lock_) = 0;
   int running_ QV_GUARDED_BY(lock_) = 0;

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <future>
 #include <latch>
 #include <memory>
+#include <optional>
 #include <random>
 #include <string>
 #include <thread>
@@ -11,7 +13,9 @@
 
 #include <gmock/gmock.h>
 
+#include "QVFoundation/platform/concurrency/DispatchQueue.h"
 #include "QVFoundation/platform/concurrency/MainQueue.h"
+#include "QVFoundation/platform/concurrency/NSConditionLock.h"
 #include "QVFoundation/platform/runtime/NSKeyValueObserving.h"
 #include "tests/platform/concurrency/OnThreads.h"
 #include "tests/platform/concurrency/Operations.h"
@@ -26,6 +30,31 @@ using ::testing::ElementsAre;
 using testing::OpenOperation;
 using testing::raisedBy;
 using Priority = NSOperationQueuePriority;
+
+/// Keeps all threads of the pool busy until it goes.
+class BusyThreads {
+public:
+  BusyThreads() {
+    for (unsigned i = 0; i < std::max(2U, std::thread::hardware_concurrency()); ++i) {
+      ++state_->missing;
+      DispatchQueue::global(QualityOfService::userInteractive)->async([state = state_] {
+        --state->missing;
+        while (!state->mayEnd) std::this_thread::yield();
+      });
+    }
+    while (state_->missing > 0) std::this_thread::yield();
+  }
+  BusyThreads(const BusyThreads&) = delete;
+  BusyThreads& operator=(const BusyThreads&) = delete;
+  ~BusyThreads() { state_->mayEnd = true; }
+
+private:
+  struct State {
+    std::atomic<int> missing = 0;
+    std::atomic<bool> mayEnd = false;
+  };
+  const std::shared_ptr<State> state_ = std::make_shared<State>();
+};
 
 struct OperationQueue : ::testing::Test {
   std::shared_ptr<NSOperationQueue> queue = std::make_shared<NSOperationQueue>();
@@ -66,6 +95,61 @@ TEST_F(OperationQueue, startsTheMoreUrgentFirstAndNoMoreThanItMay) {
   }
   queue->waitUntilAllOperationsAreFinished();
   EXPECT_LE(most, 3);
+}
+
+TEST_F(OperationQueue, choosesWhatToStartWhenAThreadIsFree) {
+  std::optional<BusyThreads> busy(std::in_place);
+  for (int i = 0; i < 100; ++i) queue->addOperation(writing('x'));
+  queue->setSuspended(true);
+  busy.reset();
+  std::promise<void> others;
+  DispatchQueue::global()->async([&] { others.set_value(); });
+  others.get_future().wait();
+  EXPECT_EQ(std::exchange(order, ""), "") << "it is suspended";
+  queue->setSuspended(false);
+  queue->waitUntilAllOperationsAreFinished();
+  EXPECT_EQ(std::exchange(order, ""), std::string(100, 'x'));
+
+  busy.emplace();
+  const auto first = writing('a'), last = writing('c');
+  queue->addOperations({last, writing('b'), first});
+  first->setQueuePriority(Priority::high);
+  last->setQueuePriority(Priority::veryLow);
+  queue->setMaxConcurrentOperationCount(1);
+  busy.reset();
+  queue->waitUntilAllOperationsAreFinished();
+  EXPECT_EQ(order, "abc");
+}
+
+TEST_F(OperationQueue, letsUrgentOperationsPassWorkOfOthers) {
+  std::optional<BusyThreads> busy(std::in_place);
+  queue->setQualityOfService(QualityOfService::background);
+  for (int i = 0; i < 20; ++i) queue->addOperation(writing('x'));
+  std::latch others(200);
+  for (int i = 0; i < 200; ++i) DispatchQueue::global()->async([&] { others.count_down(); });
+  const auto urgent =
+      std::make_shared<BlockOperation>([&] { EXPECT_FALSE(others.try_wait()) << "they came first"; });
+  urgent->setQualityOfService(QualityOfService::userInitiated);
+  queue->addOperation(urgent);
+  busy.reset();
+  queue->waitUntilAllOperationsAreFinished();
+  others.wait();
+}
+
+TEST_F(OperationQueue, startsOthersWhileOperationsWaitInTheirBodies) {
+  constexpr int waiting = 64;
+  NSConditionLock gate(0);
+  for (int i = 0; i < waiting; ++i) {
+    queue->addOperationWithBlock([&] {
+      gate.lockWhenCondition(1);
+      gate.unlock();
+    });
+  }
+  queue->addOperationWithBlock([&] {
+    gate.lock();
+    gate.unlockWithCondition(1);
+  });
+  queue->waitUntilAllOperationsAreFinished();
 }
 
 TEST_F(OperationQueue, waitsForWhatAnOperationDependsOnAlsoOnOtherQueues) {
@@ -201,6 +285,7 @@ TEST_F(OperationQueue, finishesAllWhateverAllThreadsDo) {
       queue->addOperation(operation);
       mine.push_back(operation);
       if (random() % 4 == 0) mine[random() % mine.size()]->cancel();
+      if (random() % 4 == 0) mine[random() % mine.size()]->setQueuePriority(Priority::veryHigh);
       if (random() % 16 == 0) queue->setMaxConcurrentOperationCount(static_cast<int>(random() % 4) - 1);
       if (random() % 16 == 0) queue->setSuspended(random() % 2 == 0);
       if (random() % 32 == 0) queue->addBarrierBlock([] {});
