@@ -159,7 +159,7 @@ PendingChange* willChange(const ChangeSite& site) {
   if (QuietProperty::includes(site.object, site.key)) return nullptr;
   const QuietProperty::Pause pause;
   auto pending = std::make_unique<PendingChange>();
-  ChangeDelivery(site, pending.get()).tellBefore();
+  ChangeDelivery(site, *ObservationInfo::ofIfAny(site.object), pending.get()).tellBefore();
   return pending.release();
 }
 
@@ -170,33 +170,38 @@ namespace {
                               asNSError(std::current_exception())));
 }
 
-[[gnu::cold, gnu::noinline]] void tellAfterUnlessQuiet(const ChangeSite& site, PendingChange* pending) {
+[[gnu::cold, gnu::noinline]] void tellAfterUnlessQuiet(const ChangeSite& site, ObservationInfo& info,
+                                                       PendingChange* pending) {
   if (QuietProperty::includes(site.object, site.key)) return;
   const QuietProperty::Pause pause;
-  ChangeDelivery(site, pending).tellAfter();
+  ChangeDelivery(site, info, pending).tellAfter();
 }
 
-[[gnu::always_inline]] inline void tellObservers(const ChangeSite& site, PendingChange* pending) noexcept {
+[[gnu::always_inline]] inline void tellObservers(const ChangeSite& site, ObservationInfo& info,
+                                                 PendingChange* pending) noexcept {
   try {
     if (QuietProperty::isAny()) [[unlikely]]
-      return tellAfterUnlessQuiet(site, pending);
-    ChangeDelivery(site, pending).tellAfter();
+      return tellAfterUnlessQuiet(site, info, pending);
+    ChangeDelivery(site, info, pending).tellAfter();
   } catch (...) {
     endProcess(site.key);
   }
 }
 
 // The last to hear is the object itself, which an observer may have let go of.
-[[gnu::noinline]] void tellObserversAndObject(const ChangeSite& site, PendingChange* pending) noexcept {
+[[gnu::noinline]] void tellObserversAndObject(const ChangeSite& site, ObservationInfo& info,
+                                              PendingChange* pending) noexcept {
   const auto object = site.object.weak_from_this().lock();
-  if (ObservationInfo::ofIfAny(site.object) != nullptr) tellObservers(site, pending);
+  tellObservers(site, info, pending);
   tellObject(site.object, site.key);
 }
 
 [[gnu::always_inline]] inline void tellAfter(const ChangeSite& site, PendingChange* pending) noexcept {
-  if (ObservationInfo::hasTellingHead(site.object)) [[unlikely]]
-    return tellObserversAndObject(site, pending);
-  tellObservers(site, pending);
+  ObservationHead& head = ObservationInfo::headOf(site.object);
+  if (!head.tellsObject) [[likely]]
+    return tellObservers(site, ObservationInfo::behind(head), pending);
+  if (ObservationInfo::isOfObjectAlone(head)) return tellObject(site.object, site.key);
+  tellObserversAndObject(site, ObservationInfo::behind(head), pending);
 }
 
 }  // namespace

@@ -46,9 +46,16 @@ public:
     ObservationHead* const head = object.observations_.load(std::memory_order_acquire);
     return head != &ofObjectAlone ? static_cast<ObservationInfo*>(head) : nullptr;
   }
-  /// Whether the object hears of its changes itself; it has a head.
-  [[nodiscard]] static bool hasTellingHead(const NSObject& object) noexcept {
-    return object.observations_.load(std::memory_order_acquire)->tellsObject;
+  /// The beginning of what hangs on an object that has something, for one who reads it once.
+  [[nodiscard]] static ObservationHead& headOf(const NSObject& object) noexcept {
+    return *object.observations_.load(std::memory_order_acquire);
+  }
+  [[nodiscard]] static bool isOfObjectAlone(const ObservationHead& head) noexcept {
+    return &head == &ofObjectAlone;
+  }
+  /// A head that is not of the object alone is that of an `ObservationInfo`.
+  [[nodiscard]] static ObservationInfo& behind(ObservationHead& head) noexcept {
+    return static_cast<ObservationInfo&>(head);
   }
   /// Lets go of associated objects, ends what observes the object, and says so on standard error where
   /// somebody should have ended it.
