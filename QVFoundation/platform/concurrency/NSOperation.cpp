@@ -5,6 +5,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "QVFoundation/platform/concurrency/Mutex.h"
 #include "QVFoundation/platform/concurrency/ThreadPool_p.h"
 #include "QVFoundation/platform/concurrency/WakeUp_p.h"
 #include "QVFoundation/platform/runtime/ChangeNotice.h"
@@ -15,11 +16,22 @@ namespace QVFoundation {
 
 namespace {
 
+// Whoever changes what operations wait for, in whatever place, holds it: so no two make a circle together. Taken
+// before the lock of any operation.
+constinit Mutex dependencyLock;
+
 [[noreturn]] void refuse(const NSOperation& operation, const char* why) {
   throw NSException(NSInvalidArgumentException, operation.shortDescription() + ' ' + why);
 }
 
 }  // namespace
+
+/// What an operation waits for, and what waits for it. Most have neither.
+struct NSOperation::Links {
+  std::vector<std::shared_ptr<NSOperation>> dependencies;
+  std::unordered_set<const NSOperation*> known;  // the same
+  std::vector<std::weak_ptr<NSOperation>> dependents;
+};
 
 struct NSOperation::Waiter {
   detail::WakeUp end;
@@ -44,18 +56,16 @@ NSOperation::NSOperation() : NSObject(HearsOwnChanges()) {}
 
 // A long chain of operations that never ran is let go of one by one, not each from inside the one before.
 NSOperation::~NSOperation() {
-  std::vector<std::shared_ptr<NSOperation>> released;
-  {
-    const UnfairLockGuard guard(lock_);
-    released.swap(dependencies_);
-  }
+  if (links_ == nullptr) return;
+  auto released = std::move(links_->dependencies);
   while (!released.empty()) {
     const auto last = std::move(released.back());
     released.pop_back();
     if (last.use_count() > 1) continue;
     const UnfairLockGuard guard(last->lock_);
-    std::ranges::move(last->dependencies_, std::back_inserter(released));
-    last->dependencies_.clear();
+    if (last->links_ == nullptr) continue;
+    std::ranges::move(last->links_->dependencies, std::back_inserter(released));
+    last->links_->dependencies.clear();
   }
 }
 
@@ -65,19 +75,19 @@ void NSOperation::start() {
   const auto self = weak_from_this().lock();
   if (isFinished()) return;
   if (!isReady()) refuse(*this, "cannot start: it depends on operations that have not finished");
-  if (hasBegun_.exchange(true)) refuse(*this, "has been started already");
+  if (hasBegun_.exchange(true, std::memory_order_acq_rel)) refuse(*this, "has been started already");
   if (!isCancelled()) {
     {
       const ChangeNotice executing(*this, "isExecuting");
-      state_ = State::executing;
+      state_.store(State::executing, std::memory_order_release);
     }
     runMain();
     const ChangeNotice finished(*this, "isFinished");
     const ChangeNotice executing(*this, "isExecuting");  // told first
-    state_ = State::finished;
+    state_.store(State::finished, std::memory_order_release);
   } else {
     const ChangeNotice finished(*this, "isFinished");
-    state_ = State::finished;
+    state_.store(State::finished, std::memory_order_release);
   }
 }
 
@@ -107,26 +117,39 @@ void NSOperation::valueDidChange(std::string_view key) noexcept {
 }
 
 void NSOperation::tellEnd() noexcept {
-  std::vector<std::shared_ptr<NSOperation>> dependencies;  // go after the lock
   std::vector<std::weak_ptr<NSOperation>> dependents;
   std::shared_ptr<detail::OperationOwner> owner;
   std::function<void()> completionBlock;
   Waiter* waiter = nullptr;
+  bool hasDependencies = false;
   {
     const UnfairLockGuard guard(lock_);
     if (std::exchange(hasEnded_, true)) return;
-    dependencies.swap(dependencies_);
-    dependents.swap(dependents_);
     owner.swap(owner_);
     completionBlock.swap(completionBlock_);
     waiter = std::exchange(waiters_, nullptr);
+    if (links_ != nullptr) dependents.swap(links_->dependents);
+    hasDependencies = links_ != nullptr && !links_->dependencies.empty();
   }
+  const auto self = hasDependencies || completionBlock ? weak_from_this().lock() : nullptr;
   while (waiter != nullptr) std::exchange(waiter, waiter->next)->end.send();
   for (const auto& dependent : dependents) {
     if (const auto present = dependent.lock()) present->noteDependencyEnded();
   }
   if (owner != nullptr) owner->operationHasFinished(*this);
-  if (!completionBlock) return;
+  if (hasDependencies) forgetDependencies();
+  if (completionBlock) run(completionBlock);
+}
+
+void NSOperation::forgetDependencies() noexcept {
+  std::vector<std::shared_ptr<NSOperation>> dependencies;  // go after the lock
+  const ChangeNotice notice(*this, "dependencies");
+  const UnfairLockGuard guard(lock_);
+  dependencies.swap(links_->dependencies);
+  links_->known.clear();
+}
+
+void NSOperation::run(const std::function<void()>& completionBlock) const noexcept {
   try {
     completionBlock();
   } catch (...) {
@@ -137,48 +160,69 @@ void NSOperation::tellEnd() noexcept {
 void NSOperation::addDependency(const std::shared_ptr<NSOperation>& operation) {
   if (operation == nullptr) refuse(*this, "cannot depend on nothing");
   if (weak_from_this().expired()) refuse(*this, "depends on others only where a std::shared_ptr holds it");
-  if (hasBegun_) refuse(*this, "has been started already, so it cannot wait any more");
-  if (operation.get() == this || (hasDependents() && operation->waitsFor(*this))) {
-    refuse(*this, ("cannot wait for " + operation->shortDescription() + ", which waits for it").c_str());
+  if (hasStarted()) refuse(*this, "has been started already, so it cannot wait any more");
+  std::vector<std::shared_ptr<NSOperation>> lookedAt;  // go after the lock
+  bool isCircle = operation.get() == this;
+  if (!isCircle) {
+    const ChangeNotice dependencies(*this, "dependencies");
+    const ChangeNotice ready(*this, "isReady");
+    const MutexLock guard(dependencyLock);
+    isCircle = hasDependents() && operation->waitsFor(*this, lookedAt);
+    if (!isCircle) depend(operation);
   }
-  const ChangeNotice dependencies(*this, "dependencies");
-  const ChangeNotice ready(*this, "isReady");
-  {
-    const UnfairLockGuard guard(lock_);
-    if (std::ranges::find(dependencies_, operation) != dependencies_.end()) return;
-    dependencies_.push_back(operation);
-  }
-  ++unfinished_;  // before it can end
-  if (!waitForEndOf(*operation)) --unfinished_;
+  if (!isCircle) return;
+  refuse(*this, ("cannot wait for " + operation->shortDescription() + ", which waits for it").c_str());
 }
 
-bool NSOperation::waitForEndOf(NSOperation& operation) {
-  const UnfairLockGuard guard(operation.lock_);
-  if (operation.hasEnded_) return false;
-  operation.dependents_.push_back(std::static_pointer_cast<NSOperation>(shared_from_this()));
-  return true;
+void NSOperation::depend(const std::shared_ptr<NSOperation>& operation) {
+  {
+    const UnfairLockGuard guard(lock_);
+    if (links_ == nullptr) links_ = std::make_unique<Links>();
+    if (!links_->known.insert(operation.get()).second) return;
+    links_->dependencies.push_back(operation);
+  }
+  ++unfinished_;  // before it can end
+  if (!operation->addDependent(*this)) --unfinished_;
 }
 
 void NSOperation::removeDependency(const NSOperation& operation) {
   const auto self = weak_from_this().lock();
   std::shared_ptr<NSOperation> removed;
-  {
-    const ChangeNotice dependencies(*this, "dependencies");
-    const UnfairLockGuard guard(lock_);
-    const auto found = std::ranges::find(dependencies_, &operation, &std::shared_ptr<NSOperation>::get);
-    if (found == dependencies_.end()) return;
-    removed = std::move(*found);
-    dependencies_.erase(found);
-  }
   bool wasWaitedFor = false;
   {
-    const UnfairLockGuard guard(removed->lock_);
-    wasWaitedFor =
-        std::erase_if(removed->dependents_, [this](const auto& dependent) {
-          return !dependent.owner_before(weak_from_this()) && !weak_from_this().owner_before(dependent);
-        }) > 0;
+    const ChangeNotice dependencies(*this, "dependencies");
+    const MutexLock guard(dependencyLock);
+    removed = takeDependency(operation);
+    wasWaitedFor = removed != nullptr && removed->removeDependent(*this);
   }
   if (wasWaitedFor) noteDependencyEnded();
+}
+
+std::shared_ptr<NSOperation> NSOperation::takeDependency(const NSOperation& operation) {
+  const UnfairLockGuard guard(lock_);
+  if (links_ == nullptr || links_->known.erase(&operation) == 0) return nullptr;
+  auto& all = links_->dependencies;
+  const auto found = std::ranges::find(all, &operation, &std::shared_ptr<NSOperation>::get);
+  auto taken = std::move(*found);
+  all.erase(found);
+  return taken;
+}
+
+bool NSOperation::addDependent(NSOperation& operation) {
+  const UnfairLockGuard guard(lock_);
+  if (hasEnded_) return false;
+  if (links_ == nullptr) links_ = std::make_unique<Links>();
+  links_->dependents.push_back(std::static_pointer_cast<NSOperation>(operation.shared_from_this()));
+  return true;
+}
+
+bool NSOperation::removeDependent(const NSOperation& operation) {
+  const auto its = operation.weak_from_this();
+  const UnfairLockGuard guard(lock_);
+  if (links_ == nullptr) return false;
+  return std::erase_if(links_->dependents, [&](const auto& dependent) {
+           return !dependent.owner_before(its) && !its.owner_before(dependent);
+         }) > 0;
 }
 
 void NSOperation::noteDependencyEnded() {
@@ -200,35 +244,44 @@ std::shared_ptr<detail::OperationOwner> NSOperation::owner() const {
 }
 
 bool NSOperation::join(std::shared_ptr<detail::OperationOwner> owner) {
-  if (hasBegun_ || isExecuting() || isFinished()) return false;
+  if (hasStarted()) return false;
   const UnfairLockGuard guard(lock_);
   if (owner_ != nullptr || hasEnded_) return false;
   owner_ = std::move(owner);
   return true;
 }
 
+bool NSOperation::hasStarted() const { return hasBegun_ || isExecuting() || isFinished(); }
+
 bool NSOperation::hasDependents() const {
   const UnfairLockGuard guard(lock_);
-  return !dependents_.empty();
+  return links_ != nullptr && !links_->dependents.empty();
 }
 
-bool NSOperation::waitsFor(const NSOperation& other) const {
+bool NSOperation::waitsFor(const NSOperation& other,
+                           std::vector<std::shared_ptr<NSOperation>>& lookedAt) const {
   std::unordered_set<const NSOperation*> seen;
-  auto toVisit = dependencies();
-  while (!toVisit.empty()) {
-    const auto operation = std::move(toVisit.back());
-    toVisit.pop_back();
-    if (operation.get() == &other) return true;
-    if (!seen.insert(operation.get()).second) continue;
-    const auto further = operation->dependencies();
-    toVisit.insert(toVisit.end(), further.begin(), further.end());
+  lookedAt = awaited();
+  for (std::size_t i = 0; i < lookedAt.size(); ++i) {
+    const NSOperation* const operation = lookedAt[i].get();
+    if (operation == &other) return true;
+    if (!seen.insert(operation).second) continue;
+    const auto further = operation->awaited();
+    lookedAt.insert(lookedAt.end(), further.begin(), further.end());
   }
   return false;
 }
 
+std::vector<std::shared_ptr<NSOperation>> NSOperation::awaited() const {
+  const UnfairLockGuard guard(lock_);
+  if (hasEnded_ || links_ == nullptr) return {};
+  return links_->dependencies;
+}
+
 std::vector<std::shared_ptr<NSOperation>> NSOperation::dependencies() const {
   const UnfairLockGuard guard(lock_);
-  return dependencies_;
+  if (links_ == nullptr) return {};
+  return links_->dependencies;
 }
 
 void NSOperation::setQueuePriority(NSOperationQueuePriority priority) {

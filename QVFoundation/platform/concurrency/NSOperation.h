@@ -110,21 +110,34 @@ private:
   friend class detail::OperationQueueCore;
 
   enum class State : unsigned char { unstarted, executing, finished };
+  struct Links;
   struct Waiter;
 
   void valueDidChange(std::string_view key) noexcept final;
   void runMain() noexcept;
   void tellEnd() noexcept;
+  void forgetDependencies() noexcept;
+  void run(const std::function<void()>& completionBlock) const noexcept;
   void noteDependencyEnded();
   /// Tells the queue where it may start this now.
   void offerIfReady();
   [[nodiscard]] std::shared_ptr<detail::OperationOwner> owner() const;
   /// False where it is on a queue already, or need not be on one any more.
   [[nodiscard]] bool join(std::shared_ptr<detail::OperationOwner> owner);
-  /// True where an operation has still to end before this one; then it tells this one when it has.
-  [[nodiscard]] bool waitForEndOf(NSOperation& operation);
-  [[nodiscard]] bool waitsFor(const NSOperation& other) const;
+  [[nodiscard]] bool hasStarted() const;
+
+  // What depends on what.
+  void depend(const std::shared_ptr<NSOperation>& operation);
+  [[nodiscard]] std::shared_ptr<NSOperation> takeDependency(const NSOperation& operation);
+  /// True where this has still to end: then it tells the other one when it has.
+  [[nodiscard]] bool addDependent(NSOperation& operation);
+  [[nodiscard]] bool removeDependent(const NSOperation& operation);
   [[nodiscard]] bool hasDependents() const;
+  /// Whether it waits for another one, at any remove. Hands over what it has looked at.
+  [[nodiscard]] bool waitsFor(const NSOperation& other,
+                              std::vector<std::shared_ptr<NSOperation>>& lookedAt) const;
+  /// Its dependencies, as long as it has not ended.
+  [[nodiscard]] std::vector<std::shared_ptr<NSOperation>> awaited() const;
 
   std::atomic<State> state_{State::unstarted};
   std::atomic<bool> hasBegun_{false};
@@ -137,8 +150,7 @@ private:
   bool hasEnded_ QV_GUARDED_BY(lock_) = false;  // whoever waits for the end has been told, or is being told
   std::optional<std::string> name_ QV_GUARDED_BY(lock_);
   std::function<void()> completionBlock_ QV_GUARDED_BY(lock_);
-  std::vector<std::shared_ptr<NSOperation>> dependencies_ QV_GUARDED_BY(lock_);
-  std::vector<std::weak_ptr<NSOperation>> dependents_ QV_GUARDED_BY(lock_);
+  std::unique_ptr<Links> links_ QV_GUARDED_BY(lock_);  // null where there are none
   Waiter* waiters_ QV_GUARDED_BY(lock_) = nullptr;
   std::shared_ptr<detail::OperationOwner> owner_ QV_GUARDED_BY(lock_);
   detail::PlaceOnQueue place_;  // the queue's

@@ -111,8 +111,38 @@ TEST(NSOperation, isReadyWhenAllThatItDependsOnHaveEndedHoweverTheyDid) {
   operation->removeDependency(*others[3]);
   EXPECT_TRUE(operation->isReady());
   others[3]->start();
+  std::vector<std::size_t> told;
+  const auto observation =
+      observe(*operation, "dependencies", NSKeyValueObservingOptionNone,
+              [&](NSOperation& its, const NSKeyValueChange&) { told.push_back(its.dependencies().size()); });
   operation->start();
   EXPECT_THAT(operation->dependencies(), IsEmpty()) << "they are kept no longer than needed";
+  operation->removeDependency(*others[0]);
+  EXPECT_THAT(told, ElementsAre(0, 0));
+}
+
+TEST(NSOperation, bearsDependenciesThatThreadsAddAndRemoveAtOnce) {
+  for (int round = 0; round < 200; ++round) {
+    std::vector<std::shared_ptr<NSOperation>> ring;
+    for (int i = 0; i < 3; ++i) ring.push_back(std::make_shared<BlockOperation>());
+    const auto operation = std::make_shared<BlockOperation>();
+    std::atomic<int> refusals = 0;
+    testing::onThreads(3, [&](int thread) {
+      const auto& mine = ring[static_cast<std::size_t>(thread)];
+      const auto& next = ring[static_cast<std::size_t>(thread + 1) % ring.size()];
+      if (raisedBy([&] { mine->addDependency(next); }) != "nothing") ++refusals;
+      for (int i = 0; i < 5; ++i) {
+        if (thread == 0) operation->removeDependency(*ring[1]);
+        if (thread == 1) operation->addDependency(ring[1]);
+        if (thread == 2) operation->addDependency(ring[2]);
+      }
+    });
+    EXPECT_EQ(refusals, 1) << "they would wait for each other";
+    EXPECT_FALSE(operation->isReady());
+    operation->removeDependency(*ring[1]);
+    operation->removeDependency(*ring[2]);
+    EXPECT_TRUE(operation->isReady());
+  }
 }
 
 TEST(NSOperation, refusesCirclesAndBearsLongChains) {
