@@ -102,7 +102,10 @@ void NSOperation::runMain() noexcept {
 }
 
 void NSOperation::cancel() {
-  if (isCancelled()) return;
+  if (isBeingCancelled_.exchange(true)) {
+    isCancelled_.store(true, std::memory_order_release);  // also for who comes second; the first one tells
+    return;
+  }
   const auto self = weak_from_this().lock();
   {
     const ChangeNotice cancelled(*this, "isCancelled");

@@ -141,6 +141,7 @@ private:
 
   std::atomic<State> state_{State::unstarted};
   std::atomic<bool> hasBegun_{false};
+  std::atomic<bool> isBeingCancelled_{false};
   std::atomic<bool> isCancelled_{false};
   std::atomic<NSOperationQueuePriority> queuePriority_{NSOperationQueuePriority::normal};
   std::atomic<std::optional<QualityOfService>> qualityOfService_{};

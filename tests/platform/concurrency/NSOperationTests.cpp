@@ -186,16 +186,21 @@ TEST(NSOperation, letsThoseGoOnThatWaitAndLetsGoOfItsBlock) {
 
 TEST(NSOperation, endsOnceWhateverAllThreadsDo) {
   for (int round = 0; round < 200; ++round) {
-    std::atomic<int> ends = 0, completions = 0, runs = 0;
+    std::atomic<int> ends = 0, cancellations = 0, completions = 0, runs = 0;
     const auto before = std::make_shared<BlockOperation>();
     const auto operation = std::make_shared<BlockOperation>([&] { ++runs; });
     operation->setCompletionBlock([&] { ++completions; });
     const auto observation = observe(*operation, "isFinished", NSKeyValueObservingOptionNone,
                                      [&](NSOperation&, const NSKeyValueChange&) { ++ends; });
+    const auto cancellation = observe(*operation, "isCancelled", NSKeyValueObservingOptionNone,
+                                      [&](NSOperation&, const NSKeyValueChange&) { ++cancellations; });
     operation->addDependency(before);
-    testing::onThreads(4, [&](int thread) {
+    testing::onThreads(5, [&](int thread) {
       if (thread == 0) before->start();
-      if (thread == 1) operation->cancel();
+      if (thread == 1 || thread == 4) {
+        operation->cancel();
+        EXPECT_TRUE(operation->isCancelled());
+      }
       if (thread == 2) operation->waitUntilFinished();
       if (thread == 3) {
         while (!operation->isReady()) std::this_thread::yield();
@@ -203,6 +208,7 @@ TEST(NSOperation, endsOnceWhateverAllThreadsDo) {
       }
     });
     EXPECT_EQ(ends, 1);
+    EXPECT_EQ(cancellations, 1);
     EXPECT_EQ(completions, 1);
     EXPECT_LE(runs, 1);
   }
