@@ -7,6 +7,8 @@
 #include "QVFoundation/platform/concurrency/SteadyTime_p.h"
 #include "QVFoundation/platform/concurrency/TimerThread_p.h"
 #include "QVFoundation/platform/concurrency/UnfairLock.h"
+#include "QVFoundation/platform/runtime/EscapedException_p.h"
+#include "QVFoundation/platform/runtime/NSException.h"
 
 namespace QVFoundation {
 
@@ -14,6 +16,9 @@ using detail::TimerThread;
 using std::chrono::nanoseconds;
 
 /// What the timer thread and blocks on the queue share with the timer.
+///
+/// There is never more than one block on the queue, or in the handler. It asks whether a call is due when its turn
+/// has come, so what was said meanwhile counts.
 class DispatchTimerSource::State final : public detail::TimedEvent,
                                          public detail::Listener,
                                          public std::enable_shared_from_this<State> {
@@ -25,14 +30,23 @@ public:
     const UnfairLockGuard guard(lock_);
     time_ = detail::timeAfter(delay);
     interval_ = interval ? std::optional(std::clamp(*interval, shortest, detail::century)) : std::nullopt;
+    hasFired_ = isDue_ = false;
     if (isRunning_) await();
   }
 
-  void setEventHandler(std::function<void()> handler) { handler_ = std::move(handler); }
+  void setEventHandler(std::function<void()> handler) {
+    const UnfairLockGuard guard(lock_);
+    if (!isRemoved()) handler_.swap(handler);  // what was there goes after the lock
+  }
 
   void resume() {
-    const UnfairLockGuard guard(lock_);
-    if (!std::exchange(isRunning_, true)) await();
+    {
+      const UnfairLockGuard guard(lock_);
+      if (std::exchange(isRunning_, true)) return;
+      await();
+      if (!mustSend()) return;
+    }
+    send();
   }
 
   void suspend() {
@@ -42,7 +56,12 @@ public:
   }
 
   void cancel() noexcept {
-    if (remove()) TimerThread::shared().cancel(*this);
+    std::function<void()> handler;  // goes last: it may hold the timer
+    {
+      const UnfairLockGuard guard(lock_);
+      if (remove()) TimerThread::shared().cancel(*this);
+      if (!isInCall_) handler.swap(handler_);
+    }
     awaitCalls();
   }
 
@@ -52,17 +71,18 @@ public:
       const auto now = std::chrono::steady_clock::now();
       // Meanwhile somebody may have changed his mind.
       if (!isRunning_ || !time_ || *time_ > now) return;
+      const bool isRepetition = std::exchange(hasFired_, true);
       if (interval_) {
         *time_ += (1 + (now - *time_) / *interval_) * *interval_;
         await();
       } else {
         time_.reset();
       }
-      if (std::exchange(isSent_, true)) return;
+      if (isSent_ && isRepetition) return;
+      isDue_ = true;
+      if (!mustSend()) return;
     }
-    queue_->async([timer = weak_from_this()] {
-      if (const auto present = timer.lock()) present->call();
-    });
+    send();
   }
 
 private:
@@ -70,22 +90,64 @@ private:
     if (time_ && !isRemoved()) TimerThread::shared().schedule(shared_from_this(), *time_);
   }
 
+  /// Whether a block has to be sent to the queue; it counts as sent from now on.
+  [[nodiscard]] bool mustSend() QV_REQUIRES(lock_) {
+    return isDue_ && isRunning_ && !isRemoved() && !std::exchange(isSent_, true);
+  }
+
+  void send() {
+    queue_->async([timer = weak_from_this()] {
+      if (const auto present = timer.lock()) present->call();
+    });
+  }
+
   void call() {
+    if (!beginCall()) return;
     {
-      const UnfairLockGuard guard(lock_);
-      isSent_ = false;
-      if (!isRunning_) return;
+      const detail::ListenerCall call(*this);
+      if (call) runHandler();
+      if (!endCall()) return;
     }
-    const detail::ListenerCall call(*this);
-    if (call && handler_) handler_();
+    send();
+  }
+
+  [[nodiscard]] bool beginCall() {
+    const UnfairLockGuard guard(lock_);
+    isInCall_ = isDue_ && isRunning_ && !isRemoved();
+    if (isInCall_) {
+      isDue_ = false;
+    } else {
+      isSent_ = false;
+    }
+    return isInCall_;
+  }
+
+  /// True where the next call has come to be due meanwhile.
+  [[nodiscard]] bool endCall() {
+    std::function<void()> handler;  // of a timer that has been cancelled; goes after the lock
+    const UnfairLockGuard guard(lock_);
+    isInCall_ = isSent_ = false;
+    if (isRemoved()) handler.swap(handler_);
+    return mustSend();
+  }
+
+  void runHandler() const noexcept {
+    try {
+      if (handler_) handler_();
+    } catch (...) {
+      detail::endForEscapedException("The handler of a timer on the queue \"" + queue_->label() + '"');
+    }
   }
 
   const std::shared_ptr<DispatchQueue> queue_;
-  std::function<void()> handler_;
+  std::function<void()> handler_;  // changed under the lock, and not while it is called
 
   UnfairLock lock_;
   bool isRunning_ QV_GUARDED_BY(lock_) = false;
-  bool isSent_ QV_GUARDED_BY(lock_) = false;  // to the queue, where it has not begun
+  bool hasFired_ QV_GUARDED_BY(lock_) = false;  // since its time was set
+  bool isDue_ QV_GUARDED_BY(lock_) = false;     // a call
+  bool isSent_ QV_GUARDED_BY(lock_) = false;    // a block, which has not ended
+  bool isInCall_ QV_GUARDED_BY(lock_) = false;
   std::optional<Time> time_ QV_GUARDED_BY(lock_);
   std::optional<nanoseconds> interval_ QV_GUARDED_BY(lock_);
 };
@@ -99,6 +161,7 @@ void DispatchTimerSource::schedule(nanoseconds delay, std::optional<nanoseconds>
   state_->schedule(delay, interval);
 }
 void DispatchTimerSource::setEventHandler(std::function<void()> handler) {
+  if (!handler) throw NSException(NSInvalidArgumentException, "The handler of a timer is empty");
   state_->setEventHandler(std::move(handler));
 }
 void DispatchTimerSource::resume() { state_->resume(); }
