@@ -4,7 +4,10 @@
 ///
 /// Threads: each header says its own rule.
 
+#include "QVFoundation/operations/QVProgress.h"
+#include "QVFoundation/operations/QVProgressMirror.h"
 #include "QVFoundation/operations/QVProgressSegmentName.h"
+#include "QVFoundation/operations/QVProgressUtilities.h"
 #include "QVFoundation/operations/QVTimingInfo.h"
 #include "QVFoundation/operations/QVTimingName.h"
 #include "QVFoundation/operations/StaticName.h"

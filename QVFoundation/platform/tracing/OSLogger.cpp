@@ -67,6 +67,12 @@ private:
 OSLogger::OSLogger(std::string_view subsystem, std::string_view category)
     : channel_(&ChannelRegistry::shared().channel(subsystem, category)) {}
 
+OSLogger OSLogger::disabled() noexcept {
+  constexpr auto moreThanAny = static_cast<OSLogType>(static_cast<int>(OSLogType::fault) + 1);
+  static const auto& channel = *new detail::OSLogChannel("", "", moreThanAny);
+  return OSLogger(channel);
+}
+
 void OSLogger::log(OSLogType type, std::string_view message) const noexcept {
   if (!isEnabled(type)) return;
   const detail::ErrnoKeeper errnoKeeper;

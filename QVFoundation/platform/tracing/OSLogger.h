@@ -40,6 +40,8 @@ struct OSLogChannel {
 class QV_EXPORT OSLogger {
 public:
   OSLogger(std::string_view subsystem, std::string_view category);
+  /// One that writes nothing, ever.
+  [[nodiscard]] static OSLogger disabled() noexcept;
 
   [[nodiscard]] const std::string& subsystem() const noexcept { return channel_->subsystem; }
   [[nodiscard]] const std::string& category() const noexcept { return channel_->category; }
@@ -53,6 +55,8 @@ public:
   void log(OSLogType type, std::string_view message) const noexcept;
 
 private:
+  explicit OSLogger(const detail::OSLogChannel& channel) noexcept : channel_(&channel) {}
+
   const detail::OSLogChannel* channel_;
 };
 
