@@ -4,10 +4,15 @@
 ///
 /// Threads: each header says its own rule.
 
+#include "QVFoundation/operations/QVAnyResult.h"
+#include "QVFoundation/operations/QVOperation.h"
+#include "QVFoundation/operations/QVOperationConditionName.h"
+#include "QVFoundation/operations/QVOperationProtocol.h"
 #include "QVFoundation/operations/QVProgress.h"
 #include "QVFoundation/operations/QVProgressMirror.h"
 #include "QVFoundation/operations/QVProgressSegmentName.h"
 #include "QVFoundation/operations/QVProgressUtilities.h"
+#include "QVFoundation/operations/QVStopInDebugger.h"
 #include "QVFoundation/operations/QVTimingInfo.h"
 #include "QVFoundation/operations/QVTimingName.h"
 #include "QVFoundation/operations/StaticName.h"

@@ -7,6 +7,7 @@
 #include "QVFoundation/platform/runtime/Array.h"
 #include "QVFoundation/platform/runtime/Set.h"
 #include "QVFoundation/platform/text/JSON.h"
+#include "QVFoundation/values/ObjectDescription_p.h"
 
 namespace QVFoundation {
 
@@ -28,7 +29,7 @@ std::string withLineBreaks(std::string_view text) {
 /// An object whose description is being made on this thread, for as long as this exists.
 class ObjectBeingDescribed {
 public:
-  explicit ObjectBeingDescribed(const QVObject& object) noexcept
+  explicit ObjectBeingDescribed(const NSObject& object) noexcept
       : object_(object), outer_(std::exchange(innermost, this)) {}
   ObjectBeingDescribed(const ObjectBeingDescribed&) = delete;
   ObjectBeingDescribed& operator=(const ObjectBeingDescribed&) = delete;
@@ -36,7 +37,7 @@ public:
 
   /// Whether an object has come up within its own description on a way on which the indentation began anew,
   /// and so would not end it.
-  [[nodiscard]] static bool comesUpAgain(const QVObject& object, unsigned indent) noexcept {
+  [[nodiscard]] static bool comesUpAgain(const NSObject& object, unsigned indent) noexcept {
     unsigned depth = 0;
     bool isAmongThem = false;
     for (const auto* described = innermost; described != nullptr; described = described->outer_) {
@@ -49,7 +50,7 @@ public:
 private:
   static constinit thread_local const ObjectBeingDescribed* innermost;
 
-  const QVObject& object_;
+  const NSObject& object_;
   const ObjectBeingDescribed* const outer_;
 };
 
@@ -97,11 +98,16 @@ Value asJSONValue(const Value& value, unsigned level) {
 std::string QVObject::description() const { return descriptionWithLocale(nullptr, 0); }
 
 std::string QVObject::descriptionWithLocale(const NSLocale* locale, unsigned indent) const {
-  if (indent > deepestFullDescription || ObjectBeingDescribed::comesUpAgain(*this, indent)) {
-    return shortDescription();
+  return detail::descriptionFromDebugDictionary(*this, locale, indent);
+}
+
+std::string detail::descriptionFromDebugDictionary(const NSObject& object, const NSLocale* locale,
+                                                   unsigned indent) {
+  if (indent > deepestFullDescription || ObjectBeingDescribed::comesUpAgain(object, indent)) {
+    return object.shortDescription();
   }
-  const ObjectBeingDescribed described(*this);
-  return withLineBreaks(Value(debugDictionary()).descriptionWithLocale(locale, indent));
+  const ObjectBeingDescribed described(object);
+  return withLineBreaks(Value(object.debugDictionary()).descriptionWithLocale(locale, indent));
 }
 
 std::string jsonDescription(const NSObject& object) {

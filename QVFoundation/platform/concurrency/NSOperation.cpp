@@ -296,14 +296,20 @@ void NSOperation::setQueuePriority(NSOperationQueuePriority priority) {
 }
 
 std::optional<std::string> NSOperation::name() const {
-  const UnfairLockGuard guard(lock_);
-  return name_;
+  {
+    const UnfairLockGuard guard(lock_);
+    if (hasSetName_) return name_;
+  }
+  return nameUnlessSet();
 }
+
+std::optional<std::string> NSOperation::nameUnlessSet() const { return {}; }
 
 void NSOperation::setName(std::optional<std::string> name) {
   const ChangeNotice notice(*this, "name");
   const UnfairLockGuard guard(lock_);
   name_.swap(name);
+  hasSetName_ = true;
 }
 
 void NSOperation::setCompletionBlock(std::function<void()> block) {

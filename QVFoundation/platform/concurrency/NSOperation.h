@@ -96,7 +96,7 @@ public:
   void setQualityOfService(std::optional<QualityOfService> qualityOfService) noexcept {
     qualityOfService_ = qualityOfService;
   }
-  [[nodiscard]] virtual std::optional<std::string> name() const;
+  [[nodiscard]] std::optional<std::string> name() const;
   void setName(std::optional<std::string> name);
 
   /// Runs once when the operation has finished, and is let go of then. One that is set later does not run.
@@ -113,6 +113,8 @@ private:
   struct Links;
   struct Waiter;
 
+  /// The name of one that was never given any.
+  [[nodiscard]] virtual std::optional<std::string> nameUnlessSet() const;
   void valueDidChange(std::string_view key) noexcept final;
   void runMain() noexcept;
   void tellEnd() noexcept;
@@ -149,6 +151,7 @@ private:
 
   mutable UnfairLock lock_;
   bool hasEnded_ QV_GUARDED_BY(lock_) = false;  // whoever waits for the end has been told, or is being told
+  bool hasSetName_ QV_GUARDED_BY(lock_) = false;
   std::optional<std::string> name_ QV_GUARDED_BY(lock_);
   std::function<void()> completionBlock_ QV_GUARDED_BY(lock_);
   std::unique_ptr<Links> links_ QV_GUARDED_BY(lock_);  // null where there are none

@@ -1,0 +1,7 @@
+#include "QVFoundation/operations/QVAnyResult.h"
+
+namespace QVFoundation {
+
+QVAnyResult::Content::~Content() = default;
+
+}  // namespace QVFoundation

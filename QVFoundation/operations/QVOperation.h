@@ -1,0 +1,472 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <concepts>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <unordered_map>
+#include <utility>
+#include <variant>
+
+#include "QVFoundation/errors/OptionalText.h"
+#include "QVFoundation/logging/QVLogger.h"
+#include "QVFoundation/observation/QVObservationManager.h"
+#include "QVFoundation/operations/QVAnyResult.h"
+#include "QVFoundation/operations/QVOperationConditionName.h"
+#include "QVFoundation/operations/QVOperationProtocol.h"
+#include "QVFoundation/operations/QVProgressMirror.h"
+#include "QVFoundation/operations/QVProgressSegmentName.h"
+#include "QVFoundation/operations/QVTimingInfo.h"
+#include "QVFoundation/operations/QVTimingName.h"
+#include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/application/NSProgress.h"
+#include "QVFoundation/platform/concurrency/DispatchTimerSource.h"
+#include "QVFoundation/platform/concurrency/NSCondition.h"
+#include "QVFoundation/platform/concurrency/NSConditionLock.h"
+#include "QVFoundation/platform/concurrency/NSOperation.h"
+#include "QVFoundation/platform/runtime/NSError.h"
+
+namespace QVFoundation {
+
+namespace detail {
+
+/// Fits wherever a handler takes a reference or a shared pointer to its own class of operations.
+class AnyOperation {
+public:
+  explicit AnyOperation(const std::shared_ptr<QVOperation>& operation) noexcept : operation_(operation) {}
+
+  template <std::derived_from<QVOperation> Operation>
+  operator Operation&() const {
+    return dynamic_cast<Operation&>(*operation_);
+  }
+  template <std::derived_from<QVOperation> Operation>
+  operator std::shared_ptr<Operation>() const {
+    return std::dynamic_pointer_cast<Operation>(operation_);
+  }
+
+private:
+  const std::shared_ptr<QVOperation>& operation_;
+};
+
+/// What a callable returns, or that it has returned.
+template <class Callable>
+using Returned = std::conditional_t<std::is_void_v<std::invoke_result_t<Callable>>, std::monostate,
+                                    std::remove_cvref_t<std::invoke_result_t<Callable>>>;
+
+}  // namespace detail
+
+/// A piece of background work that reports a weighted tree of progress, can be paused, cancelled and timed out at any
+/// moment from any thread, and ends exactly once, in a value or an error.
+///
+/// ```cpp
+/// class ImportTracks : public QVOperation, public QVSyncOperationProtocol<std::size_t> {
+/// public:
+///   explicit ImportTracks(std::filesystem::path file) : QVOperation("ImportTracks"), file_(std::move(file)) {}
+///
+///   void calculateSegmentCosts() override {
+///     setCost(10, reading);
+///     setCost(90, storing);
+///   }
+///
+///   std::size_t perform() override {
+///     const auto rows = performSegment(reading, 1, [&](NSProgress&) { return readRows(file_); });
+///     return performSegment(storing, std::ssize(rows), [&](NSProgress& progress) {
+///       for (const Row& row : rows) {
+///         checkForCancellationAndReturnError();  // waits here while paused, throws once cancelled
+///         store(row);
+///         incrementCompletedUnitCount(progress);
+///       }
+///       return rows.size();
+///     });
+///   }
+///   ...
+/// };
+///
+/// const auto job = std::make_shared<ImportTracks>("tracks.csv");
+/// job->startInBackgroundWithMainThreadCompletionHandler([](ImportTracks& job) {
+///   if (const auto rows = job.result()) report(*rows);
+///   else present(rows.error());
+/// });
+/// ```
+///
+/// What may happen to it, beside the states of an `NSOperation`:
+///
+/// | state | `start` | `cancel` | `pause` | time-out | body returns or throws |
+/// |---|---|---|---|---|---|
+/// | not started | runs; where it is cancelled, ends without | is cancelled, and ends as not run | pauses at its first check | calls its handler | – |
+/// | runs | raises | the body's next check gives the error 1002 | waits at its next check | calls its handler | ended, with result or error |
+/// | paused | raises | wakes, and the check gives the error 1002 | stays so | calls its handler | – |
+/// | ended | nothing | is cancelled; the result stays | nothing but the state | calls its handler | – |
+///
+/// Observable, beside what an `NSOperation` has: "completionDuration", "logger", "logDebugMarker",
+/// "currentSegmentProgress", "progress", "mainThreadProgress", "enableMainThreadProgress", "isPaused",
+/// "operationResult", "operationError".
+///
+/// Threads: any may start, cancel, pause, resume, time out, wait and read. The hooks and the body run on the thread
+/// that runs the operation; segments, sub-operations and waits for conditions belong into the body. "isPaused" and
+/// "mainThreadProgress" change on the main thread.
+/// Ownership: held by `std::shared_ptr`. It owns its progress, its conditions and its sub-operation; a
+/// sub-operation does not keep the one that runs it.
+/// Errors: what leaves the body or a hook as an exception is the operation's failure.
+class QV_EXPORT QVOperation : public NSOperation {
+public:
+  static const NSClass& staticClass();
+  const NSClass& dynamicClass() const override { return staticClass(); }
+
+  /// The name under which the whole run is timed.
+  explicit QVOperation(QVTimingName timingName);
+  ~QVOperation() override;
+
+  // The result
+
+  /// The value of the last run as an object; nothing before it, and after a failure.
+  [[nodiscard]] Value operationResult() const;
+  /// Why there is no value.
+  [[nodiscard]] std::optional<NSError> operationError() const;
+  [[nodiscard]] QVAnyResult resultStorage() const;
+
+  // Running
+
+  /// Hands the operation to the queue that all share in the background.
+  virtual void startInBackground();
+  /// Runs a block on the main thread when the operation has finished, in place of any completion block.
+  void setMainThreadCompletionBlock(std::function<void()> block);
+  /// The same with the operation itself, as its own class, and starts it in the background.
+  template <std::invocable<detail::AnyOperation> Handler>
+  void startInBackgroundWithMainThreadCompletionHandler(Handler handler) {
+    setMainThreadCompletionBlock([self = weakSelf(), handler = std::move(handler)]() mutable {
+      if (const auto operation = self.lock()) handler(detail::AnyOperation(operation));
+    });
+    startInBackground();
+  }
+
+  /// The run: `mainSetup`, the body, `mainFinish`. It looks at no cancellation: that is for the body.
+  void main() override;
+  /// How long the last run took.
+  [[nodiscard]] std::chrono::duration<double> completionDuration() const noexcept;
+  void setCompletionDuration(std::chrono::duration<double> duration);
+
+  // Cancelling
+
+  /// Asks the body, and that of a sub-operation, to end: waits for conditions and pauses end, and checks give the
+  /// error 1002 of `QVErrorDomain`.
+  void cancel() override;
+  /// The same with a description for the error.
+  void cancelWithLocalizedDescription(std::string description);
+  [[nodiscard]] std::optional<std::string> cancellationDescription() const;
+
+  /// Waits while the operation is paused; then the error where it is cancelled, else nothing. Call it often: it takes
+  /// some nanoseconds.
+  [[nodiscard]] std::optional<NSError> checkForCancellation();
+  /// Throws that error.
+  void checkForCancellationAndReturnError();
+  /// Runs a block before it throws.
+  void checkForCancellation(const std::function<void()>& cleanupBlock);
+
+  // Pausing
+
+  /// Has the body, and that of a sub-operation, wait at its next check until `resume`. Two pauses are undone by one
+  /// `resume`. The same happens when the progress is paused.
+  virtual void pause();
+  virtual void resume();
+  /// Follows on the main thread.
+  [[nodiscard]] bool isPaused() const noexcept { return isPaused_; }
+
+  // Time-outs
+
+  /// Calls a handler once on a background thread when the time is up, unless it is cancelled before; a later time-out
+  /// takes its place. It is the handler that does something about it, such as `cancel`. Whatever the time, it is
+  /// within a century.
+  void addTimeout(std::chrono::duration<double> seconds, std::function<void()> handler);
+  void cancelTimeout();
+
+  // Progress
+
+  [[nodiscard]] std::shared_ptr<NSProgress> progress() const;
+  void setProgress(std::shared_ptr<NSProgress> progress);
+  /// A new progress in place of the old one, for another run.
+  void resetProgress();
+  /// That of the segment that is running; null outside of segments.
+  [[nodiscard]] std::shared_ptr<NSProgress> currentSegmentProgress() const;
+  /// What the body reports to at this moment: that of the segment, else the operation's.
+  [[nodiscard]] std::shared_ptr<NSProgress> topLevelProgress() const;
+
+  /// Whether there is a copy of the progress that changes on the main thread alone. Setting it waits for the main
+  /// thread, which makes the copy or lets it go.
+  [[nodiscard]] bool enableMainThreadProgress() const noexcept { return enableMainThreadProgress_; }
+  void setEnableMainThreadProgress(bool enabled);
+  [[nodiscard]] std::shared_ptr<NSProgress> mainThreadProgress() const;
+  void setMainThreadProgress(std::shared_ptr<NSProgress> progress);
+  [[nodiscard]] std::shared_ptr<QVProgressMirror> mainThreadProgressMirror() const;
+
+  // Parts of an operation, and the whole
+
+  [[nodiscard]] std::shared_ptr<QVOperation> subOperation() const;
+  /// The one that had been there loses its logger and its super-operation; the new one gets this one's.
+  void setSubOperation(std::shared_ptr<QVOperation> operation);
+  [[nodiscard]] std::shared_ptr<QVOperation> superOperation() const;
+  void setSuperOperation(const std::shared_ptr<QVOperation>& operation);
+  /// The top of the chain of super-operations; maybe this one.
+  [[nodiscard]] std::shared_ptr<QVOperation> rootOperation();
+
+  // Logging and looking
+
+  [[nodiscard]] std::shared_ptr<QVLogger> logger() const;
+  void setLogger(std::shared_ptr<QVLogger> logger);
+  /// Whether a run begins with a marker in the log.
+  [[nodiscard]] bool logDebugMarker() const noexcept { return logDebugMarker_; }
+  void setLogDebugMarker(bool logs);
+
+  [[nodiscard]] std::shared_ptr<QVTimingInfo> timingInfo() const;
+  void setTimingInfo(std::shared_ptr<QVTimingInfo> timingInfo);
+  [[nodiscard]] QVTimingName timingName() const noexcept { return timingName_; }
+  /// For observations that last as long as the operation.
+  [[nodiscard]] std::shared_ptr<QVObservationManager> observationManager() const;
+
+  /// "self" and "name".
+  [[nodiscard]] Dictionary debugDictionary() const override;
+  [[nodiscard]] std::string description() const override;
+  [[nodiscard]] std::string descriptionWithLocale(const NSLocale* locale, unsigned indent) const override;
+
+  // What the body uses
+
+  /// Declares what a segment costs, compared to others; in `calculateSegmentCosts`.
+  void setCost(std::int64_t cost, QVProgressSegmentName forSegment);
+  /// Calls `setCost` for each segment, before the run begins. Here it does nothing.
+  virtual void calculateSegmentCosts() {}
+
+  /// Runs a block as a segment: it is timed under its name, gets a progress of so many units to report to, and stands
+  /// for its cost in the operation's progress, which counts all of it when the block returns or throws. Returns what
+  /// the block returns.
+  ///
+  /// Segments follow each other. One within another is reported to the log, and runs.
+  template <std::invocable<NSProgress&> Block>
+  std::invoke_result_t<Block, NSProgress&> performSegment(QVProgressSegmentName name, std::int64_t unitCount,
+                                                          Block&& block) {
+    reportIfNested(name);
+    return timingInfo()->performTimed(name, [&]() -> std::invoke_result_t<Block, NSProgress&> {
+      const Segment segment(*this, name, unitCount);
+      return std::invoke(std::forward<Block>(block), segment.progress());
+    });
+  }
+
+  /// Runs another operation within this one, on this thread if it blocks, and returns its value or throws its error.
+  /// Its progress stands for so many units of `topLevelProgress()`; of none, and then it is not seen there at all.
+  template <std::derived_from<QVOperation> Operation>
+  typename Operation::ResultType performSubOperation(const std::shared_ptr<Operation>& operation,
+                                                     std::int64_t withUnitCount) {
+    runSubOperation(operation, withUnitCount);
+    return resultOf(*operation);
+  }
+  /// The same as a segment.
+  template <std::derived_from<QVOperation> Operation>
+  typename Operation::ResultType performSubOperation(const std::shared_ptr<Operation>& operation,
+                                                     QVProgressSegmentName asSegment) {
+    return performSegment(asSegment, 1, [&](NSProgress&) { return performSubOperation(operation, 1); });
+  }
+
+  /// Set a text on `topLevelProgress()` and on all above it.
+  void updateLocalizedDescription(const std::optional<std::string>& text);
+  void updateLocalizedAdditionalDescription(const std::string& text);
+
+  /// Runs a block while a condition of that name exists, which others can signal and the block can wait for. Returns
+  /// what the block returns.
+  ///
+  /// ```cpp
+  /// performBlock("answer", [&] {
+  ///   server->ask(question, [weak = weakSelf] { weak.lock()->signal("answer"); });
+  ///   wait("answer", [&] { return server->hasAnswered(); });
+  /// });
+  /// ```
+  template <std::invocable Block>
+  std::invoke_result_t<Block> performBlock(const QVOperationConditionName& withConditionName, Block&& block) {
+    const RegisteredCondition condition(*this, withConditionName);
+    return std::invoke(std::forward<Block>(block));
+  }
+  /// Waits until the condition is signalled, or the operation is cancelled. A name that there is no
+  /// `performBlock` around for ends the process.
+  void wait(const QVOperationConditionName& onConditionName);
+  /// The same; or until a question is answered with yes. It is asked at the beginning and every 50 milliseconds. What
+  /// it throws ends the wait.
+  void wait(const QVOperationConditionName& onConditionName, const std::function<bool()>& conditionChecker);
+  /// Wakes one that waits; does nothing where there is no such condition.
+  void signal(const QVOperationConditionName& conditionName);
+
+  // Logging shortcuts: without a logger they do nothing and evaluate nothing
+
+  /// Returns the error where it is none to log, that of a user who has cancelled.
+  std::optional<NSError> logError(const NSError& error);
+  void logErrorString(OptionalText text);
+  void logInfoString(std::string_view text);
+  /// A text that the main bundle may have in the user's language. The comment is for translators.
+  void logInfo(std::string_view localized, OptionalText comment = {});
+  void logDebugString(std::string_view text);
+  /// The callable returns the text; it is not called where the filter lets no debug lines pass.
+  template <std::invocable Callable>
+  void logDebugBlock(Callable&& callable) {
+    if (allowsDebug()) logDebugString(std::invoke(std::forward<Callable>(callable)));
+  }
+
+  /// Returns what a callable returns. What it throws is logged, as "message: " and all that it says of itself or by
+  /// its description, and nothing is returned.
+  template <std::invocable Callable>
+  std::optional<detail::Returned<Callable>> logThrownError(OptionalText message, Callable&& callable) {
+    try {
+      return valueOf(std::forward<Callable>(callable));
+    } catch (...) {
+      logCaughtError(message, std::current_exception());
+      return std::nullopt;
+    }
+  }
+  template <std::invocable Callable>
+  std::optional<detail::Returned<Callable>> logThrownError(Callable&& callable) {
+    return logThrownError(std::nullopt, std::forward<Callable>(callable));
+  }
+
+  /// Returns what a callable returns. What it throws is logged, and nothing is returned; but that the user has
+  /// cancelled is thrown on.
+  template <std::invocable Callable>
+  std::optional<detail::Returned<Callable>> logErrorOrThrow(Callable&& callable) {
+    try {
+      return valueOf(std::forward<Callable>(callable));
+    } catch (...) {
+      throwUnlessLogged(std::current_exception());
+      return std::nullopt;
+    }
+  }
+  template <std::invocable Callable>
+  std::optional<detail::Returned<Callable>> logErrorOrThrowWithBlock(Callable&& callable) {
+    return logErrorOrThrow(std::forward<Callable>(callable));
+  }
+
+protected:
+  void setResultStorage(QVAnyResult result);
+
+  // The steps before and after the body, for subclasses that replace `main`.
+  void mainSetup();
+  void mainFinish();
+
+  // The steps of `performSubOperation`.
+  void setupSuboperation(const std::shared_ptr<QVOperation>& operation, std::int64_t withUnitCount);
+  /// Runs the sub-operation and waits until it has ended.
+  virtual void executeSubOperation(const std::shared_ptr<QVOperation>& operation);
+  void teardownSuboperation(const std::shared_ptr<QVOperation>& operation, std::int64_t withUnitCount);
+
+private:
+  using Conditions = std::map<QVOperationConditionName, std::shared_ptr<NSCondition>>;
+
+  /// A segment while it runs.
+  class QV_EXPORT Segment {
+  public:
+    Segment(QVOperation& operation, QVProgressSegmentName name, std::int64_t unitCount);
+    Segment(const Segment&) = delete;
+    Segment& operator=(const Segment&) = delete;
+    ~Segment();
+    [[nodiscard]] NSProgress& progress() const noexcept { return *progress_; }
+
+  private:
+    QVOperation& operation_;
+    const QVProgressSegmentName name_;
+    const std::shared_ptr<NSProgress> parent_;
+    const std::shared_ptr<NSProgress> progress_;
+  };
+
+  /// A condition while others can find it.
+  class QV_EXPORT RegisteredCondition {
+  public:
+    RegisteredCondition(QVOperation& operation, const QVOperationConditionName& name);
+    RegisteredCondition(const RegisteredCondition&) = delete;
+    RegisteredCondition& operator=(const RegisteredCondition&) = delete;
+    ~RegisteredCondition();
+
+  private:
+    QVOperation& operation_;
+    const QVOperationConditionName& name_;
+  };
+
+  template <class Operation>
+  static typename Operation::ResultType resultOf(const Operation& operation) {
+    if constexpr (std::is_void_v<typename Operation::ResultType>) {
+      (void)operation.result().value();
+    } else {
+      return operation.result().value();
+    }
+  }
+  template <class Callable>
+  static detail::Returned<Callable> valueOf(Callable&& callable) {
+    if constexpr (std::is_void_v<std::invoke_result_t<Callable>>) {
+      std::invoke(std::forward<Callable>(callable));
+      return {};
+    } else {
+      return std::invoke(std::forward<Callable>(callable));
+    }
+  }
+
+  [[nodiscard]] std::weak_ptr<QVOperation> weakSelf();
+  [[nodiscard]] std::optional<std::string> nameUnlessSet() const override;
+  [[nodiscard]] std::string nameOrNull() const;
+  void run();
+  void updateProgressName();
+  void setCurrentSegmentProgress(std::shared_ptr<NSProgress> progress);
+  void setupProgressPauseHandlers(NSProgress& progress);
+  void reportIfNested(QVProgressSegmentName name);
+  void logHierarchy() const;
+  void runSubOperation(const std::shared_ptr<QVOperation>& operation, std::int64_t unitCount);
+  void awaitSubOperation(const QVOperation& operation, const QVOperationConditionName& name);
+  [[nodiscard]] bool isBlocking() const;
+  [[nodiscard]] NSError cancellationError();
+  [[nodiscard]] std::shared_ptr<NSCondition> conditionNamed(const QVOperationConditionName& name) const;
+  [[nodiscard]] std::shared_ptr<NSCondition> existingCondition(const QVOperationConditionName& name) const;
+  void wakeAllConditions();
+  void setPaused(bool paused);
+  void spreadPause();
+  void updateIsPaused();
+  void updateMainThreadProgress();
+  [[nodiscard]] bool allowsDebug() const;
+  void logCaughtError(OptionalText message, const std::exception_ptr& exception);
+  void throwUnlessLogged(const std::exception_ptr& exception);
+  template <class Content>
+  [[nodiscard]] Content locked(Content QVOperation::* field) const;
+  template <class Content>
+  Content exchange(Content QVOperation::* field, Content content);
+
+  const QVTimingName timingName_;
+  std::atomic<double> completionDuration_{0};  // seconds
+  std::atomic<bool> logDebugMarker_{false};
+  std::atomic<bool> enableMainThreadProgress_{false};
+  std::atomic<bool> isPaused_{false};
+  std::atomic<bool> isUpdatingPaused_{false};  // on its way to the main thread
+  NSConditionLock pauseConditionLock_;
+
+  // What threads share, under one lock that is not held while others are called. What is null is made when it is
+  // first asked for.
+  mutable UnfairLock lock_;
+  std::optional<QVAnyResult> resultStorage_ QV_GUARDED_BY(lock_);  // none before the first run
+  std::shared_ptr<QVLogger> logger_ QV_GUARDED_BY(lock_);
+  mutable std::shared_ptr<NSProgress> progress_ QV_GUARDED_BY(lock_);
+  mutable std::shared_ptr<QVTimingInfo> timingInfo_ QV_GUARDED_BY(lock_);
+  mutable std::shared_ptr<QVObservationManager> observationManager_ QV_GUARDED_BY(lock_);
+  std::unordered_map<QVProgressSegmentName, std::int64_t> segmentCosts_ QV_GUARDED_BY(lock_);
+  std::optional<std::string> cancellationDescription_ QV_GUARDED_BY(lock_);
+  std::shared_ptr<NSProgress> currentSegmentProgress_ QV_GUARDED_BY(lock_);
+  std::shared_ptr<NSProgress> mainThreadProgress_ QV_GUARDED_BY(lock_);
+  std::shared_ptr<QVProgressMirror> mainThreadProgressMirror_ QV_GUARDED_BY(lock_);
+  std::shared_ptr<QVOperation> subOperation_ QV_GUARDED_BY(lock_);
+  std::shared_ptr<NSProgress> progressOfSubOperation_ QV_GUARDED_BY(lock_);  // where it is in the tree
+  std::weak_ptr<QVOperation> superOperation_ QV_GUARDED_BY(lock_);
+  Conditions conditionsByName_ QV_GUARDED_BY(lock_);
+  std::shared_ptr<DispatchTimerSource> timeoutSource_ QV_GUARDED_BY(lock_);
+  // Of several threads that pause and resume, one at a time spreads what is wanted, until all has been.
+  bool wantsPause_ QV_GUARDED_BY(lock_) = false;
+  bool hasPauseToSpread_ QV_GUARDED_BY(lock_) = false;
+  bool isSpreadingPause_ QV_GUARDED_BY(lock_) = false;
+};
+
+}  // namespace QVFoundation

@@ -1,0 +1,65 @@
+#include "QVFoundation/operations/QVOperation.h"
+
+#include "QVFoundation/errors/QVErrorConstructors.h"
+#include "QVFoundation/operations/QVOperationState_p.h"
+#include "QVFoundation/platform/application/LocalizedText_p.h"
+#include "QVFoundation/platform/concurrency/CurrentTask_p.h"
+#include "QVFoundation/platform/runtime/NSErrorKeys.h"
+
+namespace QVFoundation {
+
+void QVOperation::cancel() {
+  const auto self = weak_from_this().lock();
+  const auto sub = subOperation();
+  if (sub != nullptr) sub->cancel();
+  wakeAllConditions();
+  NSOperation::cancel();
+  // Who was woken before that has found himself not cancelled and may wait again; and a sub-operation may have come.
+  if (const auto late = subOperation(); late != nullptr && late != sub) late->cancel();
+  wakeAllConditions();
+  pauseConditionLock_.wake();
+}
+
+void QVOperation::cancelWithLocalizedDescription(std::string description) {
+  (void)exchange(&QVOperation::cancellationDescription_, std::optional(std::move(description)));
+  cancel();
+}
+
+std::optional<std::string> QVOperation::cancellationDescription() const {
+  return locked(&QVOperation::cancellationDescription_);
+}
+
+std::optional<NSError> QVOperation::checkForCancellation() {
+  if (pauseConditionLock_.condition() != detail::gateIsOpen) [[unlikely]] {
+    if (pauseConditionLock_.lockWhenCondition(detail::gateIsOpen, [this] { return isCancelled(); })) {
+      pauseConditionLock_.unlock();
+    }
+  }
+  if (detail::currentTaskIsCancelled()) rootOperation()->cancel();
+  if (!isCancelled()) [[likely]]
+    return {};
+  return cancellationError();
+}
+
+NSError QVOperation::cancellationError() {
+  auto description = cancellationDescription();
+  if (!description) {
+    // For translators: the error of an operation that has been cancelled.
+    description =
+        detail::localizedText("The %@ operation was cancelled", rootOperation()->name().value_or(""));
+  }
+  return errorWithDomain(QVErrorDomain, QVUserCancelledError, *description, {});
+}
+
+void QVOperation::checkForCancellationAndReturnError() {
+  if (const auto error = checkForCancellation()) throw NSError(*error);
+}
+
+void QVOperation::checkForCancellation(const std::function<void()>& cleanupBlock) {
+  const auto error = checkForCancellation();
+  if (!error) return;
+  cleanupBlock();
+  throw NSError(*error);
+}
+
+}  // namespace QVFoundation

@@ -1,0 +1,99 @@
+#include "QVFoundation/operations/QVOperation.h"
+
+#include <chrono>
+#include <cmath>
+#include <utility>
+
+#include "QVFoundation/operations/QVOperationState_p.h"
+#include "QVFoundation/platform/concurrency/DispatchQueue.h"
+#include "QVFoundation/platform/runtime/ChangeNotice.h"
+
+namespace QVFoundation {
+
+namespace {
+
+std::chrono::nanoseconds delayOf(std::chrono::duration<double> seconds) {
+  constexpr std::chrono::duration<double> century = std::chrono::days(36525);
+  if (std::isnan(seconds.count())) seconds = century;
+  seconds = std::clamp(seconds, std::chrono::duration<double>::zero(), century);
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(seconds);
+}
+
+}  // namespace
+
+void QVOperation::pause() { setPaused(true); }
+void QVOperation::resume() { setPaused(false); }
+
+void QVOperation::setPaused(bool paused) {
+  const auto self = weak_from_this().lock();
+  {
+    const UnfairLockGuard guard(lock_);
+    wantsPause_ = paused;
+  }
+  spreadPause();
+}
+
+void QVOperation::spreadPause() {
+  {
+    const UnfairLockGuard guard(lock_);
+    hasPauseToSpread_ = true;
+    if (std::exchange(isSpreadingPause_, true)) return;
+  }
+  for (;;) {
+    bool pauses = false;
+    std::shared_ptr<QVOperation> sub;
+    {
+      const UnfairLockGuard guard(lock_);
+      isSpreadingPause_ = std::exchange(hasPauseToSpread_, false);
+      if (!isSpreadingPause_) return;
+      pauses = wantsPause_;
+      sub = subOperation_;
+    }
+    if (sub != nullptr) pauses ? sub->pause() : sub->resume();
+    pauseConditionLock_.lock();
+    pauseConditionLock_.unlockWithCondition(pauses ? detail::gateIsClosed : detail::gateIsOpen);
+    updateIsPaused();
+  }
+}
+
+// What is on its way to the main thread tells the state that it finds there.
+void QVOperation::updateIsPaused() {
+  if (isUpdatingPaused_.exchange(true)) return;
+  DispatchQueue::main()->async([weak = std::weak_ptr(weak_from_this())] {
+    const auto self = std::static_pointer_cast<QVOperation>(weak.lock());
+    if (self == nullptr) return;
+    self->isUpdatingPaused_ = false;
+    const bool isPaused = self->pauseConditionLock_.condition() == detail::gateIsClosed;
+    if (isPaused == self->isPaused_) return;
+    const ChangeNotice notice(*self, "isPaused");
+    self->isPaused_ = isPaused;
+  });
+}
+
+void QVOperation::setupProgressPauseHandlers(NSProgress& progress) {
+  const auto self = weakSelf();
+  progress.setPausable(true);
+  progress.setPausingHandler([self] {
+    if (const auto operation = self.lock()) operation->pause();
+  });
+  progress.setResumingHandler([self] {
+    if (const auto operation = self.lock()) operation->resume();
+  });
+}
+
+// What the handler holds goes with it, once it has been called.
+void QVOperation::addTimeout(std::chrono::duration<double> seconds, std::function<void()> handler) {
+  cancelTimeout();
+  const auto source = std::make_shared<DispatchTimerSource>(DispatchQueue::global());
+  source->schedule(delayOf(seconds));
+  source->setEventHandler([handler = std::move(handler)]() mutable { std::exchange(handler, nullptr)(); });
+  const auto replaced = exchange(&QVOperation::timeoutSource_, source);
+  if (replaced != nullptr) replaced->cancel();
+  source->resume();
+}
+
+void QVOperation::cancelTimeout() {
+  if (const auto source = exchange(&QVOperation::timeoutSource_, {})) source->cancel();
+}
+
+}  // namespace QVFoundation

@@ -1,0 +1,108 @@
+#include "QVFoundation/operations/QVOperation.h"
+
+#include <utility>
+
+#include "QVFoundation/operations/QVOperationState_p.h"
+#include "QVFoundation/operations/QVProgressUtilities.h"
+#include "QVFoundation/platform/concurrency/DispatchQueue.h"
+#include "QVFoundation/platform/runtime/ChangeNotice.h"
+#include "QVFoundation/platform/runtime/NSException.h"
+#include "QVFoundation/platform/text/Format.h"
+
+namespace QVFoundation {
+
+std::shared_ptr<NSProgress> QVOperation::progress() const {
+  if (auto progress = locked(&QVOperation::progress_)) return progress;
+  auto made = std::make_shared<NSProgress>();
+  made->setLocalizedAdditionalDescription("");
+  const UnfairLockGuard guard(lock_);
+  if (progress_ == nullptr) progress_ = std::move(made);
+  return progress_;
+}
+
+void QVOperation::setProgress(std::shared_ptr<NSProgress> progress) {
+  if (progress == nullptr) {
+    throw NSException(NSInvalidArgumentException, shortDescription() + " cannot be without a progress");
+  }
+  const ChangeNotice notice(*this, "progress");
+  (void)exchange(&QVOperation::progress_, std::move(progress));
+}
+
+void QVOperation::resetProgress() {
+  if (const OSLogger& log = progressLog(); log.isEnabled(OSLogType::debug)) {
+    log.log(OSLogType::debug, stringWithFormat("Resetting progress for %@", nameOrNull()));
+  }
+  setProgress(std::make_shared<NSProgress>());
+  const auto shown = mainThreadProgress();
+  if (shown == nullptr) return;
+  if (const auto mirror = mainThreadProgressMirror()) mirror->invalidate();
+  (void)exchange(&QVOperation::mainThreadProgressMirror_,
+                 std::make_shared<QVProgressMirror>(progress(), shown, DispatchQueue::main()));
+}
+
+std::shared_ptr<NSProgress> QVOperation::currentSegmentProgress() const {
+  return locked(&QVOperation::currentSegmentProgress_);
+}
+
+void QVOperation::setCurrentSegmentProgress(std::shared_ptr<NSProgress> progress) {
+  const ChangeNotice notice(*this, "currentSegmentProgress");
+  (void)exchange(&QVOperation::currentSegmentProgress_, std::move(progress));
+}
+
+std::shared_ptr<NSProgress> QVOperation::topLevelProgress() const {
+  auto segment = currentSegmentProgress();
+  return segment != nullptr ? segment : progress();
+}
+
+void QVOperation::updateLocalizedDescription(const std::optional<std::string>& text) {
+  QVFoundation::updateLocalizedDescription(*topLevelProgress(), text);
+}
+void QVOperation::updateLocalizedAdditionalDescription(const std::string& text) {
+  QVFoundation::updateLocalizedAdditionalDescription(*topLevelProgress(), text);
+}
+
+// The two names of the copy differ, here and where it is made, as they always have.
+void QVOperation::updateProgressName() {
+  const auto progress = this->progress();
+  QVFoundation::setName(*progress, name().value_or(""));
+  if (const auto shown = mainThreadProgress()) {
+    QVFoundation::setName(*shown, QVFoundation::name(*progress).value_or("null") + ": (main)");
+  }
+}
+
+void QVOperation::setEnableMainThreadProgress(bool enabled) {
+  {
+    const ChangeNotice notice(*this, "enableMainThreadProgress");
+    enableMainThreadProgress_ = enabled;
+  }
+  DispatchQueue::main()->sync([this] { updateMainThreadProgress(); });
+}
+
+void QVOperation::updateMainThreadProgress() {
+  if (!enableMainThreadProgress_) {
+    setMainThreadProgress(nullptr);
+    (void)exchange(&QVOperation::mainThreadProgressMirror_, {});
+    return;
+  }
+  const auto source = progress();
+  const auto shown = std::make_shared<NSProgress>();
+  QVFoundation::setName(*shown, QVFoundation::name(*source).value_or("null") + " (main)");
+  (void)exchange(&QVOperation::mainThreadProgressMirror_,
+                 std::make_shared<QVProgressMirror>(source, shown, DispatchQueue::main()));
+  setMainThreadProgress(shown);
+}
+
+std::shared_ptr<NSProgress> QVOperation::mainThreadProgress() const {
+  return locked(&QVOperation::mainThreadProgress_);
+}
+
+void QVOperation::setMainThreadProgress(std::shared_ptr<NSProgress> progress) {
+  const ChangeNotice notice(*this, "mainThreadProgress");
+  (void)exchange(&QVOperation::mainThreadProgress_, std::move(progress));
+}
+
+std::shared_ptr<QVProgressMirror> QVOperation::mainThreadProgressMirror() const {
+  return locked(&QVOperation::mainThreadProgressMirror_);
+}
+
+}  // namespace QVFoundation

@@ -1,0 +1,163 @@
+#include "QVFoundation/operations/QVOperation.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+#include "QVFoundation/operations/QVOperationState_p.h"
+#include "QVFoundation/operations/QVProgressUtilities.h"
+#include "QVFoundation/operations/QVStopInDebugger.h"
+#include "QVFoundation/platform/runtime/ChangeNotice.h"
+#include "QVFoundation/platform/text/Format.h"
+
+namespace QVFoundation {
+
+namespace {
+
+std::string nameOf(const NSProgress& progress) { return name(progress).value_or("null"); }
+
+std::shared_ptr<NSProgress> segmentProgress(QVProgressSegmentName segment, std::int64_t unitCount) {
+  auto progress = std::make_shared<NSProgress>(std::max<std::int64_t>(unitCount, 1));
+  setName(*progress, "segment:" + segment.stringValue());
+  return progress;
+}
+
+}  // namespace
+
+void QVOperation::setCost(std::int64_t cost, QVProgressSegmentName forSegment) {
+  const UnfairLockGuard guard(lock_);
+  segmentCosts_.insert_or_assign(forSegment, cost);
+}
+
+void QVOperation::reportIfNested(QVProgressSegmentName name) {
+  if (currentSegmentProgress() == nullptr) return;
+  logErrorString("Tried to start new segment " + name.stringValue() + " while already in a segment");
+  QVStopInDebugger();
+}
+
+QVOperation::Segment::Segment(QVOperation& operation, QVProgressSegmentName name, std::int64_t unitCount)
+    : operation_(operation),
+      name_(name),
+      parent_(operation.progress()),
+      progress_(segmentProgress(name, unitCount)) {
+  const auto costs = operation_.locked(&QVOperation::segmentCosts_);
+  const auto found = costs.find(name_);
+  const std::int64_t cost = found != costs.end() ? found->second : 0;
+  if (childLog().isEnabled(OSLogType::debug)) {
+    childLog().log(
+        OSLogType::debug,
+        stringWithFormat("Segment %@:%@ adding child with segment unit count %d, segment cost %d",
+                         nameOf(*parent_), name_.stringValue(), progress_->totalUnitCount(), cost));
+  }
+  parent_->addChild(progress_, cost);
+  operation_.logHierarchy();
+  operation_.setCurrentSegmentProgress(progress_);
+}
+
+QVOperation::Segment::~Segment() {
+  if (childLog().isEnabled(OSLogType::debug)) {
+    childLog().log(OSLogType::debug,
+                   stringWithFormat("Segment completed: %@:%@", nameOf(*parent_), name_.stringValue()));
+  }
+  progress_->setCompletedUnitCount(progress_->totalUnitCount());
+  parent_->endChild(*progress_);  // where the block has left it without a size
+  operation_.setCurrentSegmentProgress(nullptr);
+}
+
+void QVOperation::logHierarchy() const {
+  if (!childLog().isEnabled(OSLogType::debug)) return;
+  childLog().log(OSLogType::debug,
+                 stringWithFormat("New progress hierarchy:\n%@",
+                                  hierarchyDescriptionWithIndent(*rootProgress(*progress()), 0)));
+}
+
+// Sub-operations
+
+std::shared_ptr<QVOperation> QVOperation::subOperation() const { return locked(&QVOperation::subOperation_); }
+
+void QVOperation::setSubOperation(std::shared_ptr<QVOperation> operation) {
+  if (const auto replaced = exchange(&QVOperation::subOperation_, operation)) {
+    replaced->setLogger(nullptr);
+    replaced->setSuperOperation(nullptr);
+  }
+  if (operation == nullptr) return;
+  operation->setLogger(logger());
+  operation->setSuperOperation(isBlocking() ? std::static_pointer_cast<QVOperation>(shared_from_this())
+                                            : nullptr);
+}
+
+bool QVOperation::isBlocking() const { return dynamic_cast<const detail::SyncBody*>(this) != nullptr; }
+
+std::shared_ptr<QVOperation> QVOperation::superOperation() const {
+  return locked(&QVOperation::superOperation_).lock();
+}
+
+void QVOperation::setSuperOperation(const std::shared_ptr<QVOperation>& operation) {
+  (void)exchange(&QVOperation::superOperation_, std::weak_ptr(operation));
+}
+
+std::shared_ptr<QVOperation> QVOperation::rootOperation() {
+  auto root = std::static_pointer_cast<QVOperation>(shared_from_this());
+  while (auto above = root->superOperation()) root = std::move(above);
+  return root;
+}
+
+void QVOperation::runSubOperation(const std::shared_ptr<QVOperation>& operation, std::int64_t unitCount) {
+  setupSuboperation(operation, unitCount);
+  try {
+    executeSubOperation(operation);
+  } catch (...) {
+    teardownSuboperation(operation, unitCount);
+    throw;
+  }
+  teardownSuboperation(operation, unitCount);
+}
+
+void QVOperation::setupSuboperation(const std::shared_ptr<QVOperation>& operation,
+                                    std::int64_t withUnitCount) {
+  operation->timingInfo()->setSignpostLane(timingInfo()->signpostLane());
+  setSubOperation(operation);
+  if (locked(&QVOperation::wantsPause_)) spreadPause();
+  if (withUnitCount <= 0) return;
+  if (childLog().isEnabled(OSLogType::debug)) {
+    childLog().log(OSLogType::debug,
+                   stringWithFormat("Operation %@ adding suboperation %@ child with unit count %d",
+                                    nameOrNull(), operation->nameOrNull(), withUnitCount));
+  }
+  const auto child = operation->progress();
+  topLevelProgress()->addChild(child, withUnitCount);
+  (void)exchange(&QVOperation::progressOfSubOperation_, child);
+  logHierarchy();
+}
+
+void QVOperation::executeSubOperation(const std::shared_ptr<QVOperation>& operation) {
+  static const auto& name = *new QVOperationConditionName("subOperation");
+  performBlock(name, [&] {
+    if (!operation->isBlocking()) {
+      operation->setCompletionBlock([weak = weakSelf()] {
+        if (const auto self = weak.lock()) self->signal(name);
+      });
+    }
+    operation->start();
+    if (!operation->isBlocking()) awaitSubOperation(*operation, name);
+  });
+}
+
+void QVOperation::teardownSuboperation(const std::shared_ptr<QVOperation>& operation,
+                                       std::int64_t withUnitCount) {
+  if (withUnitCount > 0) {
+    if (childLog().isEnabled(OSLogType::debug)) {
+      childLog().log(OSLogType::debug, stringWithFormat("Operation %@ suboperation %@ complete", nameOrNull(),
+                                                        operation->nameOrNull()));
+    }
+    logHierarchy();
+    // It has ended, whatever it has reported.
+    if (const auto child = exchange(&QVOperation::progressOfSubOperation_, {})) {
+      if (const auto parent = child->parent()) parent->endChild(*child);
+    }
+  }
+  timingInfo()->addTimingInfo(*operation->timingInfo());
+  setSubOperation(nullptr);
+}
+
+}  // namespace QVFoundation

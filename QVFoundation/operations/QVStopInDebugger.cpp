@@ -1,0 +1,7 @@
+#include "QVFoundation/operations/QVStopInDebugger.h"
+
+namespace QVFoundation {
+
+int QVStopInDebugger() noexcept { return 0; }
+
+}  // namespace QVFoundation
