@@ -421,6 +421,7 @@ private:
   void runSubOperation(const std::shared_ptr<QVOperation>& operation, std::int64_t unitCount);
   void awaitSubOperation(const QVOperation& operation, const QVOperationConditionName& name);
   [[nodiscard]] bool isBlocking() const;
+  [[nodiscard]] bool hasToEnd() const noexcept { return isBeingCancelled_ || isCancelled(); }
   [[nodiscard]] NSError cancellationError();
   [[nodiscard]] std::shared_ptr<NSCondition> conditionNamed(const QVOperationConditionName& name) const;
   [[nodiscard]] std::shared_ptr<NSCondition> existingCondition(const QVOperationConditionName& name) const;
@@ -441,6 +442,7 @@ private:
   std::atomic<double> completionDuration_{0};  // seconds
   std::atomic<bool> logDebugMarker_{false};
   std::atomic<bool> enableMainThreadProgress_{false};
+  std::atomic<bool> isBeingCancelled_{false};
   std::atomic<bool> isPaused_{false};
   std::atomic<bool> isUpdatingPaused_{false};  // on its way to the main thread
   NSConditionLock pauseConditionLock_;

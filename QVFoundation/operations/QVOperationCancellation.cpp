@@ -10,11 +10,12 @@ namespace QVFoundation {
 
 void QVOperation::cancel() {
   const auto self = weak_from_this().lock();
+  isBeingCancelled_ = true;  // for who is woken before all have heard
   const auto sub = subOperation();
   if (sub != nullptr) sub->cancel();
   wakeAllConditions();
   NSOperation::cancel();
-  // Who was woken before that has found himself not cancelled and may wait again; and a sub-operation may have come.
+  // Meanwhile a sub-operation may have come, or a wait.
   if (const auto late = subOperation(); late != nullptr && late != sub) late->cancel();
   wakeAllConditions();
   pauseConditionLock_.wake();
@@ -31,12 +32,12 @@ std::optional<std::string> QVOperation::cancellationDescription() const {
 
 std::optional<NSError> QVOperation::checkForCancellation() {
   if (pauseConditionLock_.condition() != detail::gateIsOpen) [[unlikely]] {
-    if (pauseConditionLock_.lockWhenCondition(detail::gateIsOpen, [this] { return isCancelled(); })) {
+    if (pauseConditionLock_.lockWhenCondition(detail::gateIsOpen, [this] { return hasToEnd(); })) {
       pauseConditionLock_.unlock();
     }
   }
   if (detail::currentTaskIsCancelled()) rootOperation()->cancel();
-  if (!isCancelled()) [[likely]]
+  if (!hasToEnd()) [[likely]]
     return {};
   return cancellationError();
 }

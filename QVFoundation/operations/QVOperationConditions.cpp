@@ -55,7 +55,7 @@ void QVOperation::wait(const QVOperationConditionName& onConditionName,
                        const std::function<bool()>& conditionChecker) {
   const auto condition = existingCondition(onConditionName);
   if (conditionChecker && conditionChecker()) return;
-  while (!awaitSignal(*condition) && !isCancelled()) {
+  while (!awaitSignal(*condition) && !hasToEnd()) {
     if (conditionChecker && conditionChecker()) return;
   }
 }
