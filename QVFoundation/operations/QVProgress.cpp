@@ -20,12 +20,10 @@ QVProgress::QVProgress(std::string localizedDescription)
 
 QVProgress::QVProgress(std::shared_ptr<NSProgress> progress)
     : progress_(std::move(progress)), observationManager_(std::make_shared<QVObservationManager>()) {
-  // The end of the observation is waited for, so this is still there; but nobody may hold it any more.
+  // This is there as long as the task runs: its end is waited for.
   observationManager_->addObserverOfObject(*progress_, "localizedDescription",
                                            [this](NSProgress& source, const NSKeyValueChange&) {
-                                             const auto self = weak_from_this().lock();
-                                             if (self != nullptr)
-                                               setLocalizedDescription(source.localizedDescription());
+                                             setLocalizedDescription(source.localizedDescription());
                                            });
 }
 
@@ -36,6 +34,7 @@ std::string QVProgress::localizedDescription() const {
   return localizedDescription_;
 }
 
+// An observer may let go of this.
 void QVProgress::setLocalizedDescription(std::string localizedDescription) {
   const ChangeNotice notice(*this, "localizedDescription");
   const UnfairLockGuard guard(lock_);

@@ -10,6 +10,28 @@ namespace QVFoundation {
 
 using namespace std::chrono_literals;
 
+namespace {
+
+void copyProgress(const NSProgress& source, NSProgress& destination) {
+  if (source.isIndeterminate()) {
+    destination.setTotalUnitCount(source.totalUnitCount());
+    destination.setCompletedUnitCount(source.completedUnitCount());
+  } else {
+    constexpr std::int64_t units = 10'000;
+    destination.setTotalUnitCount(units);
+    destination.setCompletedUnitCount(
+        static_cast<std::int64_t>(source.fractionCompleted() * static_cast<double>(units)));
+  }
+  updateLocalizedDescription(destination, source.localizedDescription());
+  updateLocalizedAdditionalDescription(destination, source.localizedAdditionalDescription());
+  if (mirrorLog().isEnabled(OSLogType::debug)) {
+    mirrorLog().log(OSLogType::debug, stringWithFormat("mirror: %@ -> %@", customDescription(source),
+                                                       customDescription(destination)));
+  }
+}
+
+}  // namespace
+
 const NSClass& QVProgressMirror::staticClass() {
   static const NSClass& cls =
       *new NSClass(NSClass::define<QVProgressMirror>("QVProgressMirror", NSObject::staticClass())
@@ -26,10 +48,9 @@ QVProgressMirror::QVProgressMirror(std::shared_ptr<NSProgress> sourceProgress,
       queue_(std::move(queue)) {
   const auto timer = std::make_shared<DispatchTimerSource>(queue_);
   timer->schedule(0s, 200ms);
-  // The end of the timer is waited for, so the mirror is still there; but nobody may hold it any more.
-  timer->setEventHandler([this] {
-    if (const auto self = weak_from_this().lock()) updateDestinationProgress();
-  });
+  // It does not need the mirror, which an observer of the destination may let go of.
+  timer->setEventHandler(
+      [source = source_, destination = destination_] { copyProgress(*source, *destination); });
   {
     const UnfairLockGuard guard(lock_);
     timer_ = timer;
@@ -54,21 +75,9 @@ std::shared_ptr<DispatchTimerSource> QVProgressMirror::timer() const {
 }
 
 void QVProgressMirror::updateDestinationProgress() {
-  if (source_->isIndeterminate()) {
-    destination_->setTotalUnitCount(source_->totalUnitCount());
-    destination_->setCompletedUnitCount(source_->completedUnitCount());
-  } else {
-    constexpr std::int64_t units = 10'000;
-    destination_->setTotalUnitCount(units);
-    destination_->setCompletedUnitCount(
-        static_cast<std::int64_t>(source_->fractionCompleted() * static_cast<double>(units)));
-  }
-  updateLocalizedDescription(*destination_, source_->localizedDescription());
-  updateLocalizedAdditionalDescription(*destination_, source_->localizedAdditionalDescription());
-  if (mirrorLog().isEnabled(OSLogType::debug)) {
-    mirrorLog().log(OSLogType::debug, stringWithFormat("mirror: %@ -> %@", customDescription(*source_),
-                                                       customDescription(*destination_)));
-  }
+  const auto source = source_;
+  const auto destination = destination_;
+  copyProgress(*source, *destination);
 }
 
 std::string QVProgressMirror::description() const {

@@ -106,7 +106,8 @@ TEST(OperationSoakTest, endsEveryOperationOnceUnderAnyTreatment) {
           letGoOn(operation);
           operation = std::make_shared<RestlessOperation>(random(), 2);
           operation->setCompletionBlock([&ended, its = std::weak_ptr(operation)] {
-            if (++its.lock()->timesEnded == 1) ++ended;
+            EXPECT_EQ(++its.lock()->timesEnded, 1);
+            ++ended;
           });
           if (random() % 8 == 0) operation->cancel();
           if (random() % 16 == 0) continue;  // never runs
@@ -132,9 +133,9 @@ TEST(OperationSoakTest, endsEveryOperationOnceUnderAnyTreatment) {
     });
     testing::runMainQueueUntil([&] { return isOver.load(); });
   }
-  EXPECT_EQ(ended, added);
-  // The last ones go with the blocks that have run them, and with what the main thread was to be told.
-  testing::runMainQueueUntil([] { return operationsAlive == 0; });
+  // Completion blocks come last; and operations go with the blocks that have run them, and with what the main thread
+  // was to be told.
+  testing::runMainQueueUntil([&] { return ended == added && operationsAlive == 0; });
 }
 
 }  // namespace
