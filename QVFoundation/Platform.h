@@ -14,6 +14,7 @@
 #include "QVFoundation/platform/application/NSNotificationCenter.h"
 #include "QVFoundation/platform/application/NSProgress.h"
 #include "QVFoundation/platform/application/NSProgressKeys.h"
+#include "QVFoundation/platform/application/NSProgressReporting.h"
 #include "QVFoundation/platform/application/NotificationPublisher.h"
 #include "QVFoundation/platform/application/PassthroughSubject.h"
 #include "QVFoundation/platform/application/Publisher.h"

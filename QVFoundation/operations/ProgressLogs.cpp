@@ -29,13 +29,15 @@ public:
   const OSLogger& get() {
     const OSLogger* log = log_.load(std::memory_order_acquire);
     if (log != nullptr) return *log;
-    log = &disabledLog();
-    if (hasProgressLogs && isEnabled) {
-      std::call_once(isMade_, [this] { made_.emplace(createProgressLogWithCategory(category_)); });
-      log = &*made_;
+    for (bool wasEnabled = isEnabled;; wasEnabled = isEnabled) {
+      log = &disabledLog();
+      if (hasProgressLogs && wasEnabled) {
+        std::call_once(isMade_, [this] { made_.emplace(createProgressLogWithCategory(category_)); });
+        log = &*made_;
+      }
+      log_.store(log);
+      if (isEnabled == wasEnabled) return *log;
     }
-    log_.store(log, std::memory_order_release);
-    return *log;
   }
   void drop() noexcept { log_.store(nullptr, std::memory_order_release); }
 

@@ -115,6 +115,8 @@ void QVOperation::startInBackground() {
 }
 
 void QVOperation::setMainThreadCompletionBlock(std::function<void()> block) {
+  if (!block)
+    throw NSException(NSInvalidArgumentException, "There is no block to run after " + shortDescription());
   setCompletionBlock(
       [block = std::move(block)]() mutable { DispatchQueue::main()->async(std::move(block)); });
 }

@@ -27,8 +27,8 @@
 #include "QVFoundation/operations/QVTimingName.h"
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/application/NSProgress.h"
+#include "QVFoundation/platform/application/NSProgressReporting.h"
 #include "QVFoundation/platform/concurrency/DispatchTimerSource.h"
-#include "QVFoundation/platform/concurrency/NSCondition.h"
 #include "QVFoundation/platform/concurrency/NSConditionLock.h"
 #include "QVFoundation/platform/concurrency/NSOperation.h"
 #include "QVFoundation/platform/runtime/NSError.h"
@@ -36,6 +36,8 @@
 namespace QVFoundation {
 
 namespace detail {
+
+class NamedCondition;
 
 /// Fits wherever a handler takes a reference or a shared pointer to its own class of operations.
 class AnyOperation {
@@ -114,8 +116,9 @@ using Returned = std::conditional_t<std::is_void_v<std::invoke_result_t<Callable
 /// "mainThreadProgress" change on the main thread.
 /// Ownership: held by `std::shared_ptr`. It owns its progress, its conditions and its sub-operation; a
 /// sub-operation does not keep the one that runs it.
-/// Errors: what leaves the body or a hook as an exception is the operation's failure.
-class QV_EXPORT QVOperation : public NSOperation {
+/// Errors: what leaves the body or a hook as an exception is the operation's failure. A raised `NSException`, as the error
+/// 1003, also ends the run there: then the progress is not shown complete.
+class QV_EXPORT QVOperation : public NSOperation, public NSProgressReporting {
 public:
   static const NSClass& staticClass();
   const NSClass& dynamicClass() const override { return staticClass(); }
@@ -138,13 +141,19 @@ public:
   virtual void startInBackground();
   /// Runs a block on the main thread when the operation has finished, in place of any completion block.
   void setMainThreadCompletionBlock(std::function<void()> block);
-  /// The same with the operation itself, as its own class, and starts it in the background.
+  /// The same with the operation itself, as its own class, and starts it in the background. The operation is kept until
+  /// the handler has run.
   template <std::invocable<detail::AnyOperation> Handler>
   void startInBackgroundWithMainThreadCompletionHandler(Handler handler) {
-    setMainThreadCompletionBlock([self = weakSelf(), handler = std::move(handler)]() mutable {
-      if (const auto operation = self.lock()) handler(detail::AnyOperation(operation));
-    });
-    startInBackground();
+    const auto self = std::static_pointer_cast<QVOperation>(shared_from_this());
+    setMainThreadCompletionBlock(
+        [self, handler = std::move(handler)]() mutable { handler(detail::AnyOperation(self)); });
+    try {
+      startInBackground();
+    } catch (...) {
+      setCompletionBlock({});  // which would keep the operation for ever
+      throw;
+    }
   }
 
   /// The run: `mainSetup`, the body, `mainFinish`. It looks at no cancellation: that is for the body.
@@ -183,13 +192,14 @@ public:
 
   /// Calls a handler once on a background thread when the time is up, unless it is cancelled before; a later time-out
   /// takes its place. It is the handler that does something about it, such as `cancel`. Whatever the time, it is
-  /// within a century.
+  /// within a century. Replacing, cancelling and destroying it wait for a handler that is running elsewhere, so a handler
+  /// must not wait for the operation.
   void addTimeout(std::chrono::duration<double> seconds, std::function<void()> handler);
   void cancelTimeout();
 
   // Progress
 
-  [[nodiscard]] std::shared_ptr<NSProgress> progress() const;
+  [[nodiscard]] std::shared_ptr<NSProgress> progress() const override;
   void setProgress(std::shared_ptr<NSProgress> progress);
   /// A new progress in place of the old one, for another run.
   void resetProgress();
@@ -227,7 +237,8 @@ public:
   [[nodiscard]] std::shared_ptr<QVTimingInfo> timingInfo() const;
   void setTimingInfo(std::shared_ptr<QVTimingInfo> timingInfo);
   [[nodiscard]] QVTimingName timingName() const noexcept { return timingName_; }
-  /// For observations that last as long as the operation.
+  /// For observations that last as long as the operation. A subclass whose tasks use members of its own ends them in its
+  /// destructor, with `removeAllObservers`.
   [[nodiscard]] std::shared_ptr<QVObservationManager> observationManager() const;
 
   /// "self" and "name".
@@ -258,7 +269,9 @@ public:
   }
 
   /// Runs another operation within this one, on this thread if it blocks, and returns its value or throws its error.
-  /// Its progress stands for so many units of `topLevelProgress()`; of none, and then it is not seen there at all.
+  /// Its progress stands for so many units of `topLevelProgress()`; of none, and then it is not seen there at all. Raises
+  /// `NSInvalidArgumentException` for one that is a part of another one already. Where this operation is cancelled it does
+  /// not run, and the error 1002 is thrown.
   template <std::derived_from<QVOperation> Operation>
   typename Operation::ResultType performSubOperation(const std::shared_ptr<Operation>& operation,
                                                      std::int64_t withUnitCount) {
@@ -273,15 +286,15 @@ public:
   }
 
   /// Set a text on `topLevelProgress()` and on all above it.
-  void updateLocalizedDescription(const std::optional<std::string>& text);
-  void updateLocalizedAdditionalDescription(const std::string& text);
+  void updateLocalizedDescription(const std::optional<std::string>& text) const;
+  void updateLocalizedAdditionalDescription(const std::string& text) const;
 
   /// Runs a block while a condition of that name exists, which others can signal and the block can wait for. Returns
   /// what the block returns.
   ///
   /// ```cpp
   /// performBlock("answer", [&] {
-  ///   server->ask(question, [weak = weakSelf] { weak.lock()->signal("answer"); });
+  ///   server->ask(question, [&] { signal("answer"); });
   ///   wait("answer", [&] { return server->hasAnswered(); });
   /// });
   /// ```
@@ -290,34 +303,34 @@ public:
     const RegisteredCondition condition(*this, withConditionName);
     return std::invoke(std::forward<Block>(block));
   }
-  /// Waits until the condition is signalled, or the operation is cancelled. A name that there is no
-  /// `performBlock` around for ends the process.
+  /// Waits until the condition is signalled, or the operation is cancelled; one that is cancelled already waits for 50
+  /// milliseconds. A name that there is no `performBlock` around for ends the process.
   void wait(const QVOperationConditionName& onConditionName);
-  /// The same; or until a question is answered with yes. It is asked at the beginning and every 50 milliseconds. What
-  /// it throws ends the wait.
+  /// Waits until the condition is signalled, the operation is cancelled meanwhile, or a question is answered with yes.
+  /// It is asked at the beginning and every 50 milliseconds. What it throws ends the wait.
   void wait(const QVOperationConditionName& onConditionName, const std::function<bool()>& conditionChecker);
-  /// Wakes one that waits; does nothing where there is no such condition.
+  /// Wakes one that waits; lost where nobody does, or there is no such condition.
   void signal(const QVOperationConditionName& conditionName);
 
   // Logging shortcuts: without a logger they do nothing and evaluate nothing
 
   /// Returns the error where it is none to log, that of a user who has cancelled.
-  std::optional<NSError> logError(const NSError& error);
-  void logErrorString(OptionalText text);
-  void logInfoString(std::string_view text);
+  std::optional<NSError> logError(const NSError& error) const;
+  void logErrorString(OptionalText text) const;
+  void logInfoString(std::string_view text) const;
   /// A text that the main bundle may have in the user's language. The comment is for translators.
-  void logInfo(std::string_view localized, OptionalText comment = {});
-  void logDebugString(std::string_view text);
+  void logInfo(std::string_view localized, OptionalText comment = {}) const;
+  void logDebugString(std::string_view text) const;
   /// The callable returns the text; it is not called where the filter lets no debug lines pass.
   template <std::invocable Callable>
-  void logDebugBlock(Callable&& callable) {
+  void logDebugBlock(Callable&& callable) const {
     if (allowsDebug()) logDebugString(std::invoke(std::forward<Callable>(callable)));
   }
 
   /// Returns what a callable returns. What it throws is logged, as "message: " and all that it says of itself or by
   /// its description, and nothing is returned.
   template <std::invocable Callable>
-  std::optional<detail::Returned<Callable>> logThrownError(OptionalText message, Callable&& callable) {
+  std::optional<detail::Returned<Callable>> logThrownError(OptionalText message, Callable&& callable) const {
     try {
       return valueOf(std::forward<Callable>(callable));
     } catch (...) {
@@ -326,14 +339,14 @@ public:
     }
   }
   template <std::invocable Callable>
-  std::optional<detail::Returned<Callable>> logThrownError(Callable&& callable) {
+  std::optional<detail::Returned<Callable>> logThrownError(Callable&& callable) const {
     return logThrownError(std::nullopt, std::forward<Callable>(callable));
   }
 
   /// Returns what a callable returns. What it throws is logged, and nothing is returned; but that the user has
   /// cancelled is thrown on.
   template <std::invocable Callable>
-  std::optional<detail::Returned<Callable>> logErrorOrThrow(Callable&& callable) {
+  std::optional<detail::Returned<Callable>> logErrorOrThrow(Callable&& callable) const {
     try {
       return valueOf(std::forward<Callable>(callable));
     } catch (...) {
@@ -342,7 +355,7 @@ public:
     }
   }
   template <std::invocable Callable>
-  std::optional<detail::Returned<Callable>> logErrorOrThrowWithBlock(Callable&& callable) {
+  std::optional<detail::Returned<Callable>> logErrorOrThrowWithBlock(Callable&& callable) const {
     return logErrorOrThrow(std::forward<Callable>(callable));
   }
 
@@ -360,7 +373,7 @@ protected:
   void teardownSuboperation(const std::shared_ptr<QVOperation>& operation, std::int64_t withUnitCount);
 
 private:
-  using Conditions = std::map<QVOperationConditionName, std::shared_ptr<NSCondition>>;
+  using Conditions = std::map<QVOperationConditionName, std::shared_ptr<detail::NamedCondition>>;
 
   /// A segment while it runs.
   class QV_EXPORT Segment {
@@ -421,18 +434,22 @@ private:
   void runSubOperation(const std::shared_ptr<QVOperation>& operation, std::int64_t unitCount);
   void awaitSubOperation(const QVOperation& operation, const QVOperationConditionName& name);
   [[nodiscard]] bool isBlocking() const;
+  void refuseUnlessFree(const QVOperation* operation) const;
   [[nodiscard]] bool hasToEnd() const noexcept { return isBeingCancelled_ || isCancelled(); }
   [[nodiscard]] NSError cancellationError();
-  [[nodiscard]] std::shared_ptr<NSCondition> conditionNamed(const QVOperationConditionName& name) const;
-  [[nodiscard]] std::shared_ptr<NSCondition> existingCondition(const QVOperationConditionName& name) const;
+  [[nodiscard]] std::shared_ptr<detail::NamedCondition> conditionNamed(
+      const QVOperationConditionName& name) const;
+  [[nodiscard]] std::shared_ptr<detail::NamedCondition> existingCondition(
+      const QVOperationConditionName& name) const;
   void wakeAllConditions();
   void setPaused(bool paused);
   void spreadPause();
   void updateIsPaused();
   void updateMainThreadProgress();
+  void installMirror();
   [[nodiscard]] bool allowsDebug() const;
-  void logCaughtError(OptionalText message, const std::exception_ptr& exception);
-  void throwUnlessLogged(const std::exception_ptr& exception);
+  void logCaughtError(OptionalText message, const std::exception_ptr& exception) const;
+  void throwUnlessLogged(const std::exception_ptr& exception) const;
   template <class Content>
   [[nodiscard]] Content locked(Content QVOperation::* field) const;
   template <class Content>

@@ -10,12 +10,12 @@
 
 namespace QVFoundation {
 
-std::optional<NSError> QVOperation::logError(const NSError& error) {
+std::optional<NSError> QVOperation::logError(const NSError& error) const {
   const auto logger = this->logger();
   return logger != nullptr ? logger->logErrorObject(error) : std::nullopt;
 }
 
-void QVOperation::logErrorString(OptionalText text) {
+void QVOperation::logErrorString(OptionalText text) const {
   if (!text) return;
   if (const auto logger = this->logger()) {
     // For translators: a line of the log.
@@ -23,17 +23,17 @@ void QVOperation::logErrorString(OptionalText text) {
   }
 }
 
-void QVOperation::logInfoString(std::string_view text) {
+void QVOperation::logInfoString(std::string_view text) const {
   if (const auto logger = this->logger()) logger->logInfoString(text);
 }
 
-void QVOperation::logInfo(std::string_view localized, OptionalText /*comment*/) {
+void QVOperation::logInfo(std::string_view localized, OptionalText /*comment*/) const {
   if (const auto logger = this->logger()) {
     logger->logInfoString(NSBundle::mainBundle()->localizedStringForKey(localized, "", ""));
   }
 }
 
-void QVOperation::logDebugString(std::string_view text) {
+void QVOperation::logDebugString(std::string_view text) const {
   if (const auto logger = this->logger()) logger->logDebugString(text);
 }
 
@@ -44,13 +44,13 @@ bool QVOperation::allowsDebug() const {
   return filter != nullptr && filter->filterAllowsMessage(std::nullopt, QVLoggerLevelDebug);
 }
 
-void QVOperation::logCaughtError(OptionalText message, const std::exception_ptr& exception) {
+void QVOperation::logCaughtError(OptionalText message, const std::exception_ptr& exception) const {
   if (logger() == nullptr) return;
   logErrorString(message ? std::string(*message) + ": " + fullDescription(exception)
                          : asNSError(exception).localizedDescription());
 }
 
-void QVOperation::throwUnlessLogged(const std::exception_ptr& exception) {
+void QVOperation::throwUnlessLogged(const std::exception_ptr& exception) const {
   if (logError(asNSError(exception))) std::rethrow_exception(exception);
 }
 

@@ -1,5 +1,6 @@
 #include "QVFoundation/operations/QVOperation.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <utility>
@@ -7,6 +8,8 @@
 #include "QVFoundation/operations/QVOperationState_p.h"
 #include "QVFoundation/platform/concurrency/DispatchQueue.h"
 #include "QVFoundation/platform/runtime/ChangeNotice.h"
+#include "QVFoundation/platform/runtime/EscapedException_p.h"
+#include "QVFoundation/platform/runtime/NSException.h"
 
 namespace QVFoundation {
 
@@ -17,6 +20,15 @@ std::chrono::nanoseconds delayOf(std::chrono::duration<double> seconds) {
   if (std::isnan(seconds.count())) seconds = century;
   seconds = std::clamp(seconds, std::chrono::duration<double>::zero(), century);
   return std::chrono::duration_cast<std::chrono::nanoseconds>(seconds);
+}
+
+void pauseOrResume(QVOperation& operation, bool pauses) noexcept {
+  try {
+    pauses ? operation.pause() : operation.resume();
+  } catch (...) {
+    detail::endForEscapedException((pauses ? "The pause of " : "The resumption of ") +
+                                   operation.shortDescription());
+  }
 }
 
 }  // namespace
@@ -49,7 +61,7 @@ void QVOperation::spreadPause() {
       pauses = wantsPause_;
       sub = subOperation_;
     }
-    if (sub != nullptr) pauses ? sub->pause() : sub->resume();
+    if (sub != nullptr) pauseOrResume(*sub, pauses);
     pauseConditionLock_.lock();
     pauseConditionLock_.unlockWithCondition(pauses ? detail::gateIsClosed : detail::gateIsOpen);
     updateIsPaused();
@@ -83,6 +95,9 @@ void QVOperation::setupProgressPauseHandlers(NSProgress& progress) {
 
 // What the handler holds goes with it, once it has been called.
 void QVOperation::addTimeout(std::chrono::duration<double> seconds, std::function<void()> handler) {
+  if (!handler) {
+    throw NSException(NSInvalidArgumentException, "A time-out of " + shortDescription() + " needs a handler");
+  }
   cancelTimeout();
   const auto source = std::make_shared<DispatchTimerSource>(DispatchQueue::global());
   source->schedule(delayOf(seconds));

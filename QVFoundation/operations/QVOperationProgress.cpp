@@ -33,11 +33,20 @@ void QVOperation::resetProgress() {
     log.log(OSLogType::debug, stringWithFormat("Resetting progress for %@", nameOrNull()));
   }
   setProgress(std::make_shared<NSProgress>());
-  const auto shown = mainThreadProgress();
-  if (shown == nullptr) return;
-  if (const auto mirror = mainThreadProgressMirror()) mirror->invalidate();
-  (void)exchange(&QVOperation::mainThreadProgressMirror_,
-                 std::make_shared<QVProgressMirror>(progress(), shown, DispatchQueue::main()));
+  installMirror();
+}
+
+// The progress may be replaced, and the copy may come and go, on other threads meanwhile.
+void QVOperation::installMirror() {
+  for (;;) {
+    const auto source = progress();
+    const auto shown = mainThreadProgress();
+    auto mirror =
+        shown != nullptr ? std::make_shared<QVProgressMirror>(source, shown, DispatchQueue::main()) : nullptr;
+    const auto replaced = exchange(&QVOperation::mainThreadProgressMirror_, std::move(mirror));
+    if (replaced != nullptr) replaced->invalidate();
+    if (progress() == source && mainThreadProgress() == shown) return;
+  }
 }
 
 std::shared_ptr<NSProgress> QVOperation::currentSegmentProgress() const {
@@ -54,10 +63,10 @@ std::shared_ptr<NSProgress> QVOperation::topLevelProgress() const {
   return segment != nullptr ? segment : progress();
 }
 
-void QVOperation::updateLocalizedDescription(const std::optional<std::string>& text) {
+void QVOperation::updateLocalizedDescription(const std::optional<std::string>& text) const {
   QVFoundation::updateLocalizedDescription(*topLevelProgress(), text);
 }
-void QVOperation::updateLocalizedAdditionalDescription(const std::string& text) {
+void QVOperation::updateLocalizedAdditionalDescription(const std::string& text) const {
   QVFoundation::updateLocalizedAdditionalDescription(*topLevelProgress(), text);
 }
 
@@ -79,17 +88,14 @@ void QVOperation::setEnableMainThreadProgress(bool enabled) {
 }
 
 void QVOperation::updateMainThreadProgress() {
-  if (!enableMainThreadProgress_) {
+  if (enableMainThreadProgress_) {
+    const auto shown = std::make_shared<NSProgress>();
+    QVFoundation::setName(*shown, QVFoundation::name(*progress()).value_or("null") + " (main)");
+    setMainThreadProgress(shown);
+  } else {
     setMainThreadProgress(nullptr);
-    (void)exchange(&QVOperation::mainThreadProgressMirror_, {});
-    return;
   }
-  const auto source = progress();
-  const auto shown = std::make_shared<NSProgress>();
-  QVFoundation::setName(*shown, QVFoundation::name(*source).value_or("null") + " (main)");
-  (void)exchange(&QVOperation::mainThreadProgressMirror_,
-                 std::make_shared<QVProgressMirror>(source, shown, DispatchQueue::main()));
-  setMainThreadProgress(shown);
+  installMirror();
 }
 
 std::shared_ptr<NSProgress> QVOperation::mainThreadProgress() const {

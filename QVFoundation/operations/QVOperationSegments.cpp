@@ -7,7 +7,7 @@
 #include "QVFoundation/operations/QVOperationState_p.h"
 #include "QVFoundation/operations/QVProgressUtilities.h"
 #include "QVFoundation/operations/QVStopInDebugger.h"
-#include "QVFoundation/platform/runtime/ChangeNotice.h"
+#include "QVFoundation/platform/runtime/NSException.h"
 #include "QVFoundation/platform/text/Format.h"
 
 namespace QVFoundation {
@@ -76,7 +76,10 @@ void QVOperation::logHierarchy() const {
 std::shared_ptr<QVOperation> QVOperation::subOperation() const { return locked(&QVOperation::subOperation_); }
 
 void QVOperation::setSubOperation(std::shared_ptr<QVOperation> operation) {
-  if (const auto replaced = exchange(&QVOperation::subOperation_, operation)) {
+  const auto replaced = exchange(&QVOperation::subOperation_, operation);
+  // What has come to be a part of another one keeps what it has got there.
+  if (const auto super = replaced != nullptr ? replaced->superOperation() : nullptr;
+      replaced != nullptr && (super == nullptr || super.get() == this)) {
     replaced->setLogger(nullptr);
     replaced->setSuperOperation(nullptr);
   }
@@ -102,21 +105,35 @@ std::shared_ptr<QVOperation> QVOperation::rootOperation() {
   return root;
 }
 
+void QVOperation::refuseUnlessFree(const QVOperation* operation) const {
+  const char* why = nullptr;
+  if (operation == nullptr) why = " has no sub-operation to run";
+  if (operation == this) why = " cannot be its own sub-operation";
+  if (why == nullptr && operation->superOperation() != nullptr) {
+    why = " cannot run a sub-operation that another operation runs";
+  }
+  if (why != nullptr) throw NSException(NSInvalidArgumentException, shortDescription() + why);
+}
+
 void QVOperation::runSubOperation(const std::shared_ptr<QVOperation>& operation, std::int64_t unitCount) {
-  setupSuboperation(operation, unitCount);
+  refuseUnlessFree(operation.get());
   try {
+    setupSuboperation(operation, unitCount);
     executeSubOperation(operation);
   } catch (...) {
     teardownSuboperation(operation, unitCount);
     throw;
   }
   teardownSuboperation(operation, unitCount);
+  // One that was kept from running has no error that would say why.
+  if (hasToEnd() && !operation->locked(&QVOperation::resultStorage_)) throw NSError(cancellationError());
 }
 
 void QVOperation::setupSuboperation(const std::shared_ptr<QVOperation>& operation,
                                     std::int64_t withUnitCount) {
   operation->timingInfo()->setSignpostLane(timingInfo()->signpostLane());
   setSubOperation(operation);
+  if (hasToEnd()) operation->cancel();
   if (locked(&QVOperation::wantsPause_)) spreadPause();
   if (withUnitCount <= 0) return;
   if (childLog().isEnabled(OSLogType::debug)) {

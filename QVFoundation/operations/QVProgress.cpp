@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "QVFoundation/platform/runtime/ChangeNotice.h"
+#include "QVFoundation/platform/runtime/NSException.h"
 
 namespace QVFoundation {
 
@@ -18,13 +19,17 @@ QVProgress::QVProgress(std::string localizedDescription)
     : observationManager_(std::make_shared<QVObservationManager>()),
       localizedDescription_(std::move(localizedDescription)) {}
 
-QVProgress::QVProgress(std::shared_ptr<NSProgress> progress)
-    : progress_(std::move(progress)), observationManager_(std::make_shared<QVObservationManager>()) {
-  // This is there as long as the task runs: its end is waited for.
-  observationManager_->addObserverOfObject(*progress_, "localizedDescription",
-                                           [this](NSProgress& source, const NSKeyValueChange&) {
-                                             setLocalizedDescription(source.localizedDescription());
-                                           });
+// The observation begins when somebody holds the model, and keeps it while the task runs.
+std::shared_ptr<QVProgress> QVProgress::following(std::shared_ptr<NSProgress> progress) {
+  if (progress == nullptr) throw NSException(NSInvalidArgumentException, "There is no progress to follow");
+  auto model = std::make_shared<QVProgress>(std::string());
+  model->progress_ = progress;
+  model->observationManager_->addObserverOfObject(
+      *progress, "localizedDescription",
+      [weak = std::weak_ptr(model)](NSProgress& source, const NSKeyValueChange&) {
+        if (const auto self = weak.lock()) self->setLocalizedDescription(source.localizedDescription());
+      });
+  return model;
 }
 
 QVProgress::~QVProgress() { observationManager_->removeAllObservers(); }
@@ -34,7 +39,6 @@ std::string QVProgress::localizedDescription() const {
   return localizedDescription_;
 }
 
-// An observer may let go of this.
 void QVProgress::setLocalizedDescription(std::string localizedDescription) {
   const ChangeNotice notice(*this, "localizedDescription");
   const UnfairLockGuard guard(lock_);

@@ -25,15 +25,16 @@ public:
 
   /// A text that nothing changes but its setter.
   explicit QVProgress(std::string localizedDescription);
-  /// Follows a progress; empty until its description first changes.
-  explicit QVProgress(std::shared_ptr<NSProgress> progress);
+  /// Follows a progress; empty until its description first changes. Raises `NSInvalidArgumentException` where there is
+  /// none.
+  [[nodiscard]] static std::shared_ptr<QVProgress> following(std::shared_ptr<NSProgress> progress);
   ~QVProgress() override;
 
   [[nodiscard]] std::string localizedDescription() const;
   void setLocalizedDescription(std::string localizedDescription);
 
 private:
-  const std::shared_ptr<NSProgress> progress_;
+  std::shared_ptr<NSProgress> progress_;
   const std::shared_ptr<QVObservationManager> observationManager_;
   mutable UnfairLock lock_;
   std::string localizedDescription_ QV_GUARDED_BY(lock_);

@@ -133,7 +133,7 @@ TEST(QVProgressMirrorTest, mayGoWhileItCopiesElsewhere) {
 
 TEST(QVProgressTest, showsTheDescriptionOfAProgressOrATextOfItsOwn) {
   const auto progress = std::make_shared<NSProgress>(2);
-  const auto shown = std::make_shared<QVProgress>(progress);
+  const auto shown = QVProgress::following(progress);
   const auto fixed = std::make_shared<QVProgress>("Waiting");
   EXPECT_EQ(shown->localizedDescription(), "");
   std::vector<std::string> seen;

@@ -33,6 +33,7 @@ struct CheckingOperation {
     while (!ends) {
       self.checkForCancellationAndReturnError();
       ++checks;
+      std::this_thread::yield();
     }
   });
 
@@ -159,9 +160,11 @@ TEST(QVOperationConditionTest, endsForWhatItsCheckerSays) {
       EXPECT_THROW(self.wait("any", []() -> bool { throw std::runtime_error("no"); }), std::runtime_error);
       int calls = 0;
       self.wait("any", [&] {
-        self.signal("any");  // it holds no lock; nobody waits yet, so the signal is lost
+        self.signal("any");  // it holds no lock, and the wait has begun
         return ++calls == 3;
       });
+      EXPECT_EQ(calls, 1);
+      self.wait("any", [&] { return ++calls == 3; });
       EXPECT_EQ(calls, 3);
     });
   });

@@ -179,9 +179,13 @@ private:
   [[nodiscard]] bool findObserved(Observed& observed) noexcept QV_REQUIRES(treeLock_);
   template <class Change>
   void tellChange(std::string_view key, const Counts& after, const Change& change);
-  void tellChangeOfTree(std::string_view key, const Counts& after, const std::function<void()>& change);
-  void tellLate(std::string_view key);
-  void spreadChange();
+  void tellChangeOfTree(std::string_view key, const Counts& after,
+                        const std::function<std::uint64_t()>& change);
+  void tellLate(std::string_view key, std::uint64_t observations);
+  static constexpr std::uint64_t neverObserved = 0;
+  /// Whoever has come to be observed since so many had been is told late.
+  void spreadChange(std::uint64_t observations);
+  void countCompleted(std::int64_t units) noexcept QV_REQUIRES(treeLock_);
   [[nodiscard]] std::shared_ptr<NSProgress> countInParentIfFinished();
   [[nodiscard]] bool verifyUnobserved() noexcept QV_REQUIRES(treeLock_);
   void markStale() noexcept QV_REQUIRES(treeLock_);
@@ -193,7 +197,9 @@ private:
 
   // The tree: see NSProgressTree.cpp.
   [[nodiscard]] const char* whyNotAbove(const NSProgress& child) const noexcept QV_REQUIRES(treeLock_);
-  void attach(const std::shared_ptr<NSProgress>& child, std::int64_t pending) QV_REQUIRES(treeLock_);
+  /// Returns by how much it has raised the number of first observations, so that notes which have become untrue are
+  /// looked at anew.
+  std::uint64_t attach(const std::shared_ptr<NSProgress>& child, std::int64_t pending) QV_REQUIRES(treeLock_);
   /// Returns what kept the child, for after the lock.
   [[nodiscard]] std::shared_ptr<NSProgress> detach(NSProgress& child) noexcept QV_REQUIRES(treeLock_);
   /// The one after `each` on the way through all below this one, from the top down.
@@ -214,7 +220,6 @@ private:
   [[nodiscard]] Content detail(Content Details::* detail) const;
   template <class Content>
   void setDetail(std::string_view key, Content Details::* detail, Content content);
-  void setUserInfoProperty(std::string_view property, const Value& value, std::string_view key);
   [[nodiscard]] std::string defaultDescription() const;
   [[nodiscard]] std::string defaultAdditionalDescription() const;
 

@@ -56,8 +56,8 @@ void NSProgress::tellCancellation() {
   ProgressHandler handler;
   {
     const UnfairLockGuard guard(lock_);
-    if (details_ != nullptr && !details_->hasHandledCancellation) handler = details_->cancellationHandler;
-    if (handler != nullptr) details_->hasHandledCancellation = true;
+    handler = details().cancellationHandler;
+    details_->hasToldCancellation = true;
   }
   callHandler(handler, "cancellation", *this);
 }
@@ -69,7 +69,7 @@ void NSProgress::setCancellationHandler(Handler handler) {
   {
     const UnfairLockGuard guard(lock_);
     replaced = std::exchange(details().cancellationHandler, its);
-    isTooLate = isCancelled_ && its != nullptr && !std::exchange(details_->hasHandledCancellation, true);
+    isTooLate = details_->hasToldCancellation;
   }
   if (isTooLate) callHandler(its, "cancellation", *this);
 }

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <functional>
+#include <limits>
 #include <list>
 #include <optional>
 #include <utility>
@@ -54,8 +55,6 @@ public:
     forEach([](Told& told) { told.end(); });
   }
 
-  [[nodiscard]] bool isToAnybody() const noexcept { return count_ > 0; }
-
 private:
   /// One that is observed.
   struct Told {
@@ -73,15 +72,18 @@ private:
     }
 
     void end() {
+      const NSProgress::Counts now = progress.counts();
+      // What was not foreseen is due to other threads, which may have foreseen it no more.
+      const bool countsLate = !count && now.completed != before.completed;
+      const bool isLate = !indeterminate && now.isIndeterminate() != before.isIndeterminate();
+      const bool finishesLate = !finished && now.isFinished() != before.isFinished();
       count.reset();
       fraction.reset();
-      const bool wasForeseen = finished.has_value();
       indeterminate.reset();
       finished.reset();
-      // Another thread's report may have decided it.
-      if (!wasForeseen && before.isFinished() != progress.isFinished()) {
-        const ChangeNotice late(progress, "isFinished");
-      }
+      if (countsLate) const ChangeNotice late(progress, "completedUnitCount");
+      if (isLate) const ChangeNotice late(progress, "isIndeterminate");
+      if (finishesLate) const ChangeNotice late(progress, "isFinished");
     }
 
     NSProgress& progress;
@@ -111,7 +113,7 @@ private:
       key = counts ? "completedUnitCount" : "";
       const std::int64_t units = counts ? each->pending_ : 0;
       after = each->parent_->counts();
-      after.add(units);
+      if (!after.isFinished()) after.add(units);
     }
   }
 
@@ -156,23 +158,28 @@ void NSProgress::setCompletedUnitCount(std::int64_t count) {
 }
 
 void NSProgress::setTotalUnitCount(std::int64_t count) {
-  tellChange("totalUnitCount", {count, completed_}, [&] { total_.store(count); });
+  tellChange("totalUnitCount", {count, completed_}, [&] {
+    total_.store(count);
+    return std::uint64_t{0};
+  });
 }
 
 template <class After, class Change>
 void NSProgress::changeCompleted(After after, Change change) {
-  if (mark_.load() >> 1 != firstObservations.load()) [[unlikely]]
+  const std::uint64_t observations = mark_.load() >> 1;
+  if (observations != firstObservations.load()) [[unlikely]]
     return changeAndTell(after, change);
   const Counts now{total_.load(), change()};
   if (!now.isFinished() && mark_.load() == (firstObservations.load() << 1 | staleBit)) [[likely]]
     return;
-  spreadChange();
-  tellLate("completedUnitCount");
+  spreadChange(observations);
+  tellLate("completedUnitCount", observations);
 }
 
 // Mostly all that is to be told is known at once: that the units and the fractions have changed.
 template <class After, class Change>
 void NSProgress::changeAndTell(After after, Change change) {
+  const std::uint64_t observations = firstObservations.load();
   Observed observed;
   bool isSimple = false;
   Counts before{};
@@ -187,7 +194,12 @@ void NSProgress::changeAndTell(After after, Change change) {
       markStale();
     }
   }
-  if (!isSimple) return tellChange("completedUnitCount", now, change);
+  if (!isSimple) {
+    return tellChange("completedUnitCount", now, [&] {
+      change();
+      return std::uint64_t{0};
+    });
+  }
   for (std::size_t i = 0; i < observed.count; ++i) {
     NSProgress& each = *observed.progresses[i];
     if (&each == this) {
@@ -197,10 +209,9 @@ void NSProgress::changeAndTell(After after, Change change) {
     }
     detail::didChange(each, "fractionCompleted", nullptr);
   }
-  if (isFinished() != before.isFinished()) {  // another thread's report has decided it
-    spreadChange();
-    tellLate("completedUnitCount");
-  }
+  const bool endsUnforeseen = isFinished() != before.isFinished();  // another thread's report has decided it
+  if (endsUnforeseen) spreadChange(neverObserved);
+  tellLate("completedUnitCount", endsUnforeseen ? neverObserved : observations);
 }
 
 bool NSProgress::findObserved(Observed& observed) noexcept {
@@ -211,9 +222,10 @@ bool NSProgress::findObserved(Observed& observed) noexcept {
     if (!each->mayBeObserved()) continue;
     isAny = true;
     if (each->mayBeObservedBeforeChange() || observed.count == observed.progresses.size()) return false;
-    if (auto kept = each->weak_from_this().lock()) {  // else it is just being let go of
-      observed.progresses[observed.count++] = std::static_pointer_cast<NSProgress>(std::move(kept));
-    }
+    auto kept = std::static_pointer_cast<NSProgress>(each->weak_from_this().lock());
+    if (kept == nullptr && each != this) continue;  // it is just being let go of
+    if (kept == nullptr) kept = std::shared_ptr<NSProgress>(std::shared_ptr<void>(), this);
+    observed.progresses[observed.count++] = std::move(kept);
   }
   if (!isAny) (void)verifyUnobserved();
   return true;
@@ -221,22 +233,22 @@ bool NSProgress::findObserved(Observed& observed) noexcept {
 
 template <class Change>
 void NSProgress::tellChange(std::string_view key, const Counts& after, const Change& change) {
+  std::uint64_t observations = firstObservations.load();
   {
     const detail::ProgressChange told(*this, key, after);
-    change();
-    spreadChange();
-    if (told.isToAnybody()) return;
+    observations += change();
+    spreadChange(observations);
   }
-  tellLate(key);
+  tellLate(key, observations);
 }
 
 void NSProgress::tellChangeOfTree(std::string_view key, const Counts& after,
-                                  const std::function<void()>& change) {
+                                  const std::function<std::uint64_t()>& change) {
   tellChange(key, after, change);
 }
 
-void NSProgress::tellLate(std::string_view key) {
-  if (mark_.load() >> 1 != firstObservations.load()) const detail::ProgressChange late(*this, key, counts());
+void NSProgress::tellLate(std::string_view key, std::uint64_t observations) {
+  if (firstObservations.load() != observations) const detail::ProgressChange late(*this, key, counts());
 }
 
 bool NSProgress::verifyUnobserved() noexcept {
@@ -253,14 +265,16 @@ bool NSProgress::verifyUnobserved() noexcept {
   return true;
 }
 
-void NSProgress::spreadChange() {
+void NSProgress::spreadChange(std::uint64_t observations) {
   if (!isStale()) {
     const UnfairLockGuard guard(treeLock_);
     markStale();
   }
   if (!isFinished()) return;
   for (auto parent = countInParentIfFinished(); parent != nullptr;) {
-    parent = parent->countInParentIfFinished();
+    auto next = parent->countInParentIfFinished();
+    parent->tellLate("completedUnitCount", observations);
+    parent = std::move(next);
   }
 }
 
@@ -270,10 +284,18 @@ std::shared_ptr<NSProgress> NSProgress::countInParentIfFinished() {
   if (parent_ == nullptr || !isFinished()) return nullptr;
   auto parent = std::static_pointer_cast<NSProgress>(parent_->weak_from_this().lock());
   if (parent == nullptr) return nullptr;  // it is just being let go of
-  parent->completed_.fetch_add(pending_);
+  parent->countCompleted(pending_);
   kept = parent->detach(*this);
   parent->markStale();
   return parent;
+}
+
+// One that is complete counts its children no more; a sum that no number holds stays at the largest.
+void NSProgress::countCompleted(std::int64_t units) noexcept {
+  const Counts now = counts();
+  if (now.isFinished()) return;
+  completed_.fetch_add(
+      std::min(units, std::numeric_limits<std::int64_t>::max() - std::max<std::int64_t>(now.completed, 0)));
 }
 
 void NSProgress::markStale() noexcept {

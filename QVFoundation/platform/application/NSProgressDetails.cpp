@@ -35,10 +35,15 @@ const NSClass& NSProgress::staticClass() {
           .property("kind", &NSProgress::kind, &NSProgress::setKind)
           .readOnly("userInfo", &NSProgress::userInfo)
           .property("throughput", &NSProgress::throughput, &NSProgress::setThroughput)
+          .affectedBy({"userInfo"})
           .property("estimatedTimeRemaining", secondsOf, setSecondsOf)
+          .affectedBy({"userInfo"})
           .property("fileOperationKind", &NSProgress::fileOperationKind, &NSProgress::setFileOperationKind)
+          .affectedBy({"userInfo"})
           .property("fileTotalCount", &NSProgress::fileTotalCount, &NSProgress::setFileTotalCount)
+          .affectedBy({"userInfo"})
           .property("fileCompletedCount", &NSProgress::fileCompletedCount, &NSProgress::setFileCompletedCount)
+          .affectedBy({"userInfo"})
           .property("localizedDescription", &NSProgress::localizedDescription,
                     &NSProgress::setLocalizedDescription)
           .affectedBy({"fractionCompleted", "isIndeterminate", "kind", "userInfo"})
@@ -102,16 +107,11 @@ void NSProgress::setUserInfoObject(const Value& object, std::string_view forKey)
   }
 }
 
-void NSProgress::setUserInfoProperty(std::string_view property, const Value& value, std::string_view key) {
-  const ChangeNotice notice(*this, property);
-  setUserInfoObject(value, key);
-}
-
 std::optional<std::int64_t> NSProgress::throughput() const {
   return userInfo()[NSProgressThroughputKey].as<std::int64_t>();
 }
 void NSProgress::setThroughput(std::optional<std::int64_t> unitsPerSecond) {
-  setUserInfoProperty("throughput", unitsPerSecond, NSProgressThroughputKey);
+  setUserInfoObject(unitsPerSecond, NSProgressThroughputKey);
 }
 
 std::optional<std::chrono::duration<double>> NSProgress::estimatedTimeRemaining() const {
@@ -119,29 +119,28 @@ std::optional<std::chrono::duration<double>> NSProgress::estimatedTimeRemaining(
   return seconds ? std::optional(std::chrono::duration<double>(*seconds)) : std::nullopt;
 }
 void NSProgress::setEstimatedTimeRemaining(std::optional<std::chrono::duration<double>> time) {
-  setUserInfoProperty("estimatedTimeRemaining", time ? Value(time->count()) : Value(),
-                      NSProgressEstimatedTimeRemainingKey);
+  setUserInfoObject(time ? Value(time->count()) : Value(), NSProgressEstimatedTimeRemainingKey);
 }
 
 std::optional<std::string> NSProgress::fileOperationKind() const {
   return userInfo()[NSProgressFileOperationKindKey].as<std::string>();
 }
 void NSProgress::setFileOperationKind(std::optional<std::string> kind) {
-  setUserInfoProperty("fileOperationKind", std::move(kind), NSProgressFileOperationKindKey);
+  setUserInfoObject(std::move(kind), NSProgressFileOperationKindKey);
 }
 
 std::optional<std::int64_t> NSProgress::fileTotalCount() const {
   return userInfo()[NSProgressFileTotalCountKey].as<std::int64_t>();
 }
 void NSProgress::setFileTotalCount(std::optional<std::int64_t> count) {
-  setUserInfoProperty("fileTotalCount", count, NSProgressFileTotalCountKey);
+  setUserInfoObject(count, NSProgressFileTotalCountKey);
 }
 
 std::optional<std::int64_t> NSProgress::fileCompletedCount() const {
   return userInfo()[NSProgressFileCompletedCountKey].as<std::int64_t>();
 }
 void NSProgress::setFileCompletedCount(std::optional<std::int64_t> count) {
-  setUserInfoProperty("fileCompletedCount", count, NSProgressFileCompletedCountKey);
+  setUserInfoObject(count, NSProgressFileCompletedCountKey);
 }
 
 }  // namespace QVFoundation

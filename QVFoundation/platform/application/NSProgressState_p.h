@@ -50,7 +50,7 @@ struct NSProgress::Details {
   SharedHandler cancellationHandler;
   SharedHandler pausingHandler;
   SharedHandler resumingHandler;
-  bool hasHandledCancellation = false;
+  bool hasToldCancellation = false;
 };
 
 inline NSProgress::Counts NSProgress::counts() const noexcept { return {total_.load(), completed_.load()}; }

@@ -3,6 +3,7 @@
 #include <string>
 #include <utility>
 
+#include "QVFoundation/platform/application/NSProgressReporting.h"
 #include "QVFoundation/platform/application/NSProgressState_p.h"
 #include "QVFoundation/platform/runtime/FirstObservations_p.h"
 #include "QVFoundation/platform/runtime/NSException.h"
@@ -40,6 +41,8 @@ void release(Children children) {
 
 UnfairLock NSProgress::treeLock_;
 
+NSProgressReporting::~NSProgressReporting() = default;
+
 NSProgress::NSProgress(std::int64_t totalUnitCount) : total_(totalUnitCount) {}
 
 NSProgress::~NSProgress() {
@@ -58,18 +61,20 @@ void NSProgress::addChild(const std::shared_ptr<NSProgress>& child, std::int64_t
   Children paused;
   const bool isFinished = child->isFinished();
   Counts after = counts();
-  if (isFinished) after.add(withPendingUnitCount);
+  if (isFinished && !after.isFinished()) after.add(withPendingUnitCount);
   tellChangeOfTree(isFinished ? "completedUnitCount" : "", after, [&] {
     const char* why = nullptr;
+    std::uint64_t counted = 0;
     {
       const UnfairLockGuard guard(treeLock_);
       why = whyNotAbove(*child);
-      if (why == nullptr) attach(child, withPendingUnitCount);
+      if (why == nullptr) counted = attach(child, withPendingUnitCount);
       if (why == nullptr && wantsCancel_) child->wantCancel(cancelled);
       if (why == nullptr && wantsPause_) child->wantPause(true, paused);
     }
     if (why != nullptr) refuseChild(*this, child.get(), why);
-    child->spreadChange();
+    child->spreadChange(isFinished ? detail::firstObservations.load() : neverObserved);
+    return counted;
   });
   for (const auto& each : cancelled) each->tellCancellation();
   for (const auto& each : paused) each->tellPauses();
@@ -85,10 +90,12 @@ const char* NSProgress::whyNotAbove(const NSProgress& child) const noexcept {
   return nullptr;
 }
 
-void NSProgress::attach(const std::shared_ptr<NSProgress>& child, std::int64_t pending) {
+std::uint64_t NSProgress::attach(const std::shared_ptr<NSProgress>& child, std::int64_t pending) {
   // Whether it is observed from above has been noted where there was nothing above it.
-  const bool mayHaveNoted = child->mark_.load() != 0 || child->children_.first() != nullptr;
-  if (mayHaveNoted && !verifyUnobserved()) detail::firstObservations.fetch_add(1);
+  const bool mayHaveNoted =
+      child->mark_.load() != 0 || child->children_.first() != nullptr || child->mayBeObserved();
+  const std::uint64_t counted = mayHaveNoted && !verifyUnobserved() ? 1 : 0;
+  detail::firstObservations.fetch_add(counted);
   child->parent_ = this;
   child->keptByParent_ = child;
   child->pending_ = pending;
@@ -96,6 +103,7 @@ void NSProgress::attach(const std::shared_ptr<NSProgress>& child, std::int64_t p
   staleChildren_.append(*child);
   child->isListedStale_ = true;
   markStale();
+  return counted;
 }
 
 std::shared_ptr<NSProgress> NSProgress::detach(NSProgress& child) noexcept {
@@ -116,14 +124,15 @@ void NSProgress::endChild(NSProgress& child) {
   }
   std::shared_ptr<NSProgress> kept;
   Counts after = counts();
-  after.add(units);
-  tellChangeOfTree("completedUnitCount", after, [&] {
-    {
-      const UnfairLockGuard guard(treeLock_);
-      if (child.parent_ != this) return;
-      completed_.fetch_add(units);
+  const bool counts = !after.isFinished();
+  if (counts) after.add(units);
+  tellChangeOfTree(counts ? "completedUnitCount" : "", after, [&] {
+    const UnfairLockGuard guard(treeLock_);
+    if (child.parent_ == this) {
+      countCompleted(units);
       kept = detach(child);
     }
+    return std::uint64_t{0};
   });
 }
 

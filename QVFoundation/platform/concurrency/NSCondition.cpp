@@ -43,8 +43,10 @@ bool NSCondition::waitUntil(std::optional<Time> time) {
   return isSignalled;
 }
 
-void NSCondition::signal() noexcept {
-  if (Waiter* waiter = takeFirst()) waiter->signal.send();
+bool NSCondition::signal() noexcept {
+  Waiter* const waiter = takeFirst();
+  if (waiter != nullptr) waiter->signal.send();
+  return waiter != nullptr;
 }
 
 void NSCondition::broadcast() noexcept {

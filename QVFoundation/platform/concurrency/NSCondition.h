@@ -40,8 +40,8 @@ public:
   bool waitFor(std::chrono::nanoseconds patience) QV_REQUIRES(this);
   bool waitUntilDate(NSDate date) QV_REQUIRES(this);
 
-  /// Wakes one that waits.
-  void signal() noexcept;
+  /// Wakes one that waits. False where nobody does.
+  bool signal() noexcept;
   /// Wakes all that wait now.
   void broadcast() noexcept;
 

@@ -21,6 +21,7 @@ using ::testing::ContainsRegex;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using testing::raisedBy;
+using ::testing::UnorderedElementsAre;
 
 using Steps = std::vector<std::string>;
 
@@ -229,8 +230,8 @@ TEST(NSProgressTest, tellsWhatItWasToldBeforeToThoseWhoComeLate) {
   noteControl(*root, "root", steps);
   EXPECT_THAT(steps, ElementsAre("root cancel", "root pause"));
   noteControl(*root, "again", steps);
-  EXPECT_EQ(steps.size(), 2U);
-  child->resume();  // for itself alone
+  EXPECT_EQ(steps.back(), "again cancel");  // its pausing handler takes the place of one that was called
+  child->resume();                          // for itself alone
   EXPECT_TRUE(root->isPaused());
   EXPECT_FALSE(grandchild->isPaused());
 }
@@ -288,8 +289,8 @@ TEST(NSProgressTest, tellsObserversWhatHasChangedHereAndBelow) {
               ElementsAre("completedUnitCount 2 -> 4", "fractionCompleted 0.5 -> 1", "isFinished 0 -> 1"));
   steps.clear();
   root->endChild(*childOf(*root, 3, 0));
-  EXPECT_THAT(steps, ElementsAre("fractionCompleted 1 -> 1", "completedUnitCount 4 -> 7",
-                                 "fractionCompleted 1 -> 1"));
+  EXPECT_THAT(steps,
+              ElementsAre("fractionCompleted 1 -> 1", "fractionCompleted 1 -> 1"));  // it counts no more
 }
 
 TEST(NSProgressTest, isHeardByObserversThatOnlyWantToKnowAfter) {
@@ -376,7 +377,7 @@ TEST(NSProgressTest, keepsUserInfoUnderKeysOfItsOwn) {
   const auto description = observe(*progress, "localizedAdditionalDescription",
                                    [&](NSProgress&, const NSKeyValueChange&) { steps.emplace_back("told"); });
   progress->setThroughput(5);
-  EXPECT_THAT(steps, ElementsAre("told", "throughput (null) -> 5"));
+  EXPECT_THAT(steps, UnorderedElementsAre("told", "throughput (null) -> 5"));
   progress->setUserInfoObject("row", "name");
   EXPECT_EQ(progress->userInfo(), (Dictionary{{"name", "row"}, {std::string(NSProgressThroughputKey), 5}}));
   progress->setThroughput(std::nullopt);
