@@ -102,10 +102,10 @@ private:
   }
 
   void call() {
-    if (!beginCall()) return;
     {
-      const detail::ListenerCall call(*this);
-      if (call) runHandler();
+      const detail::ListenerCall visible(*this);  // to who cancels it, before the timer says that it is in a call
+      if (!beginCall()) return;
+      runHandler();
       if (!endCall()) return;
     }
     send();
