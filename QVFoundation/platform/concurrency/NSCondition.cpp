@@ -18,8 +18,10 @@ struct NSCondition::Waiter {
 
 void NSCondition::wait() { (void)waitUntil(std::nullopt); }
 
-bool NSCondition::waitFor(std::chrono::nanoseconds patience) {
-  return waitUntil(detail::timeAfter(patience));
+bool NSCondition::waitFor(std::chrono::nanoseconds patience) { return waitUntil(endOf(patience)); }
+
+NSCondition::Time NSCondition::endOf(std::chrono::nanoseconds patience) noexcept {
+  return detail::timeAfter(patience);
 }
 
 bool NSCondition::waitUntilDate(NSDate date) { return waitFor(detail::timeUntil(date)); }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <concepts>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -16,9 +17,8 @@ namespace QVFoundation {
 /// A lock with a way to wait, while holding it, for somebody to signal.
 ///
 /// ```cpp
-/// condition.lock();
-/// while (!isReady) condition.wait();
-/// condition.unlock();
+/// const NSConditionGuard guard(condition);
+/// condition.wait([&] { return isReady; });
 /// ```
 ///
 /// A wait ends for a signal or when its time is up, and for nothing else. A signal wakes the one who has waited
@@ -40,6 +40,21 @@ public:
   bool waitFor(std::chrono::nanoseconds patience) QV_REQUIRES(this);
   bool waitUntilDate(NSDate date) QV_REQUIRES(this);
 
+  /// Waits until a predicate holds. It is asked while the lock is held, at the beginning and after each signal.
+  template <std::predicate Predicate>
+  void wait(Predicate predicate) QV_REQUIRES(this) {
+    while (!predicate()) wait();
+  }
+  /// False where the time is up and the predicate still does not hold.
+  template <std::predicate Predicate>
+  bool waitFor(std::chrono::nanoseconds patience, Predicate predicate) QV_REQUIRES(this) {
+    const Time end = endOf(patience);
+    while (!predicate()) {
+      if (!waitUntil(end)) return predicate();
+    }
+    return true;
+  }
+
   /// Wakes one that waits. False where nobody does.
   bool signal() noexcept;
   /// Wakes all that wait now.
@@ -53,6 +68,7 @@ private:
   struct Waiter;
   using Time = std::chrono::steady_clock::time_point;
 
+  [[nodiscard]] static Time endOf(std::chrono::nanoseconds patience) noexcept;
   bool waitUntil(std::optional<Time> time) QV_REQUIRES(this);
   void add(Waiter& waiter);
   /// False where a signal has taken it out already.

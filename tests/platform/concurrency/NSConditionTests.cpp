@@ -54,6 +54,8 @@ TEST(NSCondition, endsAWaitForASignalOrItsTimeAndForNothingElse) {
     const NSConditionGuard guard(condition);
     EXPECT_FALSE(condition.waitFor(1ms));
     EXPECT_FALSE(condition.waitFor(-1h));
+    EXPECT_FALSE(condition.waitFor(1ms, [] { return false; }));
+    EXPECT_TRUE(condition.waitFor(-1h, [] { return true; }));
     EXPECT_FALSE(condition.waitUntilDate(NSDate::min()));
     EXPECT_FALSE(condition.waitUntilDate(std::chrono::system_clock::now() + 1ms));
   }
@@ -90,11 +92,11 @@ TEST(NSCondition, losesNoSignalToAWaitThatRunsOut) {
     }
     for (;;) {
       const NSConditionGuard guard(condition);
-      while (tokens == 0 && taken < all) {
-        if (thread == 1) {
-          condition.wait();
-        } else {
-          condition.waitFor(1us);
+      const auto mayGoOn = [&] { return tokens > 0 || taken == all; };
+      if (thread == 1) {
+        condition.wait(mayGoOn);
+      } else {
+        while (!condition.waitFor(1us, mayGoOn)) {
         }
       }
       if (taken < all) {
