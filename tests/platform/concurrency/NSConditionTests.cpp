@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <functional>
 #include <pthread.h>
 #include <thread>
 #include <vector>
@@ -10,12 +11,15 @@
 
 #include "QVFoundation/platform/concurrency/NSConditionLock.h"
 #include "tests/platform/concurrency/OnThreads.h"
+#include "tests/platform/runtime/RaisedException.h"
 
 namespace QVFoundation {
 namespace {
 
 using namespace std::chrono_literals;
 using ::testing::ElementsAre;
+using testing::raisedBy;
+using ::testing::StartsWith;
 
 TEST(NSCondition, wakesThoseThatWaitOneByOneInTheirOrder) {
   NSCondition condition;
@@ -139,16 +143,18 @@ TEST(NSConditionLock, givesUpWhenItsQuestionIsAnsweredWithYes) {
   std::atomic<int> asked = 0;
   std::jthread waiter([&] {
     EXPECT_FALSE(lock.lockWhenCondition(1, [&] {
-      ++asked;
+      lock.lock();  // and `wake` from inside is no less heard of
+      lock.unlock();
+      if (++asked == 2) lock.wake();
       return isOver.load();
     }));
   });
-  while (asked == 0) std::this_thread::yield();
-  lock.lock();
-  lock.unlock();
+  while (asked < 3) std::this_thread::yield();
   isOver = true;
   lock.wake();
   waiter.join();
+  EXPECT_THAT(raisedBy([&] { (void)lock.lockWhenCondition(1, std::function<bool()>()); }),
+              StartsWith("NSInvalidArgumentException"));
   EXPECT_TRUE(lock.lockWhenCondition(2, [] { return true; })) << "it need not wait";
 }
 
