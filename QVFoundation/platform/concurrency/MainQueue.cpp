@@ -5,12 +5,13 @@
 #include <poll.h>
 #include <string>
 #include <sys/eventfd.h>
-#include <system_error>
 #include <unistd.h>
 
 #include "QVFoundation/platform/concurrency/DispatchQueue.h"
 #include "QVFoundation/platform/concurrency/UnfairLock.h"
 #include "QVFoundation/platform/concurrency/WorkRing_p.h"
+#include "QVFoundation/platform/runtime/NSError.h"
+#include "QVFoundation/platform/runtime/NSErrorKeys.h"
 #include "QVFoundation/platform/runtime/NSException.h"
 
 namespace QVFoundation {
@@ -20,8 +21,9 @@ namespace {
 class MainQueue final : public DispatchQueue {
 public:
   MainQueue() : DispatchQueue("main"), descriptor_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-    if (descriptor_ < 0)
-      throw std::system_error(errno, std::generic_category(), "The main queue has no descriptor");
+    if (descriptor_ >= 0) return;
+    throw NSError(NSPOSIXErrorDomain, errno,
+                  {{NSLocalizedFailureErrorKey, "The main queue cannot be opened."}});
   }
 
   static const std::shared_ptr<MainQueue>& shared() {
@@ -37,13 +39,13 @@ public:
   }
 
   void runUntilStopped() {
-    for (isStopped_ = false; !isStopped_;) {
+    while (stops_ == 0) {
       if (!runOne()) awaitMore();
     }
-    isStopped_ = false;
+    --stops_;
   }
   void stop() {
-    enqueue([this] { isStopped_ = true; });
+    enqueue([this] { ++stops_; });
   }
 
 protected:
@@ -86,7 +88,7 @@ private:
   }
 
   const int descriptor_;
-  bool isStopped_ = false;  // the main thread's
+  unsigned stops_ = 0;  // for which no run has returned yet; the main thread's
   UnfairLock lock_;
   detail::WorkRing waiting_ QV_GUARDED_BY(lock_);
 };

@@ -2,12 +2,15 @@
 
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <future>
 #include <latch>
 #include <memory>
 #include <poll.h>
 #include <stdexcept>
+#include <sys/resource.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -15,6 +18,7 @@
 #include "QVFoundation/platform/concurrency/MainQueue.h"
 #include "QVFoundation/platform/concurrency/NSCondition.h"
 #include "QVFoundation/platform/concurrency/ThreadPool_p.h"
+#include "QVFoundation/platform/runtime/NSError.h"
 #include "tests/platform/concurrency/OnThreads.h"
 #include "tests/platform/runtime/RaisedException.h"
 
@@ -267,6 +271,47 @@ TEST(MainQueue, runsUntilItIsStopped) {
   });
   runMainQueue();
   EXPECT_EQ(runs, 3);
+}
+
+TEST(MainQueue, countsAStopForOneRunWhoeverComesToIt) {
+  std::vector<int> order;
+  const auto later = [&](int number) {
+    DispatchQueue::main()->async([&, number] { order.push_back(number); });
+  };
+  stopMainQueue();
+  later(1);
+  drainMainQueue();
+  later(2);
+  runMainQueue();
+  EXPECT_THAT(order, ElementsAre(1)) << "the stop came before";
+  DispatchQueue::main()->async([&] {
+    stopMainQueue();
+    stopMainQueue();
+    later(4);
+    drainMainQueue();  // has both runs return
+    runMainQueue();
+    order.push_back(3);
+  });
+  runMainQueue();
+  EXPECT_THAT(order, ElementsAre(1, 2, 4, 3));
+}
+
+TEST(DispatchQueueDeathTest, throwsWhereThereIsNoDescriptorForTheMainQueue) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto opensLater = [] {
+    rlimit before{}, none{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    none.rlim_max = before.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &none);
+    try {
+      (void)mainQueueFileDescriptor();
+      return false;
+    } catch (const NSError& error) {
+      setrlimit(RLIMIT_NOFILE, &before);
+      return error.code() == EMFILE && mainQueueFileDescriptor() >= 0;
+    }
+  };
+  EXPECT_EXIT(_exit(opensLater() ? 0 : 1), ::testing::ExitedWithCode(0), "");
 }
 
 TEST(DispatchQueueDeathTest, endsTheProcessForAnEscapedException) {
