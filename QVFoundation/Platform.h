@@ -27,6 +27,7 @@
 #include "QVFoundation/platform/concurrency/LockGuard.h"
 #include "QVFoundation/platform/concurrency/MainQueue.h"
 #include "QVFoundation/platform/concurrency/Mutex.h"
+#include "QVFoundation/platform/concurrency/NSBlockOperation.h"
 #include "QVFoundation/platform/concurrency/NSCondition.h"
 #include "QVFoundation/platform/concurrency/NSConditionLock.h"
 #include "QVFoundation/platform/concurrency/NSOperation.h"

@@ -5,6 +5,7 @@
 #include "QVFoundation/platform/concurrency/TimerThread_p.h"
 #include "QVFoundation/platform/concurrency/WakeUp_p.h"
 #include "QVFoundation/platform/runtime/EscapedException_p.h"
+#include "QVFoundation/platform/runtime/NSException.h"
 
 namespace QVFoundation {
 
@@ -31,6 +32,10 @@ private:
 };
 
 }  // namespace
+
+void detail::refuseEmptyBlock() {
+  throw NSException(NSInvalidArgumentException, "The block for a queue is empty");
+}
 
 DispatchQueue::DispatchQueue(std::string label) : label_(std::move(label)) {}
 

@@ -17,6 +17,24 @@
 
 namespace QVFoundation {
 
+namespace detail {
+
+[[noreturn]] QV_EXPORT void refuseEmptyBlock();
+
+/// Of what can be called, a `std::function` and a pointer may be empty.
+template <class Block>
+void requireBlock(const Block& /*block*/) noexcept {}
+template <class Signature>
+void requireBlock(const std::function<Signature>& block) {
+  if (!block) refuseEmptyBlock();
+}
+template <class Function>
+void requireBlock(Function* block) {
+  if (block == nullptr) refuseEmptyBlock();
+}
+
+}  // namespace detail
+
 /// Runs blocks in the background, one after the other or side by side, or on the main thread.
 ///
 /// ```cpp
@@ -31,13 +49,13 @@ namespace QVFoundation {
 /// ```
 ///
 /// All queues but the main one share one pool of threads. A block may wait for whatever it likes: another
-/// thread takes over meanwhile.
+/// thread takes over meanwhile, until there are 512. When so many wait, what comes next waits for one of them.
 ///
 /// Threads: any. What a block does happens after all that its sender did before.
 /// Ownership: a queue that still has blocks lives until they have run; they go with what they hold once they
 /// have.
 /// Errors: what a block of `async` or `after` throws ends the process; what one of `sync` throws goes to the
-/// caller.
+/// caller. An empty `std::function` raises `NSInvalidArgumentException` where it is handed over.
 class QV_EXPORT DispatchQueue : public Scheduler, public std::enable_shared_from_this<DispatchQueue> {
 public:
   /// Blocks run on the main thread, when the application lets them: see `MainQueue.h`.
@@ -53,6 +71,7 @@ public:
   template <class Block>
     requires std::invocable<std::decay_t<Block>&>
   void async(Block&& block) {
+    detail::requireBlock(block);
     enqueue(detail::Work(std::forward<Block>(block)));
   }
 
@@ -62,6 +81,7 @@ public:
     requires std::invocable<Block&>
   auto sync(Block&& block) -> std::remove_cvref_t<std::invoke_result_t<Block&>> {
     using Output = std::remove_cvref_t<std::invoke_result_t<Block&>>;
+    detail::requireBlock(block);
     std::optional<Result<Output>> result;
     runAndWait([&] { result.emplace(Result<Output>::of(block)); });
     if constexpr (std::is_void_v<Output>) {
@@ -75,10 +95,11 @@ public:
   template <class Block>
     requires std::invocable<std::decay_t<Block>&>
   void after(std::chrono::nanoseconds delay, Block&& block) {
+    detail::requireBlock(block);
     enqueueAfter(delay, detail::Work(std::forward<Block>(block)));
   }
 
-  void schedule(std::function<void()> work) override { enqueue(detail::Work(std::move(work))); }
+  void schedule(std::function<void()> work) override { async(std::move(work)); }
 
   [[nodiscard]] const std::string& label() const noexcept { return label_; }
   /// Whether the calling thread is just running a block of this queue; for the main queue, whether it is the main

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "QVFoundation/platform/concurrency/NSBlockOperation.h"
 #include "QVFoundation/platform/concurrency/OperationQueueCore_p.h"
 #include "QVFoundation/platform/runtime/ChangeNotice.h"
 #include "QVFoundation/platform/runtime/NSException.h"
@@ -9,22 +10,6 @@
 namespace QVFoundation {
 
 using detail::OperationQueueCore;
-
-namespace {
-
-class BlockOperation final : public NSOperation {
-public:
-  explicit BlockOperation(std::function<void()> block) noexcept : block_(std::move(block)) {}
-  void main() override {
-    block_();
-    block_ = nullptr;
-  }
-
-private:
-  std::function<void()> block_;
-};
-
-}  // namespace
 
 const NSClass& NSOperationQueue::staticClass() {
   static const NSClass& cls = *new NSClass(
@@ -77,11 +62,11 @@ void NSOperationQueue::addOperations(const std::vector<std::shared_ptr<NSOperati
 }
 
 void NSOperationQueue::addOperationWithBlock(std::function<void()> block) {
-  add(std::make_shared<BlockOperation>(std::move(block)), false);
+  add(std::make_shared<NSBlockOperation>(std::move(block)), false);
 }
 
 void NSOperationQueue::addBarrierBlock(std::function<void()> block) {
-  add(std::make_shared<BlockOperation>(std::move(block)), true);
+  add(std::make_shared<NSBlockOperation>(std::move(block)), true);
 }
 
 std::vector<std::shared_ptr<NSOperation>> NSOperationQueue::operations() const { return core_->operations(); }

@@ -29,7 +29,8 @@ namespace QVFoundation {
 /// Threads: any.
 /// Ownership: operations that are on a queue live until they have finished, and finish also when nobody holds
 /// the queue any more.
-/// Errors: an operation that is on a queue already, or has been started, raises `NSInvalidArgumentException`.
+/// Errors: an operation that is on a queue already, or has been started, and an empty block raise
+/// `NSInvalidArgumentException`.
 class QV_EXPORT NSOperationQueue : public NSObject {
 public:
   /// As many as the pool of threads finds good.

@@ -3,6 +3,7 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <functional>
 #include <future>
 #include <latch>
 #include <memory>
@@ -312,6 +313,17 @@ TEST(DispatchQueueDeathTest, throwsWhereThereIsNoDescriptorForTheMainQueue) {
     }
   };
   EXPECT_EXIT(_exit(opensLater() ? 0 : 1), ::testing::ExitedWithCode(0), "");
+}
+
+TEST(DispatchQueue, refusesEmptyBlocks) {
+  const auto queue = DispatchQueue::serial("empty");
+  const std::function<void()> none;
+  const std::function<void()> calls[] = {[&] { queue->async(none); }, [&] { queue->after(1ms, none); },
+                                         [&] { queue->sync(none); }, [&] { queue->schedule(none); },
+                                         [&] { queue->async(static_cast<void (*)()>(nullptr)); }};
+  for (const auto& call : calls) EXPECT_THAT(raisedBy(call), StartsWith("NSInvalidArgumentException"));
+  queue->async([] {});
+  settle(*queue);
 }
 
 TEST(DispatchQueueDeathTest, endsTheProcessForAnEscapedException) {

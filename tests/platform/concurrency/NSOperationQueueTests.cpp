@@ -15,6 +15,7 @@
 
 #include "QVFoundation/platform/concurrency/DispatchQueue.h"
 #include "QVFoundation/platform/concurrency/MainQueue.h"
+#include "QVFoundation/platform/concurrency/NSBlockOperation.h"
 #include "QVFoundation/platform/concurrency/NSConditionLock.h"
 #include "QVFoundation/platform/runtime/NSKeyValueObserving.h"
 #include "tests/platform/concurrency/OnThreads.h"
@@ -225,6 +226,8 @@ TEST_F(OperationQueue, refusesWhatItCannotStart) {
                 ContainsRegex("NSInvalidArg.*on a queue already"));
   }
   EXPECT_THAT(raisedBy([&] { queue->addOperation(nullptr); }), ContainsRegex("no operation"));
+  EXPECT_THAT(raisedBy([&] { queue->addOperationWithBlock({}); }), ContainsRegex("NSInvalidArg.*empty"));
+  EXPECT_THAT(raisedBy([&] { queue->addBarrierBlock({}); }), ContainsRegex("NSInvalidArg.*empty"));
   operation->start();  // by hand, while it waits
   EXPECT_EQ(queue->operationCount(), 0U);
   EXPECT_THAT(raisedBy([&] { queue->addOperation(operation); }), ContainsRegex("has been started"));
@@ -240,11 +243,14 @@ TEST_F(OperationQueue, letsGoOfOperationsAndFinishesThemWhenNobodyHoldsIt) {
                                    [&](NSOperationQueue&, const NSKeyValueChange& change) {
                                      counts.push_back(*change.newValue().as<std::size_t>());
                                    });
-  auto operation = writing('x');
+  auto held = std::make_shared<int>();
+  auto operation = std::make_shared<NSBlockOperation>([held] { EXPECT_EQ(*held, 0); });
   const std::weak_ptr<NSOperation> watch = operation;
-  queue->addOperation(std::exchange(operation, nullptr));
+  queue->addOperation(operation);
   queue->waitUntilAllOperationsAreFinished();
   EXPECT_THAT(counts, ElementsAre(1, 0));
+  EXPECT_EQ(held.use_count(), 1);
+  operation.reset();
   while (!watch.expired()) std::this_thread::yield();
 
   std::latch mayEnd(1), ended(2);
