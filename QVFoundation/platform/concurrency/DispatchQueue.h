@@ -109,7 +109,7 @@ public:
 protected:
   explicit DispatchQueue(std::string label);
 
-  virtual void enqueue(detail::Work work) = 0;
+  virtual void enqueue(detail::Work&& work) = 0;
   virtual void runAndWait(const std::function<void()>& block);
   /// Runs a block of this queue, and lets go of it.
   void run(detail::Work work) const noexcept;

@@ -9,7 +9,7 @@
 
 #include "QVFoundation/platform/concurrency/DispatchQueue.h"
 #include "QVFoundation/platform/concurrency/UnfairLock.h"
-#include "QVFoundation/platform/concurrency/WorkRing_p.h"
+#include "QVFoundation/platform/concurrency/WorkList_p.h"
 #include "QVFoundation/platform/runtime/NSError.h"
 #include "QVFoundation/platform/runtime/NSErrorKeys.h"
 #include "QVFoundation/platform/runtime/NSException.h"
@@ -49,7 +49,7 @@ public:
   }
 
 protected:
-  void enqueue(detail::Work work) override {
+  void enqueue(detail::Work&& work) override {
     const UnfairLockGuard guard(lock_);
     if (waiting_.empty()) makeReadable();
     waiting_.push(std::move(work));
@@ -90,7 +90,7 @@ private:
   const int descriptor_;
   unsigned stops_ = 0;  // for which no run has returned yet; the main thread's
   UnfairLock lock_;
-  detail::WorkRing waiting_ QV_GUARDED_BY(lock_);
+  detail::WorkList waiting_ QV_GUARDED_BY(lock_);
 };
 
 MainQueue& onMainThread(const char* function) {

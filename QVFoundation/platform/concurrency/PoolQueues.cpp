@@ -3,7 +3,7 @@
 #include "QVFoundation/platform/concurrency/DispatchQueue.h"
 #include "QVFoundation/platform/concurrency/ThreadPool_p.h"
 #include "QVFoundation/platform/concurrency/UnfairLock.h"
-#include "QVFoundation/platform/concurrency/WorkRing_p.h"
+#include "QVFoundation/platform/concurrency/WorkList_p.h"
 
 namespace QVFoundation {
 
@@ -15,7 +15,7 @@ public:
       : DispatchQueue(label), qualityOfService_(qualityOfService) {}
 
 protected:
-  void enqueue(detail::Work work) override { pool_.submit(std::move(work), qualityOfService_); }
+  void enqueue(detail::Work&& work) override { pool_.submit(std::move(work), qualityOfService_); }
   void runAndWait(const std::function<void()>& block) override { block(); }
 
 private:
@@ -29,7 +29,7 @@ public:
       : DispatchQueue(std::move(label)), qualityOfService_(qualityOfService) {}
 
 protected:
-  void enqueue(detail::Work work) override {
+  void enqueue(detail::Work&& work) override {
     {
       const UnfairLockGuard guard(lock_);
       waiting_.push(std::move(work));
@@ -63,7 +63,7 @@ private:
 
   const QualityOfService qualityOfService_;
   UnfairLock lock_;
-  detail::WorkRing waiting_ QV_GUARDED_BY(lock_);
+  detail::WorkList waiting_ QV_GUARDED_BY(lock_);
   bool isServed_ QV_GUARDED_BY(lock_) = false;
 };
 

@@ -81,14 +81,18 @@ ThreadPool& ThreadPool::shared() {
 ThreadPool::ThreadPool(std::size_t busyAtMost, std::chrono::milliseconds idleTime)
     : busyAtMost_(busyAtMost), idleTime_(idleTime), watch_(std::make_shared<StallWatch>(*this)) {}
 
-void ThreadPool::submit(Work work, QualityOfService qualityOfService) {
+void ThreadPool::submit(Work&& work, QualityOfService qualityOfService) {
+  const auto level = static_cast<std::size_t>(qualityOfService);
   Helper helper;
   bool mayStall = false;
   {
     const UnfairLockGuard guard(lock_);
-    rings_[static_cast<std::size_t>(qualityOfService)].push(std::move(work));
-    waiting_.store(waiting_ + 1, std::memory_order_relaxed);
-    if (waiting_ == 1 && somebodySpins_) return;  // he looks once more under the lock
+    const bool hadWork = hasWork();
+    incoming_[level].push(std::move(work));
+    const Levels present = incomingLevels_.load(std::memory_order_relaxed);
+    const Levels its = Levels(1) << level;
+    if ((present & its) == 0) incomingLevels_.store(present | its, std::memory_order_relaxed);
+    if (!hadWork && somebodySpins_) return;  // he looks once more under the lock
     helper = findHelper();
     mayStall = !helper.isAny() && !std::exchange(isWatched_, true);
   }
@@ -102,7 +106,7 @@ std::size_t ThreadPool::threadCount() const {
 }
 
 ThreadPool::Helper ThreadPool::findHelper() {
-  if (busy_ >= busyAtMost_ || waiting_ == 0) return {};
+  if (busy_ >= busyAtMost_ || !hasWork()) return {};
   Helper helper;
   if (!idle_.empty()) {
     helper.idle = idle_.back();
@@ -145,25 +149,23 @@ void ThreadPool::run(Worker& self) {
     workers_.push_back(&self);
   }
   workerOfThisThread = &self;
-  while (auto work = next(self)) runGuarded(*work);
+  while (Work work = next(self)) runGuarded(work);
   workerOfThisThread = nullptr;  // what is thread-local goes later and may still wait
 }
 
-std::optional<Work> ThreadPool::next(Worker& self) {
+Work ThreadPool::next(Worker& self) {
   for (bool hasSpun = false;;) {
+    if (Work work = take(self)) return work;
     bool goesIdle = false;
     bool leavesWork = false;
     {
       const UnfairLockGuard guard(lock_);
-      if (self.isBlocked) noteGoesOn(self);  // was found asleep
+      if (self.isBlocked) noteGoesOn(self);
       const bool isOneTooMany = busy_ > busyAtMost_;
-      if (waiting_ > 0 && !isOneTooMany) {
-        ++self.worksBegun;
-        return take();
-      }
+      if (hasWork() && !isOneTooMany) continue;  // it has just come
       goesIdle = hasSpun || isOneTooMany;
       if (goesIdle) goIdle(self);
-      leavesWork = goesIdle && waiting_ > 0 && !std::exchange(isWatched_, true);
+      leavesWork = goesIdle && hasWork() && !std::exchange(isWatched_, true);
     }
     if (leavesWork) watch_->begin();
     if (!goesIdle) {
@@ -175,17 +177,54 @@ std::optional<Work> ThreadPool::next(Worker& self) {
   }
 }
 
-Work ThreadPool::take() {
-  waiting_.store(waiting_ - 1, std::memory_order_relaxed);
+Work ThreadPool::take(Worker& self) {
+  if (self.isBlocked.load(std::memory_order_relaxed)) {
+    const UnfairLockGuard guard(lock_);
+    if (self.isBlocked) noteGoesOn(self);  // was found asleep
+  }
+  if (busy_.load(std::memory_order_relaxed) > busyAtMost_ || !hasWork()) return {};
+  const UnfairLockGuard guard(takeLock_);
+  bringIn();
+  const Levels present = outgoingLevels_.load(std::memory_order_relaxed);
+  if (present == 0) return {};
+  const std::size_t level = chooseLevel();
+  WorkList& list = outgoing_[level];
+  Work work = list.pop();
+  if (list.empty()) outgoingLevels_.store(present & ~(Levels(1) << level), std::memory_order_relaxed);
+  self.worksBegun.store(self.worksBegun.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+  return work;
+}
+
+// What is there of a level goes out before more of it is brought in.
+void ThreadPool::bringIn() {
+  const Levels present = outgoingLevels_.load(std::memory_order_relaxed);
+  if ((incomingLevels_.load(std::memory_order_relaxed) & ~present) == 0) return;
+  const UnfairLockGuard guard(lock_);
+  const Levels all = incomingLevels_.load(std::memory_order_relaxed);
+  for (std::size_t level = 0; level < levels; ++level) {
+    if (((all & ~present) >> level & 1) != 0) swap(incoming_[level], outgoing_[level]);
+  }
+  outgoingLevels_.store(present | all, std::memory_order_relaxed);
+  incomingLevels_.store(all & present, std::memory_order_relaxed);
+}
+
+std::size_t ThreadPool::chooseLevel() {
   std::size_t chosen = levels - 1;
-  while (rings_[chosen].empty()) --chosen;
+  while (outgoing_[chosen].empty()) --chosen;
   for (std::size_t level = 0; level < chosen; ++level) {
-    if (rings_[level].empty() || ++passedOver_[level] < patience) continue;
+    if (outgoing_[level].empty() || ++passedOver_[level] < patience) continue;
     chosen = level;
     break;
   }
   passedOver_[chosen] = 0;
-  return rings_[chosen].pop();
+  return chosen;
+}
+
+std::size_t ThreadPool::countWaiting() {
+  std::size_t count = 0;
+  for (const WorkList& list : incoming_) count += list.count();
+  for (const WorkList& list : outgoing_) count += list.count();
+  return count;
 }
 
 void ThreadPool::goIdle(Worker& self) {
@@ -197,7 +236,7 @@ void ThreadPool::goIdle(Worker& self) {
 
 void ThreadPool::spinForWork() noexcept {
   if (somebodySpins_.exchange(true)) return;  // one is enough
-  for (int i = 0; i < spins && waiting_.load(std::memory_order_relaxed) == 0; ++i) pauseProcessor();
+  for (int i = 0; i < spins && !hasWork(); ++i) pauseProcessor();
   somebodySpins_.store(false);
 }
 
@@ -245,15 +284,18 @@ void ThreadPool::endBlocking(Worker& self) {
 bool ThreadPool::lookForStalls() {
   std::vector<Helper> helpers;
   {
+    const UnfairLockGuard takeGuard(takeLock_);
     const UnfairLockGuard guard(lock_);
-    isWatched_ = waiting_ > 0;
+    const std::size_t waiting = countWaiting();
+    isWatched_ = waiting > 0;
     if (!isWatched_) return false;
     for (Worker* worker : workers_) {
       if (worker->isIdle || worker->isBlocked) continue;
-      const bool isAtTheSame = std::exchange(worker->worksSeen, worker->worksBegun) == worker->worksBegun;
+      const std::uint64_t begun = worker->worksBegun.load(std::memory_order_relaxed);
+      const bool isAtTheSame = std::exchange(worker->worksSeen, begun) == begun;
       if (isAtTheSame && isAsleep(worker->threadId)) noteBlocked(*worker);
     }
-    while (helpers.size() < waiting_) {
+    while (helpers.size() < waiting) {
       helpers.push_back(findHelper());
       if (!helpers.back().isAny()) break;
     }

@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <vector>
 
 #include "QVFoundation/platform/Export.h"
@@ -15,7 +14,7 @@
 #include "QVFoundation/platform/concurrency/UnfairLock.h"
 #include "QVFoundation/platform/concurrency/WakeUp_p.h"
 #include "QVFoundation/platform/concurrency/Work.h"
-#include "QVFoundation/platform/concurrency/WorkRing_p.h"
+#include "QVFoundation/platform/concurrency/WorkList_p.h"
 
 namespace QVFoundation::detail {
 
@@ -32,6 +31,9 @@ namespace QVFoundation::detail {
 /// | blocked | no | what it waits for comes; then there may be one too many for a moment |
 /// | idle | no | it is woken for work, or goes when its time is up |
 ///
+/// Work comes in on one side and goes out on the other one, each with a lock of its own, so that those who bring it
+/// seldom meet those who take it.
+///
 /// Threads: any.
 class QV_TEST_EXPORT ThreadPool {
 public:
@@ -44,7 +46,7 @@ public:
   ThreadPool& operator=(const ThreadPool&) = delete;
   ~ThreadPool() = delete;
 
-  void submit(Work work, QualityOfService qualityOfService);
+  void submit(Work&& work, QualityOfService qualityOfService);
 
   /// How many threads there are at this moment.
   [[nodiscard]] std::size_t threadCount() const;
@@ -57,21 +59,32 @@ private:
     ThreadPool* pool = nullptr;
     WakeUp wakeUp;  // for work
     int threadId = 0;
+    std::atomic<std::uint64_t> worksBegun{0};
+    std::atomic<bool> isBlocked{false};  // says so itself, or was found asleep; written under the pool's lock
     // Under the pool's lock.
     bool isIdle = false;
-    bool isBlocked = false;  // says so itself, or was found asleep
-    unsigned scopes = 0;     // in which it says that it waits
-    std::uint64_t worksBegun = 0;
+    unsigned scopes = 0;          // in which it says that it waits
     std::uint64_t worksSeen = 0;  // by the watch, at its last look
   };
 
   static constexpr std::size_t levels = 5;
+  using Lists = std::array<WorkList, levels>;  // by quality of service
+  using Levels = unsigned;                     // one bit for each that has work
   static constexpr std::size_t threadsAtMost = 512;
 
   void run(Worker& self);
   /// The next work for a worker that is busy no more; nothing where it is to end.
-  std::optional<Work> next(Worker& self);
-  [[nodiscard]] Work take() QV_REQUIRES(lock_);
+  [[nodiscard]] Work next(Worker& self);
+  /// Nothing where there is none, or this worker is one too many.
+  [[nodiscard]] Work take(Worker& self);
+  void bringIn() QV_REQUIRES(takeLock_);
+  [[nodiscard]] std::size_t chooseLevel() QV_REQUIRES(takeLock_);
+  /// May say so for a moment when the last work has just been taken.
+  [[nodiscard]] bool hasWork() const noexcept {
+    return (incomingLevels_.load(std::memory_order_relaxed) |
+            outgoingLevels_.load(std::memory_order_relaxed)) != 0;
+  }
+  [[nodiscard]] std::size_t countWaiting() QV_REQUIRES(takeLock_, lock_);
   void goIdle(Worker& self) QV_REQUIRES(lock_);
   void spinForWork() noexcept;
   /// Sleeps until there is work. False where nothing came in time: then the worker is no longer listed.
@@ -98,17 +111,27 @@ private:
   const std::size_t busyAtMost_;
   const std::chrono::milliseconds idleTime_;
 
-  mutable UnfairLock lock_;
-  std::array<WorkRing, levels> rings_ QV_GUARDED_BY(lock_);
-  std::atomic<std::size_t> waiting_{0};                             // in the rings; written under the lock
-  std::array<unsigned, levels> passedOver_ QV_GUARDED_BY(lock_){};  // since the last one was taken
-  std::size_t busy_ QV_GUARDED_BY(lock_) = 0;
+  static constexpr std::size_t cacheLine = 64;
+
+  // Often read, seldom written. The bits are set under `lock_`, those of what goes out also under `takeLock_`, which
+  // is enough to clear them: so who holds `lock_` never misses work.
+  alignas(cacheLine) std::atomic<Levels> incomingLevels_{0};
+  std::atomic<Levels> outgoingLevels_{0};
+  std::atomic<std::size_t> busy_{0};  // written under `lock_`
+  std::atomic<bool> somebodySpins_{false};
+
+  // Taken before the other lock.
+  alignas(cacheLine) UnfairLock takeLock_;
+  Lists outgoing_ QV_GUARDED_BY(takeLock_);
+  std::array<unsigned, levels> passedOver_ QV_GUARDED_BY(takeLock_){};  // since the last one was taken
+
+  alignas(cacheLine) mutable UnfairLock lock_;
+  Lists incoming_ QV_GUARDED_BY(lock_);
   std::size_t threads_ QV_GUARDED_BY(lock_) = 0;
   bool isWatched_ QV_GUARDED_BY(lock_) = false;
   std::vector<Worker*> workers_ QV_GUARDED_BY(lock_);
   std::vector<Worker*> idle_ QV_GUARDED_BY(lock_);  // who went idle last is woken first
-  std::atomic<bool> somebodySpins_{false};
-  std::shared_ptr<StallWatch> watch_;
+  const std::shared_ptr<StallWatch> watch_;
 };
 
 /// While it exists, this thread waits for something: another may take over its share of the pool.

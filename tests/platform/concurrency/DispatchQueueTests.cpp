@@ -19,6 +19,7 @@
 #include "QVFoundation/platform/concurrency/MainQueue.h"
 #include "QVFoundation/platform/concurrency/NSCondition.h"
 #include "QVFoundation/platform/concurrency/ThreadPool_p.h"
+#include "QVFoundation/platform/concurrency/WorkList_p.h"
 #include "QVFoundation/platform/runtime/NSError.h"
 #include "tests/platform/concurrency/OnThreads.h"
 #include "tests/platform/runtime/RaisedException.h"
@@ -100,6 +101,29 @@ TEST(ThreadPool, goesOnWhileItsThreadsWaitWhetherTheySaySoOrNot) {
     });
     done.wait();
   }
+}
+
+TEST(WorkList, keepsTheOrderHoweverMuchComesAndGoes) {
+  detail::WorkList list, other;
+  int in = 0, out = 0, ran = -1, alive = 0;
+  for (const int change : {1, -1, 70, -69, 200, -201, 32, -32, 33, -1, 31, -63, 1'000, -7}) {
+    for (int i = 0; i < change; ++i) list.push([&ran, number = in++, its = Alive(alive)] { ran = number; });
+    for (int i = 0; i > change; --i) {
+      list.pop()();
+      EXPECT_EQ(ran, out++);
+    }
+    EXPECT_EQ(list.count(), static_cast<std::size_t>(in - out));
+    EXPECT_EQ(list.empty(), in == out);
+    swap(list, other);
+    EXPECT_TRUE(list.empty());
+    swap(list, other);
+  }
+  EXPECT_EQ(alive, in - out);
+  {
+    detail::WorkList last;
+    swap(last, list);
+  }
+  EXPECT_EQ(alive, 0);
 }
 
 TEST(ThreadPool, letsThreadsGoThatHaveNothingToDo) {
