@@ -61,13 +61,19 @@ class ThreadPool::StallWatch final : public TimedEvent, public std::enable_share
 public:
   explicit StallWatch(ThreadPool& pool) noexcept : pool_(pool) {}
 
-  void begin() { TimerThread::shared().schedule(shared_from_this(), Clock::now() + stallTime); }
+  void begin() { beginAt(Clock::now() + stallTime); }
+  // All timers wait for a look; where there are many threads to look at, it comes less often.
   void fire() noexcept override {
-    if (pool_.lookForStalls()) begin();
+    const auto began = Clock::now();
+    if (!pool_.lookForStalls()) return;
+    const auto ended = Clock::now();
+    beginAt(ended + std::max<Clock::duration>(stallTime, 10 * (ended - began)));
   }
 
 private:
   using Clock = std::chrono::steady_clock;
+
+  void beginAt(Clock::time_point time) { TimerThread::shared().schedule(shared_from_this(), time); }
 
   ThreadPool& pool_;
 };
@@ -136,10 +142,14 @@ void ThreadPool::startThread() {
       run(self);
     });
   } catch (const std::system_error& error) {
-    const UnfairLockGuard guard(lock_);
-    --busy_;
-    if (--threads_ > 0) return;  // those that there are will get to the work
-    fatalError(std::string("There is no thread for background work: ") + error.what());
+    bool isWatched = false;
+    {
+      const UnfairLockGuard guard(lock_);
+      --busy_;
+      if (--threads_ == 0) fatalError(std::string("There is no thread for background work: ") + error.what());
+      isWatched = std::exchange(isWatched_, true);
+    }
+    if (!isWatched) watch_->begin();  // those that there are will get to the work, or the watch tries again
   }
 }
 
@@ -282,19 +292,20 @@ void ThreadPool::endBlocking(Worker& self) {
 }
 
 bool ThreadPool::lookForStalls() {
+  std::vector<Suspect> suspects;
+  {
+    const UnfairLockGuard guard(lock_);
+    isWatched_ = hasWork();
+    if (!isWatched_) return false;
+    suspects = findSuspects();
+  }
+  for (Suspect& suspect : suspects) suspect.isAsleep = isAsleep(suspect.threadId);
   std::vector<Helper> helpers;
   {
     const UnfairLockGuard takeGuard(takeLock_);
     const UnfairLockGuard guard(lock_);
+    recount(suspects);
     const std::size_t waiting = countWaiting();
-    isWatched_ = waiting > 0;
-    if (!isWatched_) return false;
-    for (Worker* worker : workers_) {
-      if (worker->isIdle || worker->isBlocked) continue;
-      const std::uint64_t begun = worker->worksBegun.load(std::memory_order_relaxed);
-      const bool isAtTheSame = std::exchange(worker->worksSeen, begun) == begun;
-      if (isAtTheSame && isAsleep(worker->threadId)) noteBlocked(*worker);
-    }
     while (helpers.size() < waiting) {
       helpers.push_back(findHelper());
       if (!helpers.back().isAny()) break;
@@ -302,6 +313,34 @@ bool ThreadPool::lookForStalls() {
   }
   for (const Helper& helper : helpers) call(helper);
   return true;
+}
+
+std::vector<ThreadPool::Suspect> ThreadPool::findSuspects() {
+  std::vector<Suspect> suspects;
+  suspects.reserve(workers_.size());
+  for (Worker* worker : workers_) {
+    if (worker->isIdle || worker->scopes > 0) continue;
+    const std::uint64_t begun = worker->worksBegun.load(std::memory_order_relaxed);
+    const bool isAtTheSame = std::exchange(worker->worksSeen, begun) == begun;
+    if (isAtTheSame) suspects.push_back({worker, worker->threadId, begun});
+  }
+  return suspects;
+}
+
+// A worker may have gone meanwhile. Those that are left stand in the same order.
+void ThreadPool::recount(const std::vector<Suspect>& suspects) {
+  auto from = workers_.begin();
+  for (const Suspect& suspect : suspects) {
+    const auto found = std::find(from, workers_.end(), suspect.worker);
+    if (found == workers_.end()) continue;
+    from = found + 1;
+    Worker& worker = **found;
+    const bool isAtTheSame = worker.threadId == suspect.threadId &&
+                             worker.worksBegun.load(std::memory_order_relaxed) == suspect.worksBegun;
+    if (!isAtTheSame || worker.isIdle || worker.scopes > 0) continue;
+    if (suspect.isAsleep && !worker.isBlocked) noteBlocked(worker);
+    if (!suspect.isAsleep && worker.isBlocked) noteGoesOn(worker);
+  }
 }
 
 ThreadIsBlocked::ThreadIsBlocked() {

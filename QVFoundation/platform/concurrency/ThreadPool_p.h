@@ -105,8 +105,18 @@ private:
   void noteGoesOn(Worker& self) QV_REQUIRES(lock_);
   void beginBlocking(Worker& self);
   void endBlocking(Worker& self);
-  /// Looks for workers that sleep. True while somebody has to look again.
+
+  /// A worker that may sleep without a word, or do so no more.
+  struct Suspect {
+    const Worker* worker;
+    int threadId;
+    std::uint64_t worksBegun;
+    bool isAsleep = false;
+  };
+  /// Looks for workers that sleep or have woken up. True while somebody has to look again.
   bool lookForStalls();
+  [[nodiscard]] std::vector<Suspect> findSuspects() QV_REQUIRES(lock_);
+  void recount(const std::vector<Suspect>& suspects) QV_REQUIRES(lock_);
 
   const std::size_t busyAtMost_;
   const std::chrono::milliseconds idleTime_;

@@ -126,6 +126,31 @@ TEST(WorkList, keepsTheOrderHoweverMuchComesAndGoes) {
   EXPECT_EQ(alive, 0);
 }
 
+TEST(ThreadPool, countsThreadsAgainThatHaveSleptAndWorkOn) {
+  static ThreadPool& pool = *new ThreadPool(2, 1s);
+  constexpr int works = 40;
+  std::atomic<int> begun = 0;
+  std::atomic<bool> mayEnd = false;
+  std::latch done(works);
+  for (int i = 0; i < works; ++i) {
+    pool.submit(
+        [&] {
+          const int enough = ++begun + 2;
+          begun.notify_all();
+          for (int now = begun; now < enough && !mayEnd; now = begun) begun.wait(now);
+          while (!mayEnd) std::this_thread::yield();
+          done.count_down();
+        },
+        QualityOfService::standard);
+  }
+  std::this_thread::sleep_for(200ms);  // dozens of looks at them
+  EXPECT_LE(begun, 12) << "more than two work, so nothing more should begin";
+  mayEnd = true;
+  begun += works;
+  begun.notify_all();
+  done.wait();
+}
+
 TEST(ThreadPool, letsThreadsGoThatHaveNothingToDo) {
   static ThreadPool& pool = *new ThreadPool(3, 10ms);
   for (int round = 0; round < 3; ++round) {
