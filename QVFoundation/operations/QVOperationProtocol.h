@@ -64,7 +64,7 @@ public:
     if constexpr (std::is_void_v<Output>) {
       if (stored.isVoid()) return Result<Output>();
     } else {
-      if (const Output* value = stored.template as<Output>()) return Result<Output>(*value);
+      if (const auto* value = stored.template as<Output>()) return Result<Output>(*value);
     }
     return Result<Output>::failure(wrongTypeError(stored, typeid(Output)));
   }
