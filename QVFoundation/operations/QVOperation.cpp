@@ -123,8 +123,8 @@ void QVOperation::setMainThreadCompletionBlock(std::function<void()> block) {
 
 void QVOperation::main() {
   const auto timing = timingInfo();
-  timing->startTiming(timingName_);
   const auto start = std::chrono::steady_clock::now();
+  timing->startTiming(timingName_, start);
   try {
     run();
   } catch (const NSException& exception) {
@@ -132,8 +132,9 @@ void QVOperation::main() {
   } catch (...) {
     setResultStorage(QVAnyResult::failure(std::current_exception()));
   }
-  setCompletionDuration(std::chrono::steady_clock::now() - start);
-  timing->endTiming(timingName_);
+  const auto end = std::chrono::steady_clock::now();
+  setCompletionDuration(end - start);
+  timing->endTiming(timingName_, end);
 }
 
 void QVOperation::run() {

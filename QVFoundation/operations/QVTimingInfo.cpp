@@ -19,8 +19,9 @@ QVTimingInfo::QVTimingInfo() : id_(OSSignpostID::unique()), lane_(id_) {}
 
 QVTimingInfo::~QVTimingInfo() = default;
 
-void QVTimingInfo::startTiming(QVTimingName name) {
-  const auto now = std::chrono::steady_clock::now();
+void QVTimingInfo::startTiming(QVTimingName name) { startTiming(name, std::chrono::steady_clock::now()); }
+
+void QVTimingInfo::startTiming(QVTimingName name, Instant now) {
   {
     const UnfairLockGuard guard(lock_);
     timers().start(name, now);
@@ -31,7 +32,11 @@ void QVTimingInfo::startTiming(QVTimingName name) {
 }
 
 void QVTimingInfo::endTiming(QVTimingName name) noexcept {
-  if (endInterval(name)) signposts.mark(OSSignpostType::end, name.rawValue(), id_, signpostLane());
+  endTiming(name, std::chrono::steady_clock::now());
+}
+
+void QVTimingInfo::endTiming(QVTimingName name, Instant now) noexcept {
+  if (endInterval(name, now)) signposts.mark(OSSignpostType::end, name.rawValue(), id_, signpostLane());
 }
 
 void QVTimingInfo::addTimingInfo(const QVTimingInfo& other) {
@@ -66,8 +71,7 @@ detail::TimerTable& QVTimingInfo::timers() {
 }
 
 /// Whether it was running.
-bool QVTimingInfo::endInterval(QVTimingName name) noexcept {
-  const auto now = std::chrono::steady_clock::now();
+bool QVTimingInfo::endInterval(QVTimingName name, Instant now) noexcept {
   const UnfairLockGuard guard(lock_);
   return timers_ && timers_->end(name, now);
 }

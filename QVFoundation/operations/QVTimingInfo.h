@@ -102,14 +102,19 @@ public:
   void setSignpostLane(OSSignpostID lane) noexcept { lane_.store(lane, std::memory_order_relaxed); }
 
 private:
+  friend class QVOperation;  // has looked at the clock already
+  using Instant = std::chrono::steady_clock::time_point;
+
   struct Ending {
     QVTimingInfo& info;
     QVTimingName name;
     ~Ending() { info.endTiming(name); }
   };
 
+  void startTiming(QVTimingName name, Instant now);
+  void endTiming(QVTimingName name, Instant now) noexcept;
   detail::TimerTable& timers() QV_REQUIRES(lock_);
-  [[nodiscard]] bool endInterval(QVTimingName name) noexcept;
+  [[nodiscard]] bool endInterval(QVTimingName name, Instant now) noexcept;
   [[nodiscard]] std::vector<detail::TimerTotal> totals() const;
 
   mutable UnfairLock lock_;
