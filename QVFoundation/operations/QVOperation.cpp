@@ -1,7 +1,5 @@
 #include "QVFoundation/operations/QVOperation.h"
 
-#include <cstdint>
-#include <limits>
 #include <utility>
 
 #include "QVFoundation/errors/QVErrorConstructors.h"
@@ -10,7 +8,6 @@
 #include "QVFoundation/platform/concurrency/DispatchQueue.h"
 #include "QVFoundation/platform/concurrency/NSOperationQueue.h"
 #include "QVFoundation/platform/runtime/ChangeNotice.h"
-#include "QVFoundation/platform/runtime/FatalError.h"
 #include "QVFoundation/platform/runtime/NSException.h"
 #include "QVFoundation/platform/runtime/TypeName.h"
 #include "QVFoundation/platform/text/Format.h"
@@ -156,34 +153,25 @@ void QVOperation::run() {
 
 void QVOperation::mainSetup() {
   calculateSegmentCosts();
-  const auto progress = this->progress();
-  if (const auto costs = locked(&QVOperation::segmentCosts_); !costs.empty()) {
-    std::int64_t total = 0;
-    for (const auto& [segment, cost] : costs) {
-      if (__builtin_add_overflow(total, cost, &total)) {
-        fatalError("The costs of the segments of " + shortDescription() + " are more than can be counted");
-      }
-    }
-    progress->setTotalUnitCount(total);
-  }
+  addUpSegmentCosts();
   if (const OSLogger& log = progressLog(); log.isEnabled(OSLogType::debug)) {
     log.log(OSLogType::debug, stringWithFormat("Operation %@ starting with totalUnitCount %d", nameOrNull(),
-                                               progress->totalUnitCount()));
+                                               progress()->totalUnitCount()));
   }
-  updateProgressName();
-  setupProgressPauseHandlers(*progress);
+  setUpProgress();
   if (!logDebugMarker_) return;
   if (const auto logger = this->logger()) logger->logDebugMarker(className());
 }
 
-// Shown as complete whatever the body has reported, also after a failure.
+// Shown as complete whatever the body has reported, also after a failure. One that nobody has asked for would show
+// nothing.
 void QVOperation::mainFinish() {
-  const auto progress = this->progress();
   if (const OSLogger& log = progressLog(); log.isEnabled(OSLogType::debug)) {
     log.log(OSLogType::debug, stringWithFormat("Operation %@ finishing with completedUnitCount %d",
-                                               nameOrNull(), progress->completedUnitCount()));
+                                               nameOrNull(), progress()->completedUnitCount()));
   }
-  progress->setCompletedUnitCount(progress->totalUnitCount());
+  const auto progress = locked(&QVOperation::progress_);
+  if (progress != nullptr) progress->setCompletedUnitCount(progress->totalUnitCount());
 }
 
 Seconds QVOperation::completionDuration() const noexcept { return Seconds(completionDuration_); }

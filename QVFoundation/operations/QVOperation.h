@@ -426,9 +426,11 @@ private:
   [[nodiscard]] std::optional<std::string> nameUnlessSet() const override;
   [[nodiscard]] std::string nameOrNull() const;
   void run();
-  void updateProgressName();
+  void addUpSegmentCosts();
+  void setUpProgress();
+  void setUp(NSProgress& progress) const;
   void setCurrentSegmentProgress(std::shared_ptr<NSProgress> progress);
-  void setupProgressPauseHandlers(NSProgress& progress);
+  void setupProgressPauseHandlers(NSProgress& progress) const;
   void reportIfNested(QVProgressSegmentName name);
   void logHierarchy() const;
   void runSubOperation(const std::shared_ptr<QVOperation>& operation, std::int64_t unitCount);
@@ -470,6 +472,8 @@ private:
   std::optional<QVAnyResult> resultStorage_ QV_GUARDED_BY(lock_);  // none before the first run
   std::shared_ptr<QVLogger> logger_ QV_GUARDED_BY(lock_);
   mutable std::shared_ptr<NSProgress> progress_ QV_GUARDED_BY(lock_);
+  bool setsUpProgress_ QV_GUARDED_BY(lock_) =
+      false;  // what is made from now on, with a name and as can be paused
   mutable std::shared_ptr<QVTimingInfo> timingInfo_ QV_GUARDED_BY(lock_);
   mutable std::shared_ptr<QVObservationManager> observationManager_ QV_GUARDED_BY(lock_);
   std::unordered_map<QVProgressSegmentName, std::int64_t> segmentCosts_ QV_GUARDED_BY(lock_);

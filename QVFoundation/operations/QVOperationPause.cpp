@@ -82,8 +82,9 @@ void QVOperation::updateIsPaused() {
   });
 }
 
-void QVOperation::setupProgressPauseHandlers(NSProgress& progress) {
-  const auto self = weakSelf();
+void QVOperation::setupProgressPauseHandlers(NSProgress& progress) const {
+  const std::weak_ptr self(
+      std::static_pointer_cast<QVOperation>(std::const_pointer_cast<NSObject>(weak_from_this().lock())));
   progress.setPausable(true);
   progress.setPausingHandler([self] {
     if (const auto operation = self.lock()) operation->pause();

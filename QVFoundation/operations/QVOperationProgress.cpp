@@ -11,13 +11,42 @@
 
 namespace QVFoundation {
 
+// Many operations run without anybody looking. Who looks later finds what a run sets up from its beginning.
 std::shared_ptr<NSProgress> QVOperation::progress() const {
-  if (auto progress = locked(&QVOperation::progress_)) return progress;
-  auto made = std::make_shared<NSProgress>();
-  made->setLocalizedAdditionalDescription("");
-  const UnfairLockGuard guard(lock_);
-  if (progress_ == nullptr) progress_ = std::move(made);
-  return progress_;
+  std::shared_ptr<NSProgress> made;
+  bool isSetUp = false;
+  for (;;) {
+    {
+      const UnfairLockGuard guard(lock_);
+      if (progress_ == nullptr && isSetUp == setsUpProgress_) progress_ = made;
+      if (progress_ != nullptr) return progress_;
+      isSetUp = setsUpProgress_;
+    }
+    if (made == nullptr) {
+      made = std::make_shared<NSProgress>();
+      made->setLocalizedAdditionalDescription("");
+    }
+    if (isSetUp) setUp(*made);
+  }
+}
+
+void QVOperation::setUpProgress() {
+  std::shared_ptr<NSProgress> present;
+  {
+    const UnfairLockGuard guard(lock_);
+    setsUpProgress_ = true;
+    present = progress_;
+  }
+  if (present != nullptr) setUp(*present);
+  // The two names of the copy differ, here and where it is made, as they always have.
+  if (const auto shown = mainThreadProgress()) {
+    QVFoundation::setName(*shown, QVFoundation::name(*progress()).value_or("null") + ": (main)");
+  }
+}
+
+void QVOperation::setUp(NSProgress& progress) const {
+  QVFoundation::setName(progress, name().value_or(""));
+  setupProgressPauseHandlers(progress);
 }
 
 void QVOperation::setProgress(std::shared_ptr<NSProgress> progress) {
@@ -68,15 +97,6 @@ void QVOperation::updateLocalizedDescription(const std::optional<std::string>& t
 }
 void QVOperation::updateLocalizedAdditionalDescription(const std::string& text) const {
   QVFoundation::updateLocalizedAdditionalDescription(*topLevelProgress(), text);
-}
-
-// The two names of the copy differ, here and where it is made, as they always have.
-void QVOperation::updateProgressName() {
-  const auto progress = this->progress();
-  QVFoundation::setName(*progress, name().value_or(""));
-  if (const auto shown = mainThreadProgress()) {
-    QVFoundation::setName(*shown, QVFoundation::name(*progress).value_or("null") + ": (main)");
-  }
 }
 
 void QVOperation::setEnableMainThreadProgress(bool enabled) {

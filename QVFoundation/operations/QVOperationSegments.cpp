@@ -7,6 +7,7 @@
 #include "QVFoundation/operations/QVOperationState_p.h"
 #include "QVFoundation/operations/QVProgressUtilities.h"
 #include "QVFoundation/operations/QVStopInDebugger.h"
+#include "QVFoundation/platform/runtime/FatalError.h"
 #include "QVFoundation/platform/runtime/NSException.h"
 #include "QVFoundation/platform/text/Format.h"
 
@@ -27,6 +28,21 @@ std::shared_ptr<NSProgress> segmentProgress(QVProgressSegmentName segment, std::
 void QVOperation::setCost(std::int64_t cost, QVProgressSegmentName forSegment) {
   const UnfairLockGuard guard(lock_);
   segmentCosts_.insert_or_assign(forSegment, cost);
+}
+
+void QVOperation::addUpSegmentCosts() {
+  {
+    const UnfairLockGuard guard(lock_);
+    if (segmentCosts_.empty()) return;
+  }
+  const auto costs = locked(&QVOperation::segmentCosts_);
+  std::int64_t total = 0;
+  for (const auto& [segment, cost] : costs) {
+    if (__builtin_add_overflow(total, cost, &total)) {
+      fatalError("The costs of the segments of " + shortDescription() + " are more than can be counted");
+    }
+  }
+  progress()->setTotalUnitCount(total);
 }
 
 void QVOperation::reportIfNested(QVProgressSegmentName name) {

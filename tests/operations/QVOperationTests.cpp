@@ -11,6 +11,7 @@
 #include <gmock/gmock.h>
 
 #include "QVFoundation/errors/QVErrorConstructors.h"
+#include "QVFoundation/operations/QVProgressUtilities.h"
 #include "QVFoundation/platform/concurrency/MainQueue.h"
 #include "QVFoundation/platform/runtime/NSException.h"
 #include "QVFoundation/platform/runtime/NSKeyValueObserving.h"
@@ -77,6 +78,66 @@ TEST(QVOperationTest, isNamedAfterItsClassUnlessToldOtherwise) {
   EXPECT_EQ(operation->name(), "Import");
   operation->setName(std::nullopt);
   EXPECT_EQ(operation->name(), std::nullopt);
+}
+
+/// Looks at its progress, or does not, in its hook and in its body.
+class LookingOperation : public QVOperation, public QVSyncOperationProtocol<void> {
+public:
+  enum class Look { never, inHook, inBody };
+  explicit LookingOperation(Look look) : QVOperation("LookingOperation"), look_(look) {}
+  void calculateSegmentCosts() override {
+    if (look_ == Look::inHook) (void)progress();
+  }
+  void perform() override {
+    if (look_ == Look::inBody) (void)progress();
+  }
+
+private:
+  const Look look_;
+};
+
+TEST(QVOperationTest, hasTheSameProgressWheneverItIsFirstAskedFor) {
+  using Look = LookingOperation::Look;
+  const struct {
+    const char* row;
+    bool looksBefore;
+    Look look;
+  } rows[] = {{"before", true, Look::never},
+              {"in the hook", false, Look::inHook},
+              {"in the body", false, Look::inBody},
+              {"afterwards", false, Look::never}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.row);
+    const auto operation = std::make_shared<LookingOperation>(row.look);
+    if (row.looksBefore) {
+      EXPECT_EQ(name(*operation->progress()), std::nullopt);  // until it runs
+    }
+    operation->start();
+    const auto progress = operation->progress();
+    EXPECT_EQ(name(*progress), "LookingOperation");
+    EXPECT_TRUE(progress->isPausable());
+    EXPECT_EQ(progress->localizedAdditionalDescription(), "");
+    progress->pause();
+    runMainQueueUntil([&] { return operation->isPaused(); });
+    progress->resume();
+    runMainQueueUntil([&] { return !operation->isPaused(); });
+  }
+}
+
+TEST(QVOperationTest, hasOneProgressThoughSomebodyLooksWhileItBegins) {
+  for (int round = 0; round < 200; ++round) {
+    std::shared_ptr<NSProgress> inBody;
+    const auto operation = operationOf([&](BodyOperation<>& self) {
+      inBody = self.progress();
+      EXPECT_EQ(name(*inBody), "BodyOperation");
+      EXPECT_TRUE(inBody->isPausable());
+    });
+    operation->startInBackground();
+    const auto seen = operation->progress();
+    operation->waitUntilFinished();
+    EXPECT_EQ(seen, inBody);
+    EXPECT_EQ(name(*seen), "BodyOperation");
+  }
 }
 
 /// An operation whose parts fail as a test says.
