@@ -27,14 +27,14 @@ namespace QVFoundation {
 namespace {
 
 constexpr std::uint64_t staleBit = 1;  // above it, the number of first observations
+constexpr int bitsOfShare = 62;
 constexpr double wholeShare = 0x1p62;
 
 using detail::firstObservations;
 
-__extension__ double unitsOf(unsigned __int128 shares) noexcept {
-  return (static_cast<double>(static_cast<std::uint64_t>(shares >> 64)) * 0x1p64 +
-          static_cast<double>(static_cast<std::uint64_t>(shares))) /
-         wholeShare;
+__extension__ double rounded(unsigned __int128 shares) noexcept {
+  return static_cast<double>(static_cast<std::uint64_t>(shares >> 64)) * 0x1p64 +
+         static_cast<double>(static_cast<std::uint64_t>(shares));
 }
 
 }  // namespace
@@ -319,48 +319,56 @@ double NSProgress::fractionCompleted() const {
   return fraction_;
 }
 
-// It does not recurse: trees may be deep.
-void NSProgress::refresh() noexcept {
-  NSProgress* each = this;
-  each->markFresh();
-  bool isOrdered = false;
-  for (;;) {
-    NSProgress* const child = each->staleChildren_.first();
-    if (child == nullptr) {
-      // Numbers are read after the marks have gone.
-      if (!std::exchange(isOrdered, true)) std::atomic_thread_fence(std::memory_order_seq_cst);
-      each->computeFraction();
-      if (each == this) return;
-      each = each->parent_;
-    } else if (child->isStale()) {
-      child->markFresh();
-      isOrdered = false;
-      each = child;
-    } else {
-      each->staleChildren_.remove(*child);
-      child->isListedStale_ = false;
-      each->takeShareOf(*child);
-    }
-  }
-}
-
-void NSProgress::computeFraction() noexcept {
+// A reader waits for these numbers level by level, since each fraction is made from that below. So as little as can
+// be stands between a share and the fraction: the sum is one of integers, and the divisor is ready before it.
+inline void NSProgress::computeFraction() noexcept {
   const Counts now = counts();
   if (now.isFinished() || now.isIndeterminate()) {
     fraction_ = now.isFinished() ? 1 : 0;
     return;
   }
-  const auto completed = static_cast<double>(now.completed);
   const auto total = static_cast<double>(now.total);
-  fraction_ = sharesOfChildren_ == 0 ? completed / total
-                                     : std::min((completed + unitsOf(sharesOfChildren_)) / total, 1.0);
+  if (sharesOfChildren_ == 0) {
+    fraction_ = static_cast<double>(now.completed) / total;
+  } else {
+    const Share sum = (static_cast<Share>(now.completed) << bitsOfShare) + sharesOfChildren_;
+    fraction_ = std::min(rounded(sum) / (total * wholeShare), 1.0);
+  }
 }
 
-void NSProgress::takeShareOf(NSProgress& child) noexcept {
-  const auto part = static_cast<std::uint64_t>(child.fraction_ * wholeShare);
+/// Takes a stale child off the list.
+inline void NSProgress::takeShareOf(NSProgress& child) noexcept {
+  staleChildren_.remove(child);
+  child.isListedStale_ = false;
+  const auto part = static_cast<std::int64_t>(child.fraction_ * wholeShare);  // so much at most
   sharesOfChildren_ -= child.share_;
-  child.share_ = static_cast<Share>(child.pending_) * part;
+  child.share_ = static_cast<Share>(child.pending_) * static_cast<Share>(part);
   sharesOfChildren_ += child.share_;
+}
+
+// It does not recurse: trees may be deep. A child may be listed whose own reader has made it fresh.
+void NSProgress::refresh() noexcept {
+  NSProgress* each = this;
+  each->markFresh();
+  bool isOrdered = false;
+  for (;;) {
+    while (NSProgress* const child = each->staleChildren_.first()) {
+      if (child->isStale()) {
+        child->markFresh();
+        isOrdered = false;
+        each = child;
+      } else {
+        each->takeShareOf(*child);
+      }
+    }
+    // Numbers are read after the marks have gone.
+    if (!std::exchange(isOrdered, true)) std::atomic_thread_fence(std::memory_order_seq_cst);
+    each->computeFraction();
+    if (each == this) return;
+    NSProgress* const parent = each->parent_;
+    parent->takeShareOf(*each);
+    each = parent;
+  }
 }
 
 }  // namespace QVFoundation
