@@ -15,6 +15,7 @@
 #include "QVFoundation/platform/concurrency/MainQueue.h"
 #include "QVFoundation/platform/concurrency/NSOperationQueue.h"
 #include "tests/operations/TestOperations.h"
+#include "tests/platform/concurrency/OnThreads.h"
 
 namespace QVFoundation {
 namespace {
@@ -87,55 +88,68 @@ void letGoOn(const std::shared_ptr<RestlessOperation>& operation) {
   operation->resume();
 }
 
-TEST(OperationSoakTest, endsEveryOperationOnceUnderAnyTreatment) {
-  constexpr int perThread = 5000;
-  constexpr int threads = 4;
-  std::atomic<int> added = 0, ended = 0;
-  std::atomic<bool> isOver = false;
-  const auto queue = std::make_shared<NSOperationQueue>();
-  queue->setMaxConcurrentOperationCount(16);
-  {
-    std::vector<std::jthread> treating;
-    treating.reserve(threads);
-    for (unsigned thread = 0; thread < threads; ++thread) {
-      treating.emplace_back([&, thread] {
-        std::minstd_rand random(thread + 1);
-        std::array<std::shared_ptr<RestlessOperation>, 8> held;
-        for (int i = 0; i < perThread; ++i) {
-          auto& operation = held[random() % held.size()];
-          letGoOn(operation);
-          operation = std::make_shared<RestlessOperation>(random(), 2);
-          operation->setCompletionBlock([&ended, its = std::weak_ptr(operation)] {
-            EXPECT_EQ(++its.lock()->timesEnded, 1);
-            ++ended;
-          });
-          if (random() % 8 == 0) operation->cancel();
-          if (random() % 16 == 0) continue;  // never runs
-          queue->addOperation(operation);
-          ++added;
-          const auto& other = held[random() % held.size()];
-          if (other == nullptr) continue;
-          switch (random() % 5) {
-            case 0: other->cancel(); break;
-            case 1: other->pause(); break;
-            case 2: other->progress()->pause(); break;
-            case 3: other->progress()->resume(); break;
-            default: other->resume();
-          }
-        }
-        for (const auto& operation : held) letGoOn(operation);
-      });
+/// What four threads do to operations, each by lots of its own, and what comes of it.
+class Treatment {
+public:
+  Treatment() { queue_->setMaxConcurrentOperationCount(16); }
+
+  void runOnThread(unsigned seed) {
+    std::minstd_rand random(seed);
+    std::array<std::shared_ptr<RestlessOperation>, 8> held;
+    for (int i = 0; i < operationsPerThread; ++i) {
+      auto& operation = held[random() % held.size()];
+      letGoOn(operation);
+      operation = newOperation(static_cast<unsigned>(random()));
+      if (random() % 8 == 0) operation->cancel();
+      if (random() % 16 == 0) continue;  // never runs
+      queue_->addOperation(operation);
+      ++added_;
+      if (const auto& other = held[random() % held.size()])
+        disturb(*other, static_cast<unsigned>(random() % 5));
     }
-    std::jthread waiting([&] {
-      for (auto& each : treating) each.join();
-      queue->waitUntilAllOperationsAreFinished();
-      isOver = true;
-    });
-    testing::runMainQueueUntil([&] { return isOver.load(); });
+    for (const auto& operation : held) letGoOn(operation);
   }
+
+  void awaitQueue() const { queue_->waitUntilAllOperationsAreFinished(); }
+  [[nodiscard]] bool hasEndedAll() const { return ended_ == added_; }
+
+private:
+  static constexpr int operationsPerThread = 5000;
+
+  std::shared_ptr<RestlessOperation> newOperation(unsigned seed) {
+    auto operation = std::make_shared<RestlessOperation>(seed, 2);
+    operation->setCompletionBlock([this, its = std::weak_ptr(operation)] {
+      EXPECT_EQ(++its.lock()->timesEnded, 1);
+      ++ended_;
+    });
+    return operation;
+  }
+
+  static void disturb(RestlessOperation& operation, unsigned how) {
+    switch (how) {
+      case 0: return operation.cancel();
+      case 1: return operation.pause();
+      case 2: return operation.progress()->pause();
+      case 3: return operation.progress()->resume();
+      default: return operation.resume();
+    }
+  }
+
+  const std::shared_ptr<NSOperationQueue> queue_ = std::make_shared<NSOperationQueue>();
+  std::atomic<int> added_ = 0, ended_ = 0;
+};
+
+TEST(OperationSoakTest, endsEveryOperationOnceUnderAnyTreatment) {
+  Treatment treatment;
+  std::atomic<bool> isOver = false;
+  const std::jthread treating([&] {
+    testing::onThreads(4, [&](int thread) { treatment.runOnThread(static_cast<unsigned>(thread) + 1); });
+    treatment.awaitQueue();
+    isOver = true;
+  });
   // Completion blocks come last; and operations go with the blocks that have run them, and with what the main thread
   // was to be told.
-  testing::runMainQueueUntil([&] { return ended == added && operationsAlive == 0; });
+  testing::runMainQueueUntil([&] { return isOver && treatment.hasEndedAll() && operationsAlive == 0; });
 }
 
 }  // namespace

@@ -103,7 +103,8 @@ private:
 
   void call() {
     {
-      const detail::ListenerCall visible(*this);  // to who cancels it, before the timer says that it is in a call
+      const detail::ListenerCall visible(
+          *this);  // to who cancels it, before the timer says that it is in a call
       if (!beginCall()) return;
       runHandler();
       if (!endCall()) return;
