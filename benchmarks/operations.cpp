@@ -115,8 +115,8 @@ void reportObservedOurs(benchmark::State& state) {
 }
 BENCHMARK(reportObservedOurs)->Name("operations/progress-report-observed/ours");
 
-// A flat tree whose leaves finish one after the other, while somebody looks at the whole. The time is that of a
-// leaf, from the making of the tree until it is let go of.
+// A flat tree whose leaves finish one after the other, while somebody looks at the whole. The time is that of
+// a leaf, from the making of the tree until it is let go of.
 void treeOurs(benchmark::State& state) {
   const auto leafCount = state.range(0);
   while (state.KeepRunningBatch(leafCount)) {
@@ -144,7 +144,8 @@ void checkOurs(benchmark::State& state) {
 }
 BENCHMARK(checkOurs)->Name("operations/check/ours");
 
-// 100,000 pieces of background work that do nothing. The time is that of one, from its making until it is let go of.
+// 100,000 pieces of background work that do nothing. The time is that of one, from its making until it is let
+// go of.
 
 constexpr std::int64_t batch = 100'000;
 

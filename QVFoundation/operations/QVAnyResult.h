@@ -15,8 +15,8 @@
 
 namespace QVFoundation {
 
-/// A value of any type, or the failure that came instead of it: what an operation ended in, for those who do not
-/// know its type.
+/// A value of any type, or the failure that came instead of it: what an operation ended in, for those who do
+/// not know its type.
 ///
 /// ```cpp
 /// QVAnyResult result = QVAnyResult::success(Size{3, 4});

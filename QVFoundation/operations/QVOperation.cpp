@@ -163,8 +163,8 @@ void QVOperation::mainSetup() {
   if (const auto logger = this->logger()) logger->logDebugMarker(className());
 }
 
-// Shown as complete whatever the body has reported, also after a failure. One that nobody has asked for would show
-// nothing.
+// Shown as complete whatever the body has reported, also after a failure. One that nobody has asked for would
+// show nothing.
 void QVOperation::mainFinish() {
   if (const OSLogger& log = progressLog(); log.isEnabled(OSLogType::debug)) {
     log.log(OSLogType::debug, stringWithFormat("Operation %@ finishing with completedUnitCount %d",

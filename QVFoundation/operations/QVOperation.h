@@ -64,8 +64,8 @@ using Returned = std::conditional_t<std::is_void_v<std::invoke_result_t<Callable
 
 }  // namespace detail
 
-/// A piece of background work that reports a weighted tree of progress, can be paused, cancelled and timed out at any
-/// moment from any thread, and ends exactly once, in a value or an error.
+/// A piece of background work that reports a weighted tree of progress, can be paused, cancelled and timed
+/// out at any moment from any thread, and ends exactly once, in a value or an error.
 ///
 /// ```cpp
 /// class ImportTracks : public QVOperation, public QVSyncOperationProtocol<std::size_t> {
@@ -111,13 +111,13 @@ using Returned = std::conditional_t<std::is_void_v<std::invoke_result_t<Callable
 /// "currentSegmentProgress", "progress", "mainThreadProgress", "enableMainThreadProgress", "isPaused",
 /// "operationResult", "operationError".
 ///
-/// Threads: any may start, cancel, pause, resume, time out, wait and read. The hooks and the body run on the thread
-/// that runs the operation; segments, sub-operations and waits for conditions belong into the body. "isPaused" and
-/// "mainThreadProgress" change on the main thread.
+/// Threads: any may start, cancel, pause, resume, time out, wait and read. The hooks and the body run on the
+/// thread that runs the operation; segments, sub-operations and waits for conditions belong into the body.
+/// "isPaused" and "mainThreadProgress" change on the main thread.
 /// Ownership: held by `std::shared_ptr`. It owns its progress, its conditions and its sub-operation; a
 /// sub-operation does not keep the one that runs it.
-/// Errors: what leaves the body or a hook as an exception is the operation's failure. A raised `NSException`, as the error
-/// 1003, also ends the run there: then the progress is not shown complete.
+/// Errors: what leaves the body or a hook as an exception is the operation's failure. A raised `NSException`,
+/// as the error 1003, also ends the run there: then the progress is not shown complete.
 class QV_EXPORT QVOperation : public NSOperation, public NSProgressReporting {
 public:
   static const NSClass& staticClass();
@@ -141,8 +141,8 @@ public:
   virtual void startInBackground();
   /// Runs a block on the main thread when the operation has finished, in place of any completion block.
   void setMainThreadCompletionBlock(std::function<void()> block);
-  /// The same with the operation itself, as its own class, and starts it in the background. The operation is kept until
-  /// the handler has run.
+  /// The same with the operation itself, as its own class, and starts it in the background. The operation is
+  /// kept until the handler has run.
   template <std::invocable<detail::AnyOperation> Handler>
   void startInBackgroundWithMainThreadCompletionHandler(Handler handler) {
     const auto self = std::static_pointer_cast<QVOperation>(shared_from_this());
@@ -164,15 +164,15 @@ public:
 
   // Cancelling
 
-  /// Asks the body, and that of a sub-operation, to end: waits for conditions and pauses end, and checks give the
-  /// error 1002 of `QVErrorDomain`.
+  /// Asks the body, and that of a sub-operation, to end: waits for conditions and pauses end, and checks give
+  /// the error 1002 of `QVErrorDomain`.
   void cancel() override;
   /// The same with a description for the error.
   void cancelWithLocalizedDescription(std::string description);
   [[nodiscard]] std::optional<std::string> cancellationDescription() const;
 
-  /// Waits while the operation is paused; then the error where it is cancelled, else nothing. Call it often: it takes
-  /// some nanoseconds.
+  /// Waits while the operation is paused; then the error where it is cancelled, else nothing. Call it often:
+  /// it takes some nanoseconds.
   [[nodiscard]] std::optional<NSError> checkForCancellation();
   /// Throws that error.
   void checkForCancellationAndReturnError();
@@ -181,8 +181,8 @@ public:
 
   // Pausing
 
-  /// Has the body, and that of a sub-operation, wait at its next check until `resume`. Two pauses are undone by one
-  /// `resume`. The same happens when the progress is paused.
+  /// Has the body, and that of a sub-operation, wait at its next check until `resume`. Two pauses are undone
+  /// by one `resume`. The same happens when the progress is paused.
   virtual void pause();
   virtual void resume();
   /// Follows on the main thread.
@@ -190,10 +190,10 @@ public:
 
   // Time-outs
 
-  /// Calls a handler once on a background thread when the time is up, unless it is cancelled before; a later time-out
-  /// takes its place. It is the handler that does something about it, such as `cancel`. Whatever the time, it is
-  /// within a century. Replacing, cancelling and destroying it wait for a handler that is running elsewhere, so a handler
-  /// must not wait for the operation.
+  /// Calls a handler once on a background thread when the time is up, unless it is cancelled before; a later
+  /// time-out takes its place. It is the handler that does something about it, such as `cancel`. Whatever the
+  /// time, it is within a century. Replacing, cancelling and destroying it wait for a handler that is running
+  /// elsewhere, so a handler must not wait for the operation.
   void addTimeout(std::chrono::duration<double> seconds, std::function<void()> handler);
   void cancelTimeout();
 
@@ -208,8 +208,8 @@ public:
   /// What the body reports to at this moment: that of the segment, else the operation's.
   [[nodiscard]] std::shared_ptr<NSProgress> topLevelProgress() const;
 
-  /// Whether there is a copy of the progress that changes on the main thread alone. Setting it waits for the main
-  /// thread, which makes the copy or lets it go.
+  /// Whether there is a copy of the progress that changes on the main thread alone. Setting it waits for the
+  /// main thread, which makes the copy or lets it go.
   [[nodiscard]] bool enableMainThreadProgress() const noexcept { return enableMainThreadProgress_; }
   void setEnableMainThreadProgress(bool enabled);
   [[nodiscard]] std::shared_ptr<NSProgress> mainThreadProgress() const;
@@ -237,8 +237,8 @@ public:
   [[nodiscard]] std::shared_ptr<QVTimingInfo> timingInfo() const;
   void setTimingInfo(std::shared_ptr<QVTimingInfo> timingInfo);
   [[nodiscard]] QVTimingName timingName() const noexcept { return timingName_; }
-  /// For observations that last as long as the operation. A subclass whose tasks use members of its own ends them in its
-  /// destructor, with `removeAllObservers`.
+  /// For observations that last as long as the operation. A subclass whose tasks use members of its own ends
+  /// them in its destructor, with `removeAllObservers`.
   [[nodiscard]] std::shared_ptr<QVObservationManager> observationManager() const;
 
   /// "self" and "name".
@@ -253,9 +253,9 @@ public:
   /// Calls `setCost` for each segment, before the run begins. Here it does nothing.
   virtual void calculateSegmentCosts() {}
 
-  /// Runs a block as a segment: it is timed under its name, gets a progress of so many units to report to, and stands
-  /// for its cost in the operation's progress, which counts all of it when the block returns or throws. Returns what
-  /// the block returns.
+  /// Runs a block as a segment: it is timed under its name, gets a progress of so many units to report to,
+  /// and stands for its cost in the operation's progress, which counts all of it when the block returns or
+  /// throws. Returns what the block returns.
   ///
   /// Segments follow each other. One within another is reported to the log, and runs.
   template <std::invocable<NSProgress&> Block>
@@ -268,10 +268,10 @@ public:
     });
   }
 
-  /// Runs another operation within this one, on this thread if it blocks, and returns its value or throws its error.
-  /// Its progress stands for so many units of `topLevelProgress()`; of none, and then it is not seen there at all. Raises
-  /// `NSInvalidArgumentException` for one that is a part of another one already. Where this operation is cancelled it does
-  /// not run, and the error 1002 is thrown.
+  /// Runs another operation within this one, on this thread if it blocks, and returns its value or throws its
+  /// error. Its progress stands for so many units of `topLevelProgress()`; of none, and then it is not seen
+  /// there at all. Raises `NSInvalidArgumentException` for one that is a part of another one already. Where
+  /// this operation is cancelled it does not run, and the error 1002 is thrown.
   template <std::derived_from<QVOperation> Operation>
   typename Operation::ResultType performSubOperation(const std::shared_ptr<Operation>& operation,
                                                      std::int64_t withUnitCount) {
@@ -289,8 +289,8 @@ public:
   void updateLocalizedDescription(const std::optional<std::string>& text) const;
   void updateLocalizedAdditionalDescription(const std::string& text) const;
 
-  /// Runs a block while a condition of that name exists, which others can signal and the block can wait for. Returns
-  /// what the block returns.
+  /// Runs a block while a condition of that name exists, which others can signal and the block can wait for.
+  /// Returns what the block returns.
   ///
   /// ```cpp
   /// performBlock("answer", [&] {
@@ -303,11 +303,11 @@ public:
     const RegisteredCondition condition(*this, withConditionName);
     return std::invoke(std::forward<Block>(block));
   }
-  /// Waits until the condition is signalled, or the operation is cancelled; one that is cancelled already waits for 50
-  /// milliseconds. A name that there is no `performBlock` around for ends the process.
+  /// Waits until the condition is signalled, or the operation is cancelled; one that is cancelled already
+  /// waits for 50 milliseconds. A name that there is no `performBlock` around for ends the process.
   void wait(const QVOperationConditionName& onConditionName);
-  /// Waits until the condition is signalled, the operation is cancelled meanwhile, or a question is answered with yes.
-  /// It is asked at the beginning and every 50 milliseconds. What it throws ends the wait.
+  /// Waits until the condition is signalled, the operation is cancelled meanwhile, or a question is answered
+  /// with yes. It is asked at the beginning and every 50 milliseconds. What it throws ends the wait.
   void wait(const QVOperationConditionName& onConditionName, const std::function<bool()>& conditionChecker);
   /// Wakes one that waits; lost where nobody does, or there is no such condition.
   void signal(const QVOperationConditionName& conditionName);
@@ -327,8 +327,8 @@ public:
     if (allowsDebug()) logDebugString(std::invoke(std::forward<Callable>(callable)));
   }
 
-  /// Returns what a callable returns. What it throws is logged, as "message: " and all that it says of itself or by
-  /// its description, and nothing is returned.
+  /// Returns what a callable returns. What it throws is logged, as "message: " and all that it says of itself
+  /// or by its description, and nothing is returned.
   template <std::invocable Callable>
   std::optional<detail::Returned<Callable>> logThrownError(OptionalText message, Callable&& callable) const {
     try {
@@ -343,8 +343,8 @@ public:
     return logThrownError(std::nullopt, std::forward<Callable>(callable));
   }
 
-  /// Returns what a callable returns. What it throws is logged, and nothing is returned; but that the user has
-  /// cancelled is thrown on.
+  /// Returns what a callable returns. What it throws is logged, and nothing is returned; but that the user
+  /// has cancelled is thrown on. Without a logger everything that is thrown ends here.
   template <std::invocable Callable>
   std::optional<detail::Returned<Callable>> logErrorOrThrow(Callable&& callable) const {
     try {
@@ -466,8 +466,8 @@ private:
   std::atomic<bool> isUpdatingPaused_{false};  // on its way to the main thread
   NSConditionLock pauseConditionLock_;
 
-  // What threads share, under one lock that is not held while others are called. What is null is made when it is
-  // first asked for.
+  // What threads share, under one lock that is not held while others are called. What is null is made when it
+  // is first asked for.
   mutable UnfairLock lock_;
   std::optional<QVAnyResult> resultStorage_ QV_GUARDED_BY(lock_);  // none before the first run
   std::shared_ptr<QVLogger> logger_ QV_GUARDED_BY(lock_);

@@ -45,8 +45,8 @@ protected:
 
 }  // namespace detail
 
-/// What an operation gives: every subclass of `QVOperation` that does work has this from one of the protocols below
-/// it. `Output` can be copied; `void` where there is nothing to give.
+/// What an operation gives: every subclass of `QVOperation` that does work has this from one of the protocols
+/// below it. `Output` can be copied; `void` where there is nothing to give.
 ///
 /// Threads: any.
 template <class Output>

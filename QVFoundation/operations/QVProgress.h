@@ -11,8 +11,8 @@
 
 namespace QVFoundation {
 
-/// The description of a progress as a plain text to bind a label to: it is never absent, and can be set where there
-/// is no progress.
+/// The description of a progress as a plain text to bind a label to: it is never absent, and can be set where
+/// there is no progress.
 ///
 /// Observable: "localizedDescription".
 ///
@@ -25,8 +25,8 @@ public:
 
   /// A text that nothing changes but its setter.
   explicit QVProgress(std::string localizedDescription);
-  /// Follows a progress; empty until its description first changes. Raises `NSInvalidArgumentException` where there is
-  /// none.
+  /// Follows a progress; empty until its description first changes. Raises `NSInvalidArgumentException` where
+  /// there is none.
   [[nodiscard]] static std::shared_ptr<QVProgress> following(std::shared_ptr<NSProgress> progress);
   ~QVProgress() override;
 

@@ -12,8 +12,8 @@
 
 namespace QVFoundation {
 
-/// Copies the state of one progress to another, five times a second, on a queue: so that what a user interface
-/// is bound to changes on the main thread alone, and no oftener than a person can see.
+/// Copies the state of one progress to another, five times a second, on a queue: so that what a user
+/// interface is bound to changes on the main thread alone, and no oftener than a person can see.
 ///
 /// ```cpp
 /// const auto shown = std::make_shared<NSProgress>();
@@ -21,8 +21,8 @@ namespace QVFoundation {
 /// ```
 ///
 /// A destination has 10,000 units, whatever the source counts in, of which a part is cut off: one of three is
-/// 3,333. While the source is indeterminate its counts are copied as they are. Each copy is a whole one, whether the
-/// source has changed or not, and goes with its texts to those above the destination.
+/// 3,333. While the source is indeterminate its counts are copied as they are. Each copy is a whole one,
+/// whether the source has changed or not, and goes with its texts to those above the destination.
 ///
 /// Threads: any. The destination is written on the queue alone, and by those who call
 /// `updateDestinationProgress`.

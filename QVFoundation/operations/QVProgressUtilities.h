@@ -37,10 +37,10 @@ QV_EXPORT void updateLocalizedAdditionalDescription(NSProgress& progress,
 /// One unit more.
 QV_EXPORT void incrementCompletedUnitCount(NSProgress& progress);
 
-// Logs about progress: of the counts, of the trees as they grow, of the copies for the main thread. They are for
-// the developers of operations. A library built with `QV_PROGRESS_LOGGING`, or with its tests, writes them to the
-// system log under "org.qvfoundation", as far as they are enabled here and by `setOSLogMinimumType`; any other
-// leaves them out.
+// Logs about progress: of the counts, of the trees as they grow, of the copies for the main thread. They are
+// for the developers of operations. A library built with `QV_PROGRESS_LOGGING`, or with its tests, writes
+// them to the system log under "org.qvfoundation", as far as they are enabled here and by
+// `setOSLogMinimumType`; any other leaves them out.
 
 [[nodiscard]] QV_EXPORT bool progressLoggingEnabled() noexcept;
 /// The logs of counts and of copies are made anew when they are next asked for; that of the trees stays.

@@ -7,8 +7,8 @@
 
 #include <QVFoundation/operations/QVOperation.h>
 
-/// Three operations, one within the other: a library is imported album by album, and of each album the tracks are
-/// checked once they have been read.
+/// Three operations, one within the other: a library is imported album by album, and of each album the tracks
+/// are checked once they have been read.
 ///
 /// Threads: those of a `QVOperation`.
 namespace example {

@@ -29,8 +29,8 @@ std::string lineFor(const NSProgress& progress, std::size_t level, const std::st
   return stringWithFormat("%@ %@ %3d %%  %@", label, barOf(progress), percentOf(progress), text);
 }
 
-/// What a progress says, and how much it has counted: only at the tips of the tree, since a description is also
-/// set on all above.
+/// What a progress says, and how much it has counted: only at the tips of the tree, since a description is
+/// also set on all above.
 std::string textOf(const NSProgress& progress) {
   const std::string counts = progress.localizedAdditionalDescription();
   return progress.localizedDescription() + (counts.empty() ? "" : ", " + counts);

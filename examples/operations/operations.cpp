@@ -1,7 +1,8 @@
 // Imports two libraries of music side by side and shows how far they have come, as a tree. Keys: p pauses,
 // r goes on, c cancels. Left alone it ends by itself after a few seconds.
 //
-// Started with QV_TRACE_FILE=trace.json it writes a timeline of all that it did, for a viewer of trace events.
+// Started with QV_TRACE_FILE=trace.json it writes a timeline of all that it did, for a viewer of trace
+// events.
 
 #include <algorithm>
 #include <chrono>
@@ -107,7 +108,8 @@ void runUntilAllHaveEnded(const Imports& imports) {
   update();  // as it is at the end
 }
 
-/// Why somebody cancelled it is known to the import; the error may come from one within it, which only knows that.
+/// Why somebody cancelled it is known to the import; the error may come from one within it, which only knows
+/// that.
 std::string outcomeOf(const example::ImportLibrary& import) {
   const auto result = import.result();
   if (!result && import.isCancelled())

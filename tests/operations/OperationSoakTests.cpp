@@ -147,8 +147,8 @@ TEST(OperationSoakTest, endsEveryOperationOnceUnderAnyTreatment) {
     treatment.awaitQueue();
     isOver = true;
   });
-  // Completion blocks come last; and operations go with the blocks that have run them, and with what the main thread
-  // was to be told.
+  // Completion blocks come last; and operations go with the blocks that have run them, and with what the main
+  // thread was to be told.
   testing::runMainQueueUntil([&] { return isOver && treatment.hasEndedAll() && operationsAlive == 0; });
 }
 

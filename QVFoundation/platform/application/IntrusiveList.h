@@ -12,8 +12,8 @@ struct ListLinks {
   T* next = nullptr;
 };
 
-/// A list of objects that carry their links themselves. It owns nothing and takes no memory; an object is on it
-/// once at the most.
+/// A list of objects that carry their links themselves. It owns nothing and takes no memory; an object is on
+/// it once at the most.
 template <class T, ListLinks<T> T::* links>
 class IntrusiveList {
 public:

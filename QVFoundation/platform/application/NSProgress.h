@@ -45,16 +45,17 @@ class ProgressChange;
 /// | n | less than n | on its way | completed units and the shares of the children, of n; never above 1 |
 /// | n | n or more, and more than 0 | finished; its children count no more | 1 |
 ///
-/// A child that finishes leaves the tree, and its parent counts all that it stood for as completed, to the unit.
+/// A child that finishes leaves the tree, and its parent counts all that it stood for as completed, to the
+/// unit.
 ///
-/// Reporting is cheap, so report every unit: while nobody observes a progress or one above it, a report is two
-/// atomic operations, and fractions are computed when somebody reads them.
+/// Reporting is cheap, so report every unit: while nobody observes a progress or one above it, a report is
+/// two atomic operations, and fractions are computed when somebody reads them.
 ///
 /// Observable: "totalUnitCount", "completedUnitCount", "fractionCompleted", "isIndeterminate", "isFinished",
 /// "isCancelled", "isPaused", "isCancellable", "isPausable", "localizedDescription",
 /// "localizedAdditionalDescription", "kind", "userInfo", "throughput", "estimatedTimeRemaining",
-/// "fileOperationKind", "fileTotalCount", "fileCompletedCount". Observers are told on the thread that reports,
-/// of the fraction also where it changed further down.
+/// "fileOperationKind", "fileTotalCount", "fileCompletedCount". Observers are told on the thread that
+/// reports, of the fraction also where it changed further down.
 ///
 /// Threads: any, at any time.
 /// Ownership: a parent keeps its children until they finish; a child does not keep its parent.
@@ -84,9 +85,9 @@ public:
 
   // The tree
 
-  /// Has a child stand for some of this one's units. One that is finished counts at once; a cancelled or paused
-  /// parent cancels or pauses it. Raises `NSInvalidArgumentException` where it has a parent already or is above
-  /// this one, and for a negative count.
+  /// Has a child stand for some of this one's units. One that is finished counts at once; a cancelled or
+  /// paused parent cancels or pauses it. Raises `NSInvalidArgumentException` where it has a parent already or
+  /// is above this one, and for a negative count.
   void addChild(const std::shared_ptr<NSProgress>& child, std::int64_t withPendingUnitCount);
   /// Counts all that a child stands for as completed, however far it came; it leaves the tree. Does nothing
   /// where it is no child of this one.
@@ -116,8 +117,8 @@ public:
   /// called at once.
   void setCancellationHandler(Handler handler);
   [[nodiscard]] Handler cancellationHandler() const;
-  /// Called for each change, one at a time and in turn. A pausing handler that is set while paused, where there
-  /// was none, is called at once.
+  /// Called for each change, one at a time and in turn. A pausing handler that is set while paused, where
+  /// there was none, is called at once.
   void setPausingHandler(Handler handler);
   [[nodiscard]] Handler pausingHandler() const;
   void setResumingHandler(Handler handler);
@@ -197,8 +198,8 @@ private:
 
   // The tree: see NSProgressTree.cpp.
   [[nodiscard]] const char* whyNotAbove(const NSProgress& child) const noexcept QV_REQUIRES(treeLock_);
-  /// Returns by how much it has raised the number of first observations, so that notes which have become untrue are
-  /// looked at anew.
+  /// Returns by how much it has raised the number of first observations, so that notes which have become
+  /// untrue are looked at anew.
   std::uint64_t attach(const std::shared_ptr<NSProgress>& child, std::int64_t pending) QV_REQUIRES(treeLock_);
   /// Returns what kept the child, for after the lock.
   [[nodiscard]] std::shared_ptr<NSProgress> detach(NSProgress& child) noexcept QV_REQUIRES(treeLock_);
@@ -223,8 +224,8 @@ private:
   [[nodiscard]] std::string defaultDescription() const;
   [[nodiscard]] std::string defaultAdditionalDescription() const;
 
-  // One lock for the structure of all trees. It is held for some steps up a tree, or while a fraction takes in
-  // what has changed below.
+  // One lock for the structure of all trees. It is held for some steps up a tree, or while a fraction takes
+  // in what has changed below.
   static UnfairLock treeLock_;
 
   std::atomic<std::int64_t> total_;

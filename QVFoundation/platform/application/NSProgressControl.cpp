@@ -4,9 +4,9 @@
 #include "QVFoundation/platform/runtime/ChangeNotice.h"
 #include "QVFoundation/platform/runtime/EscapedException_p.h"
 
-// What a progress is to be (wantsPause_, wantsCancel_) is decided for a whole tree at once, under the tree's lock;
-// then each is told. Of several threads that pause and resume, one at a time tells a progress and goes on until
-// it is what it is to be: so the last decision holds everywhere, and handlers run in turn.
+// What a progress is to be (wantsPause_, wantsCancel_) is decided for a whole tree at once, under the tree's
+// lock; then each is told. Of several threads that pause and resume, one at a time tells a progress and goes
+// on until it is what it is to be: so the last decision holds everywhere, and handlers run in turn.
 
 namespace QVFoundation {
 

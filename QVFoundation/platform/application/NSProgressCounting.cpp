@@ -12,15 +12,15 @@
 
 // How a report gets about.
 //
-// A report changes a number, which is atomic. The fractions that it makes stale, up to the root, are marked as
-// such: a stale progress stands on its parent's list of stale children, and its parent is stale as well. So the
-// next report finds its own mark and has nothing more to do. Who reads a fraction takes in the stale ones below
-// and nothing else. Marks and numbers are written and read in one order by all threads: either the reader sees
-// the new number, or who reports sees that the mark is gone.
+// A report changes a number, which is atomic. The fractions that it makes stale, up to the root, are marked
+// as such: a stale progress stands on its parent's list of stale children, and its parent is stale as well.
+// So the next report finds its own mark and has nothing more to do. Who reads a fraction takes in the stale
+// ones below and nothing else. Marks and numbers are written and read in one order by all threads: either the
+// reader sees the new number, or who reports sees that the mark is gone.
 //
-// Observers have to be told of every change. That nobody observes a progress or one above it is noted in its mark,
-// together with the number of first observations that the process had seen by then; while that number stands, the
-// note is true.
+// Observers have to be told of every change. That nobody observes a progress or one above it is noted in its
+// mark, together with the number of first observations that the process had seen by then; while that number
+// stands, the note is true.
 
 namespace QVFoundation {
 
@@ -319,8 +319,9 @@ double NSProgress::fractionCompleted() const {
   return fraction_;
 }
 
-// A reader waits for these numbers level by level, since each fraction is made from that below. So as little as can
-// be stands between a share and the fraction: the sum is one of integers, and the divisor is ready before it.
+// A reader waits for these numbers level by level, since each fraction is made from that below. So as little
+// as can be stands between a share and the fraction: the sum is one of integers, and the divisor is ready
+// before it.
 inline void NSProgress::computeFraction() noexcept {
   const Counts now = counts();
   if (now.isFinished() || now.isIndeterminate()) {

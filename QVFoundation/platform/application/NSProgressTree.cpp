@@ -16,8 +16,8 @@ using Children = std::vector<std::shared_ptr<NSProgress>>;
 
 constinit thread_local Children* progressesToRelease = nullptr;
 
-/// Lets go of the children of a progress that is destroyed, and then of theirs: one after the other, since a tree
-/// may be deeper than the stack.
+/// Lets go of the children of a progress that is destroyed, and then of theirs: one after the other, since a
+/// tree may be deeper than the stack.
 void release(Children children) {
   if (progressesToRelease != nullptr) {
     std::ranges::move(children, std::back_inserter(*progressesToRelease));

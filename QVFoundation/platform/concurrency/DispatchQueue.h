@@ -49,7 +49,8 @@ void requireBlock(Function* block) {
 /// ```
 ///
 /// All queues but the main one share one pool of threads. A block may wait for whatever it likes: another
-/// thread takes over meanwhile, until there are 512. When so many wait, what comes next waits for one of them.
+/// thread takes over meanwhile, until there are 512. When so many wait, what comes next waits for one of
+/// them.
 ///
 /// Threads: any. What a block does happens after all that its sender did before.
 /// Ownership: a queue that still has blocks lives until they have run; they go with what they hold once they
@@ -75,8 +76,8 @@ public:
     enqueue(detail::Work(std::forward<Block>(block)));
   }
 
-  /// Has a block run and waits until it has; gives what it gives. Where the caller runs on this queue already,
-  /// or this is a global one, the block runs at once.
+  /// Has a block run and waits until it has; gives what it gives. Where the caller runs on this queue
+  /// already, or this is a global one, the block runs at once.
   template <class Block>
     requires std::invocable<Block&>
   auto sync(Block&& block) -> std::remove_cvref_t<std::invoke_result_t<Block&>> {
@@ -102,8 +103,8 @@ public:
   void schedule(std::function<void()> work) override { async(std::move(work)); }
 
   [[nodiscard]] const std::string& label() const noexcept { return label_; }
-  /// Whether the calling thread is just running a block of this queue; for the main queue, whether it is the main
-  /// thread. Never so for a global one, whose blocks run side by side.
+  /// Whether the calling thread is just running a block of this queue; for the main queue, whether it is the
+  /// main thread. Never so for a global one, whose blocks run side by side.
   [[nodiscard]] virtual bool isCurrent() const noexcept;
 
 protected:

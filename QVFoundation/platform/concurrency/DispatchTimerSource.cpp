@@ -17,8 +17,8 @@ using std::chrono::nanoseconds;
 
 /// What the timer thread and blocks on the queue share with the timer.
 ///
-/// There is never more than one block on the queue, or in the handler. It asks whether a call is due when its turn
-/// has come, so what was said meanwhile counts.
+/// There is never more than one block on the queue, or in the handler. It asks whether a call is due when its
+/// turn has come, so what was said meanwhile counts.
 class DispatchTimerSource::State final : public detail::TimedEvent,
                                          public detail::Listener,
                                          public std::enable_shared_from_this<State> {

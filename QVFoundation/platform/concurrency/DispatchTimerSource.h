@@ -19,13 +19,13 @@ namespace QVFoundation {
 /// blink.resume();
 /// ```
 ///
-/// It begins suspended. The handler never runs beside itself: where it has not ended when its next time comes, that
-/// one is skipped. A call that is due when the timer is suspended comes when it is resumed; one that is due when the
-/// timer is scheduled anew does not come.
+/// It begins suspended. The handler never runs beside itself: where it has not ended when its next time
+/// comes, that one is skipped. A call that is due when the timer is suspended comes when it is resumed; one
+/// that is due when the timer is scheduled anew does not come.
 ///
 /// Threads: any; `cancel` also from inside the handler.
-/// Ownership: the timer owns the handler until it is cancelled and no call is left, so a handler may hold what the
-/// timer belongs to. It is cancelled when it is destroyed.
+/// Ownership: the timer owns the handler until it is cancelled and no call is left, so a handler may hold
+/// what the timer belongs to. It is cancelled when it is destroyed.
 /// Errors: what the handler throws ends the process.
 class QV_EXPORT DispatchTimerSource {
 public:
@@ -35,8 +35,8 @@ public:
   /// Cancels.
   ~DispatchTimerSource();
 
-  /// Fires after a delay, and from then on at an interval, if there is one. The time is steady: it does not jump
-  /// when somebody sets the clock. A negative delay is none; more than a century is a century.
+  /// Fires after a delay, and from then on at an interval, if there is one. The time is steady: it does not
+  /// jump when somebody sets the clock. A negative delay is none; more than a century is a century.
   void schedule(std::chrono::nanoseconds delay,
                 std::optional<std::chrono::nanoseconds> interval = std::nullopt);
   /// To be set before the first `resume`. Raises `NSInvalidArgumentException` where it is empty.

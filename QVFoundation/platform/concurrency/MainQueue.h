@@ -14,8 +14,8 @@
 ///
 /// Threads: `runMainQueue` and `drainMainQueue` on the main thread alone; elsewhere they raise `NSException`
 /// named `NSInternalInconsistencyException`. The others from any thread.
-/// Errors: the first of all uses of the main queue throws `NSError` where the system has no descriptor to give; the
-/// next one tries again.
+/// Errors: the first of all uses of the main queue throws `NSError` where the system has no descriptor to
+/// give; the next one tries again.
 namespace QVFoundation {
 
 /// Whether the calling thread is the one that the process began with.
@@ -23,8 +23,9 @@ namespace QVFoundation {
 
 /// Runs blocks as they come until `stopMainQueue` is called.
 QV_EXPORT void runMainQueue();
-/// Has the innermost `runMainQueue` return once all has run that was sent to the main queue before. Where none runs
-/// then, because `drainMainQueue` has come to it, the next one returns at once. Each call ends one run.
+/// Has the innermost `runMainQueue` return once all has run that was sent to the main queue before. Where
+/// none runs then, because `drainMainQueue` has come to it, the next one returns at once. Each call ends one
+/// run.
 QV_EXPORT void stopMainQueue();
 
 /// Runs the blocks that wait now. What they add waits for the next time, so that a block that sends itself

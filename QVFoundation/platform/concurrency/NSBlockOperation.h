@@ -8,7 +8,8 @@
 
 namespace QVFoundation {
 
-/// An operation whose work is a block: so a block can wait for others, have a priority, be cancelled before it runs.
+/// An operation whose work is a block: so a block can wait for others, have a priority, be cancelled before
+/// it runs.
 ///
 /// ```cpp
 /// const auto read = std::make_shared<NSBlockOperation>([=] { *pages = load(file); });
@@ -18,7 +19,8 @@ namespace QVFoundation {
 /// ```
 ///
 /// Threads: as for `NSOperation`.
-/// Ownership: the block goes with what it holds once it has run; one that does not run goes with the operation.
+/// Ownership: the block goes with what it holds once it has run; one that does not run goes with the
+/// operation.
 /// Errors: an empty block raises `NSInvalidArgumentException`.
 class QV_EXPORT NSBlockOperation : public NSOperation {
 public:

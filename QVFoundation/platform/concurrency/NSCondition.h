@@ -21,8 +21,8 @@ namespace QVFoundation {
 /// condition.wait([&] { return isReady; });
 /// ```
 ///
-/// A wait ends for a signal or when its time is up, and for nothing else. A signal wakes the one who has waited
-/// longest; one that nobody waits for is lost.
+/// A wait ends for a signal or when its time is up, and for nothing else. A signal wakes the one who has
+/// waited longest; one that nobody waits for is lost.
 ///
 /// Threads: any. Waiting takes the lock; who signals should hold it, so that nobody is just about to wait.
 class QV_EXPORT QV_CAPABILITY("condition") NSCondition {
@@ -40,7 +40,8 @@ public:
   bool waitFor(std::chrono::nanoseconds patience) QV_REQUIRES(this);
   bool waitUntilDate(NSDate date) QV_REQUIRES(this);
 
-  /// Waits until a predicate holds. It is asked while the lock is held, at the beginning and after each signal.
+  /// Waits until a predicate holds. It is asked while the lock is held, at the beginning and after each
+  /// signal.
   template <std::predicate Predicate>
   void wait(Predicate predicate) QV_REQUIRES(this) {
     while (!predicate()) wait();

@@ -32,8 +32,8 @@ public:
   void lock();
   [[nodiscard]] bool try_lock();
   void lockWhenCondition(std::int64_t condition);
-  /// The same unless a question is answered with yes meanwhile: then this gives up and returns false. It is asked
-  /// at the beginning and after each change of the lock or `wake`, and may use the lock itself. Raises
+  /// The same unless a question is answered with yes meanwhile: then this gives up and returns false. It is
+  /// asked at the beginning and after each change of the lock or `wake`, and may use the lock itself. Raises
   /// `NSInvalidArgumentException` where it is empty.
   [[nodiscard]] bool lockWhenCondition(std::int64_t condition, const std::function<bool()>& givesUp);
   [[nodiscard]] bool lockWhenCondition(std::int64_t condition, NSDate beforeDate);

@@ -16,8 +16,8 @@ namespace QVFoundation {
 
 namespace {
 
-// Whoever changes what operations wait for, in whatever place, holds it: so no two make a circle together. Taken
-// before the lock of any operation.
+// Whoever changes what operations wait for, in whatever place, holds it: so no two make a circle together.
+// Taken before the lock of any operation.
 constinit Mutex dependencyLock;
 
 [[noreturn]] void refuse(const NSOperation& operation, const char* why) {

@@ -46,14 +46,15 @@ enum class NSOperationQueuePriority : signed char {
 /// | executing | raises | is told, and goes on until its work sees to it | finished |
 /// | finished | nothing | nothing but that it is cancelled | – |
 ///
-/// It finishes exactly once. Then, in this order: observers of "isFinished" hear, those that wait go on, those
-/// that depend on it become ready, its queue starts others, and the completion block runs.
+/// It finishes exactly once. Then, in this order: observers of "isFinished" hear, those that wait go on,
+/// those that depend on it become ready, its queue starts others, and the completion block runs.
 ///
-/// Observable: "isCancelled", "isExecuting", "isFinished", "isReady", "dependencies", "queuePriority", "name".
+/// Observable: "isCancelled", "isExecuting", "isFinished", "isReady", "dependencies", "queuePriority",
+/// "name".
 ///
 /// Threads: any. `main` and the completion block run where the operation is started or finishes.
-/// Ownership: held by `std::shared_ptr` when others wait for it or it is on a queue. A queue keeps its operations
-/// until they have finished; an operation keeps those that it depends on as long.
+/// Ownership: held by `std::shared_ptr` when others wait for it or it is on a queue. A queue keeps its
+/// operations until they have finished; an operation keeps those that it depends on as long.
 /// Errors: what `main` or the completion block throws ends the process.
 class QV_EXPORT NSOperation : public NSObject {
 public:
@@ -63,8 +64,8 @@ public:
   NSOperation();
   ~NSOperation() override;
 
-  /// Runs the operation on this thread. Raises `NSInvalidArgumentException` where it waits for another one, or
-  /// executes already.
+  /// Runs the operation on this thread. Raises `NSInvalidArgumentException` where it waits for another one,
+  /// or executes already.
   virtual void start();
   /// The work; here there is none.
   virtual void main();
@@ -85,8 +86,8 @@ public:
   [[nodiscard]] std::vector<std::shared_ptr<NSOperation>> dependencies() const;
 
   [[nodiscard]] NSOperationQueuePriority queuePriority() const noexcept { return queuePriority_; }
-  /// Counts until the operation starts. Among those that are ready already with a priority, the last to get it comes
-  /// last.
+  /// Counts until the operation starts. Among those that are ready already with a priority, the last to get
+  /// it comes last.
   void setQueuePriority(NSOperationQueuePriority priority);
   /// Absent where its queue decides.
   [[nodiscard]] std::optional<QualityOfService> qualityOfService() const noexcept {

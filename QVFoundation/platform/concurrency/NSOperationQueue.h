@@ -15,7 +15,8 @@
 
 namespace QVFoundation {
 
-/// Starts operations in the background when they are ready: the more urgent first, as many at a time as it may.
+/// Starts operations in the background when they are ready: the more urgent first, as many at a time as it
+/// may.
 ///
 /// ```cpp
 /// const auto queue = std::make_shared<NSOperationQueue>();

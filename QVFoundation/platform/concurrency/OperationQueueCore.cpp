@@ -143,8 +143,8 @@ std::size_t OperationQueueCore::room() const {
   return maxConcurrent_ < 0 ? unlimited : static_cast<std::size_t>(std::max(0, maxConcurrent_ - running_));
 }
 
-// More than that many would only wait beside each other: who takes an operation sees to it that another ticket
-// follows. One that waits behind other work of its urgency does not count for what is more urgent.
+// More than that many would only wait beside each other: who takes an operation sees to it that another
+// ticket follows. One that waits behind other work of its urgency does not count for what is more urgent.
 OperationQueueCore::Ticket OperationQueueCore::missingTicket() {
   const std::size_t wanted = std::min(room(), ticketsAtMost_);
   std::size_t ready = 0, tickets = 0;

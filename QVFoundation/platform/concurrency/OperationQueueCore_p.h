@@ -20,20 +20,20 @@ namespace QVFoundation::detail {
 
 /// What a queue of operations is made of. The operations that are on it keep it.
 ///
-/// No operation waits for a thread; tickets do. When a ticket has its thread it takes the operation that is the
-/// best then, so what somebody changes meanwhile counts: a priority, the limit, a suspension. There are never too
-/// few tickets for what may start: each change that leaves one missing sends it. One too many finds nothing and
-/// goes.
+/// No operation waits for a thread; tickets do. When a ticket has its thread it takes the operation that is
+/// the best then, so what somebody changes meanwhile counts: a priority, the limit, a suspension. There are
+/// never too few tickets for what may start: each change that leaves one missing sends it. One too many finds
+/// nothing and goes.
 ///
-/// A barrier begins a generation of operations of its own, and what comes after it another one. Operations start
-/// when theirs is the oldest that has not finished.
+/// A barrier begins a generation of operations of its own, and what comes after it another one. Operations
+/// start when theirs is the oldest that has not finished.
 ///
 /// Threads: any.
 class OperationQueueCore final : public OperationOwner,
                                  public std::enable_shared_from_this<OperationQueueCore> {
 public:
-  /// The front is the queue itself, whose observers hear of its operations until it withdraws. Without a target
-  /// operations run in the background.
+  /// The front is the queue itself, whose observers hear of its operations until it withdraws. Without a
+  /// target operations run in the background.
   OperationQueueCore(NSObject& front, std::shared_ptr<DispatchQueue> target) noexcept;
   void withdrawFront();
 

@@ -20,8 +20,8 @@ namespace QVFoundation::detail {
 
 /// The threads that all queues share.
 ///
-/// It keeps as many threads busy as there are processors. One that waits says so (`ThreadIsBlocked`) and does not
-/// count; one that sleeps without a word is found out by a look at what the kernel says of it, every few
+/// It keeps as many threads busy as there are processors. One that waits says so (`ThreadIsBlocked`) and does
+/// not count; one that sleeps without a word is found out by a look at what the kernel says of it, every few
 /// milliseconds while work waits. Then another thread takes over, up to a bound. A thread without work goes
 /// after some seconds.
 ///
@@ -31,8 +31,8 @@ namespace QVFoundation::detail {
 /// | blocked | no | what it waits for comes; then there may be one too many for a moment |
 /// | idle | no | it is woken for work, or goes when its time is up |
 ///
-/// Work comes in on one side and goes out on the other one, each with a lock of its own, so that those who bring it
-/// seldom meet those who take it.
+/// Work comes in on one side and goes out on the other one, each with a lock of its own, so that those who
+/// bring it seldom meet those who take it.
 ///
 /// Threads: any.
 class QV_TEST_EXPORT ThreadPool {
@@ -123,8 +123,8 @@ private:
 
   static constexpr std::size_t cacheLine = 64;
 
-  // Often read, seldom written. The bits are set under `lock_`, those of what goes out also under `takeLock_`, which
-  // is enough to clear them: so who holds `lock_` never misses work.
+  // Often read, seldom written. The bits are set under `lock_`, those of what goes out also under
+  // `takeLock_`, which is enough to clear them: so who holds `lock_` never misses work.
   alignas(cacheLine) std::atomic<Levels> incomingLevels_{0};
   std::atomic<Levels> outgoingLevels_{0};
   std::atomic<std::size_t> busy_{0};  // written under `lock_`

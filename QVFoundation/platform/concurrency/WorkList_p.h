@@ -11,8 +11,8 @@ namespace QVFoundation::detail {
 
 /// Work that waits, first in, first out.
 ///
-/// It stands in pieces that follow each other, so that nothing is moved when much of it comes: whoever waits for the
-/// owner's lock would wait for that.
+/// It stands in pieces that follow each other, so that nothing is moved when much of it comes: whoever waits
+/// for the owner's lock would wait for that.
 ///
 /// Threads: used under its owner's lock.
 class WorkList {

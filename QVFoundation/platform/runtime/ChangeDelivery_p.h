@@ -26,8 +26,8 @@ struct PendingChange {
 /// Threads: belongs to the thread that changes.
 class ChangeDelivery {
 public:
-  /// The change must outlive it, and the pending change, if there is one. The information is what hangs on the
-  /// object.
+  /// The change must outlive it, and the pending change, if there is one. The information is what hangs on
+  /// the object.
   ChangeDelivery(const ChangeSite& site, ObservationInfo& info, PendingChange* pending) noexcept
       : site_(site), pending_(pending), walk_(info) {
     change_.kind_ = site.kind;
