@@ -49,6 +49,11 @@ public:
     plan(changed, key, after);
     forEach([](Told& told) { told.begin(); });
   }
+  /// For those who have come to observe it only just now: a change that has happened, and may have been any.
+  ProgressChange(NSProgress& changed, std::string_view key) {
+    plan(changed, key, changed.counts());
+    forEach([](Told& told) { told.beginAll(); });
+  }
   ProgressChange(const ProgressChange&) = delete;
   ProgressChange& operator=(const ProgressChange&) = delete;
   ~ProgressChange() {
@@ -69,6 +74,13 @@ private:
         indeterminate.emplace(progress, "isIndeterminate");
       }
       if (before.isFinished() != after.isFinished()) finished.emplace(progress, "isFinished");
+    }
+
+    void beginAll() {
+      begin();
+      if (!count) count.emplace(progress, "completedUnitCount");
+      indeterminate.emplace(progress, "isIndeterminate");
+      finished.emplace(progress, "isFinished");
     }
 
     void end() {
@@ -169,7 +181,9 @@ void NSProgress::changeCompleted(After after, Change change) {
   const std::uint64_t observations = mark_.load() >> 1;
   if (observations != firstObservations.load()) [[unlikely]]
     return changeAndTell(after, change);
-  const Counts now{total_.load(), change()};
+  const std::int64_t completed = change();
+  const Counts now{total_.load(),
+                   completed};  // in this order: who changes the total reads what is completed after it
   if (!now.isFinished() && mark_.load() == (firstObservations.load() << 1 | staleBit)) [[likely]]
     return;
   spreadChange(observations);
@@ -248,7 +262,7 @@ void NSProgress::tellChangeOfTree(std::string_view key, const Counts& after,
 }
 
 void NSProgress::tellLate(std::string_view key, std::uint64_t observations) {
-  if (firstObservations.load() != observations) const detail::ProgressChange late(*this, key, counts());
+  if (firstObservations.load() != observations) const detail::ProgressChange late(*this, key);
 }
 
 bool NSProgress::verifyUnobserved() noexcept {

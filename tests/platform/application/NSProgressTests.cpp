@@ -326,6 +326,22 @@ TEST(NSProgressTest, isObservedWhereverItComesToStand) {
   EXPECT_THAT(fractions, ElementsAre(0.25, 0.5));
 }
 
+TEST(NSProgressTest, isHeardAlsoByWhoComesInTheMiddleOfAReport) {
+  const auto root = progressOf(2);
+  const auto leaf = childOf(*root, 2, 1);
+  int ends = 0;
+  NSKeyValueObservation finished;
+  const auto completed = observe(
+      *leaf, "completedUnitCount", NSKeyValueObservingOptionPrior,
+      [&](NSProgress&, const NSKeyValueChange& change) {
+        if (!change.isPrior()) return;
+        finished = observe(*root, "isFinished",
+                           [&](NSProgress& its, const NSKeyValueChange&) { ends += its.isFinished(); });
+      });
+  leaf->addCompletedUnitCount(1);
+  EXPECT_GE(ends, 1);
+}
+
 TEST(NSProgressTest, describesItselfToPeople) {
   using namespace std::chrono_literals;
   const struct {
