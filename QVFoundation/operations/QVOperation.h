@@ -431,7 +431,7 @@ private:
   void setUp(NSProgress& progress) const;
   void setCurrentSegmentProgress(std::shared_ptr<NSProgress> progress);
   void setupProgressPauseHandlers(NSProgress& progress) const;
-  void reportIfNested(QVProgressSegmentName name);
+  void reportIfNested(QVProgressSegmentName name) const;
   void logHierarchy() const;
   void runSubOperation(const std::shared_ptr<QVOperation>& operation, std::int64_t unitCount);
   void awaitSubOperation(const QVOperation& operation, const QVOperationConditionName& name);

@@ -45,7 +45,7 @@ void QVOperation::addUpSegmentCosts() {
   progress()->setTotalUnitCount(total);
 }
 
-void QVOperation::reportIfNested(QVProgressSegmentName name) {
+void QVOperation::reportIfNested(QVProgressSegmentName name) const {
   if (currentSegmentProgress() == nullptr) return;
   logErrorString("Tried to start new segment " + name.stringValue() + " while already in a segment");
   QVStopInDebugger();
