@@ -52,8 +52,8 @@ TEST(ProgressUtilitiesTest, describeOneAndAll) {
   const Tree tree;
   incrementCompletedUnitCount(*tree.grandchild);
   const std::string one = customDescription(*tree.grandchild);
-  for (const char* part : {"\"completed\": \"1/3 (0.333333)\"", "\"name\": \"grandchild\"",
-                           "\"description\": \"33% completed\"", "\"parent\": \"0x"}) {
+  for (const char* part : {R"x("completed": "1/3 (0.333333)")x", R"("name": "grandchild")",
+                           R"("description": "33% completed")", R"("parent": "0x)"}) {
     EXPECT_THAT(one, HasSubstr(part));
   }
   EXPECT_EQ(hierarchyDescriptionWithIndent(*tree.grandchild, 0), one);

@@ -108,9 +108,9 @@ private:
 
   /// A worker that may sleep without a word, or do so no more.
   struct Suspect {
-    const Worker* worker;
-    int threadId;
-    std::uint64_t worksBegun;
+    const Worker* worker = nullptr;
+    int threadId = 0;
+    std::uint64_t worksBegun = 0;
     bool isAsleep = false;
   };
   /// Looks for workers that sleep or have woken up. True while somebody has to look again.

@@ -15,14 +15,15 @@ namespace QVFoundation {
 ///
 /// Threads: a plain value, which can be kept: its texts are static.
 struct OSSignpost {
-  OSSignpostType type;
+  OSSignpostType type = OSSignpostType::event;
   StaticText name;
-  OSSignpostID id;
-  OSSignpostID lane;  ///< what it is shown with: its own identifier, or that of what it is a part of
+  OSSignpostID id = OSSignpostID(nullptr);
+  /// What it is shown with: its own identifier, or that of what it is a part of.
+  OSSignpostID lane = OSSignpostID(nullptr);
   StaticText subsystem;
   StaticText category;
   std::chrono::steady_clock::time_point time;
-  std::int32_t thread;  ///< the kernel's number of the thread that put it up
+  std::int32_t thread = 0;  ///< the kernel's number of the thread that put it up
 };
 
 /// Where all signposts of the process go. Derive from it to watch them in the program, or to see them in a

@@ -240,11 +240,11 @@ TEST(NSProgressTest, mayBePausedFromAHandler) {
   const auto progress = progressOf(1);
   Steps steps;
   progress->setPausingHandler([&] {
-    steps.push_back("pause");
+    steps.emplace_back("pause");
     progress->resume();
-    steps.push_back("paused");
+    steps.emplace_back("paused");
   });
-  progress->setResumingHandler([&] { steps.push_back("resume"); });
+  progress->setResumingHandler([&] { steps.emplace_back("resume"); });
   progress->pause();
   EXPECT_THAT(steps, ElementsAre("pause", "paused", "resume"));  // one at a time
   EXPECT_FALSE(progress->isPaused());

@@ -124,6 +124,7 @@ TEST(NSOperation, isReadyWhenAllThatItDependsOnHaveEndedHoweverTheyDid) {
 TEST(NSOperation, bearsDependenciesThatThreadsAddAndRemoveAtOnce) {
   for (int round = 0; round < 200; ++round) {
     std::vector<std::shared_ptr<NSOperation>> ring;
+    ring.reserve(3);
     for (int i = 0; i < 3; ++i) ring.push_back(std::make_shared<BlockOperation>());
     const auto operation = std::make_shared<BlockOperation>();
     std::atomic<int> refusals = 0;
