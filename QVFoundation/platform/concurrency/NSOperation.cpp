@@ -122,7 +122,7 @@ void NSOperation::valueDidChange(std::string_view key) noexcept {
 void NSOperation::tellEnd() noexcept {
   std::vector<std::weak_ptr<NSOperation>> dependents;
   std::shared_ptr<detail::OperationOwner> owner;
-  std::function<void()> completionBlock;
+  std::shared_ptr<const std::function<void()>> completionBlock;
   Waiter* waiter = nullptr;
   bool hasDependencies = false;
   {
@@ -134,14 +134,14 @@ void NSOperation::tellEnd() noexcept {
     if (links_ != nullptr) dependents.swap(links_->dependents);
     hasDependencies = links_ != nullptr && !links_->dependencies.empty();
   }
-  const auto self = hasDependencies || completionBlock ? weak_from_this().lock() : nullptr;
+  const auto self = hasDependencies || completionBlock != nullptr ? weak_from_this().lock() : nullptr;
   while (waiter != nullptr) std::exchange(waiter, waiter->next)->end.send();
   for (const auto& dependent : dependents) {
     if (const auto present = dependent.lock()) present->noteDependencyEnded();
   }
   if (owner != nullptr) owner->operationHasFinished(*this);
   if (hasDependencies) forgetDependencies();
-  if (completionBlock) run(completionBlock);
+  if (completionBlock != nullptr) run(*completionBlock);
 }
 
 void NSOperation::forgetDependencies() noexcept {
@@ -313,13 +313,18 @@ void NSOperation::setName(std::optional<std::string> name) {
 }
 
 void NSOperation::setCompletionBlock(std::function<void()> block) {
+  auto its = block ? std::make_shared<const std::function<void()>>(std::move(block)) : nullptr;
   const UnfairLockGuard guard(lock_);
-  if (!hasEnded_) completionBlock_.swap(block);  // what was there goes after the lock
+  if (!hasEnded_) completionBlock_.swap(its);  // what was there goes after the lock
 }
 
 std::function<void()> NSOperation::completionBlock() const {
-  const UnfairLockGuard guard(lock_);
-  return completionBlock_;
+  std::shared_ptr<const std::function<void()>> its;
+  {
+    const UnfairLockGuard guard(lock_);
+    its = completionBlock_;
+  }
+  return its != nullptr ? *its : nullptr;
 }
 
 void NSOperation::waitUntilFinished() {

@@ -154,7 +154,7 @@ private:
   bool hasEnded_ QV_GUARDED_BY(lock_) = false;  // whoever waits for the end has been told, or is being told
   bool hasSetName_ QV_GUARDED_BY(lock_) = false;
   std::optional<std::string> name_ QV_GUARDED_BY(lock_);
-  std::function<void()> completionBlock_ QV_GUARDED_BY(lock_);
+  std::shared_ptr<const std::function<void()>> completionBlock_ QV_GUARDED_BY(lock_);
   std::unique_ptr<Links> links_ QV_GUARDED_BY(lock_);  // null where there are none
   Waiter* waiters_ QV_GUARDED_BY(lock_) = nullptr;
   std::shared_ptr<detail::OperationOwner> owner_ QV_GUARDED_BY(lock_);
