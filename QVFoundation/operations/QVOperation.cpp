@@ -56,13 +56,14 @@ const NSClass& QVOperation::staticClass() {
           .property("logger", &QVOperation::logger, &QVOperation::setLogger)
           .property("logDebugMarker", &QVOperation::logDebugMarker, &QVOperation::setLogDebugMarker)
           .readOnly("observationManager", &QVOperation::observationManager)
-          .readOnly("currentSegmentProgress", &QVOperation::currentSegmentProgress)
+          .property("currentSegmentProgress", &QVOperation::currentSegmentProgress,
+                    &QVOperation::setCurrentSegmentProgress)
           .property("progress", &QVOperation::progress, &QVOperation::setProgress)
           .property("mainThreadProgress", &QVOperation::mainThreadProgress,
                     &QVOperation::setMainThreadProgress)
           .property("enableMainThreadProgress", &QVOperation::enableMainThreadProgress,
                     &QVOperation::setEnableMainThreadProgress)
-          .readOnly("isPaused", &QVOperation::isPaused)
+          .property("isPaused", &QVOperation::isPaused, &QVOperation::setIsPaused)
           .readOnly("operationResult", &QVOperation::operationResult)
           .readOnly("operationError", &QVOperation::operationError));
   return cls;

@@ -426,6 +426,7 @@ private:
   [[nodiscard]] std::optional<std::string> nameUnlessSet() const override;
   [[nodiscard]] std::string nameOrNull() const;
   void run();
+  [[nodiscard]] std::int64_t costOf(QVProgressSegmentName segment) const;
   void addUpSegmentCosts();
   void setUpProgress();
   void setUp(NSProgress& progress) const;
@@ -447,6 +448,7 @@ private:
   void setPaused(bool paused);
   void spreadPause();
   void updateIsPaused();
+  void setIsPaused(bool isPaused);
   void updateMainThreadProgress();
   void installMirror();
   [[nodiscard]] bool allowsDebug() const;
@@ -472,8 +474,7 @@ private:
   std::optional<QVAnyResult> resultStorage_ QV_GUARDED_BY(lock_);  // none before the first run
   std::shared_ptr<QVLogger> logger_ QV_GUARDED_BY(lock_);
   mutable std::shared_ptr<NSProgress> progress_ QV_GUARDED_BY(lock_);
-  bool setsUpProgress_ QV_GUARDED_BY(lock_) =
-      false;  // what is made from now on, with a name and as can be paused
+  bool setsUpProgress_ QV_GUARDED_BY(lock_) = false;  // one that is made now gets a name, and can be paused
   mutable std::shared_ptr<QVTimingInfo> timingInfo_ QV_GUARDED_BY(lock_);
   mutable std::shared_ptr<QVObservationManager> observationManager_ QV_GUARDED_BY(lock_);
   std::unordered_map<QVProgressSegmentName, std::int64_t> segmentCosts_ QV_GUARDED_BY(lock_);

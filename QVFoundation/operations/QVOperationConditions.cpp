@@ -10,7 +10,7 @@ namespace QVFoundation {
 
 namespace {
 
-// So long may a signal that was missed go unnoticed, and a question unanswered.
+// How often a question is asked, and looked whether there is still something to wait for.
 constexpr std::chrono::milliseconds tick(50);
 
 }  // namespace

@@ -7,6 +7,7 @@
 
 #include "QVFoundation/operations/QVOperationState_p.h"
 #include "QVFoundation/platform/concurrency/DispatchQueue.h"
+#include "QVFoundation/platform/concurrency/SteadyTime_p.h"
 #include "QVFoundation/platform/runtime/ChangeNotice.h"
 #include "QVFoundation/platform/runtime/EscapedException_p.h"
 #include "QVFoundation/platform/runtime/NSException.h"
@@ -16,7 +17,7 @@ namespace QVFoundation {
 namespace {
 
 std::chrono::nanoseconds delayOf(std::chrono::duration<double> seconds) {
-  constexpr std::chrono::duration<double> century = std::chrono::days(36525);
+  constexpr std::chrono::duration<double> century = detail::century;
   if (std::isnan(seconds.count())) seconds = century;
   seconds = std::clamp(seconds, std::chrono::duration<double>::zero(), century);
   return std::chrono::duration_cast<std::chrono::nanoseconds>(seconds);
@@ -74,12 +75,15 @@ void QVOperation::updateIsPaused() {
   DispatchQueue::main()->async([weak = std::weak_ptr(weak_from_this())] {
     const auto self = std::static_pointer_cast<QVOperation>(weak.lock());
     if (self == nullptr) return;
-    self->isUpdatingPaused_ = false;
+    self->isUpdatingPaused_.exchange(false);  // and so sees what those did who found it on its way
     const bool isPaused = self->pauseConditionLock_.condition() == detail::gateIsClosed;
-    if (isPaused == self->isPaused_) return;
-    const ChangeNotice notice(*self, "isPaused");
-    self->isPaused_ = isPaused;
+    if (isPaused != self->isPaused_) self->setIsPaused(isPaused);
   });
+}
+
+void QVOperation::setIsPaused(bool isPaused) {
+  const ChangeNotice notice(*this, "isPaused");
+  isPaused_ = isPaused;
 }
 
 void QVOperation::setupProgressPauseHandlers(NSProgress& progress) const {
@@ -99,7 +103,6 @@ void QVOperation::addTimeout(std::chrono::duration<double> seconds, std::functio
   if (!handler) {
     throw NSException(NSInvalidArgumentException, "A time-out of " + shortDescription() + " needs a handler");
   }
-  cancelTimeout();
   const auto source = std::make_shared<DispatchTimerSource>(DispatchQueue::global());
   source->schedule(delayOf(seconds));
   source->setEventHandler([handler = std::move(handler)]() mutable { std::exchange(handler, nullptr)(); });

@@ -30,17 +30,24 @@ void QVOperation::setCost(std::int64_t cost, QVProgressSegmentName forSegment) {
   segmentCosts_.insert_or_assign(forSegment, cost);
 }
 
+std::int64_t QVOperation::costOf(QVProgressSegmentName segment) const {
+  const UnfairLockGuard guard(lock_);
+  const auto found = segmentCosts_.find(segment);
+  return found != segmentCosts_.end() ? found->second : 0;
+}
+
 void QVOperation::addUpSegmentCosts() {
+  std::int64_t total = 0;
+  bool isTooMuch = false;
   {
     const UnfairLockGuard guard(lock_);
     if (segmentCosts_.empty()) return;
-  }
-  const auto costs = locked(&QVOperation::segmentCosts_);
-  std::int64_t total = 0;
-  for (const auto& [segment, cost] : costs) {
-    if (__builtin_add_overflow(total, cost, &total)) {
-      fatalError("The costs of the segments of " + shortDescription() + " are more than can be counted");
+    for (const auto& [segment, cost] : segmentCosts_) {
+      isTooMuch = __builtin_add_overflow(total, cost, &total) || isTooMuch;
     }
+  }
+  if (isTooMuch) {
+    fatalError("The costs of the segments of " + shortDescription() + " are more than can be counted");
   }
   progress()->setTotalUnitCount(total);
 }
@@ -56,9 +63,7 @@ QVOperation::Segment::Segment(QVOperation& operation, QVProgressSegmentName name
       name_(name),
       parent_(operation.progress()),
       progress_(segmentProgress(name, unitCount)) {
-  const auto costs = operation_.locked(&QVOperation::segmentCosts_);
-  const auto found = costs.find(name_);
-  const std::int64_t cost = found != costs.end() ? found->second : 0;
+  const std::int64_t cost = operation_.costOf(name_);
   if (childLog().isEnabled(OSLogType::debug)) {
     childLog().log(
         OSLogType::debug,
@@ -125,6 +130,9 @@ void QVOperation::refuseUnlessFree(const QVOperation* operation) const {
   const char* why = nullptr;
   if (operation == nullptr) why = " has no sub-operation to run";
   if (operation == this) why = " cannot be its own sub-operation";
+  for (auto above = superOperation(); above != nullptr; above = above->superOperation()) {
+    if (operation == above.get()) why = " cannot run an operation that it is a part of";
+  }
   if (why == nullptr && operation->superOperation() != nullptr) {
     why = " cannot run a sub-operation that another operation runs";
   }

@@ -14,15 +14,18 @@
 #include "QVFoundation/platform/runtime/NSKeyValueObserving.h"
 #include "tests/operations/TestOperations.h"
 #include "tests/platform/concurrency/OnThreads.h"
+#include "tests/platform/runtime/RaisedException.h"
 
 namespace QVFoundation {
 namespace {
 
 using namespace std::chrono_literals;
 using testing::BodyOperation;
+using ::testing::HasSubstr;
 using testing::onThreads;
 using testing::OpenOperation;
 using testing::operationOf;
+using testing::raisedBy;
 using testing::runMainQueueUntil;
 
 /// Checks as often as it can until it is told to end, and counts.
@@ -44,7 +47,7 @@ struct CheckingOperation {
   void awaitStandstill() const {
     for (int before = -1; before != checks;) {
       before = checks;
-      std::this_thread::sleep_for(5ms);
+      std::this_thread::sleep_for(5ms);  // time for a check that must not come
     }
   }
   void end() {
@@ -106,6 +109,7 @@ TEST(QVOperationPauseTest, holdsForWhatBeginsLater) {
       operationOf([&](BodyOperation<>& self) { self.performSubOperation(inner.operation, 0); });
   outer->progress()->pause();  // before it runs
   outer->startInBackground();
+  while (!inner.operation->isExecuting()) std::this_thread::yield();
   inner.awaitStandstill();
   EXPECT_EQ(inner.checks, 0);
   outer->progress()->resume();
@@ -219,6 +223,7 @@ TEST(QVOperationTimeoutTest, callsTheLastHandlerOnce) {
   EXPECT_EQ(first, 0);
   EXPECT_EQ(second, 1);
   operation->cancelTimeout();
+  EXPECT_THAT(raisedBy([&] { operation->addTimeout(1s, {}); }), HasSubstr("needs a handler"));
 }
 
 TEST(QVOperationTimeoutTest, takesAnyTimeAndKeepsNothing) {

@@ -10,8 +10,10 @@
 #include <gmock/gmock.h>
 
 #include "QVFoundation/operations/QVProgressUtilities.h"
+#include "QVFoundation/platform/runtime/NSKeyValueObserving.h"
 #include "tests/logging/LogTesting.h"
 #include "tests/operations/TestOperations.h"
+#include "tests/platform/runtime/RaisedException.h"
 
 namespace QVFoundation {
 namespace {
@@ -22,6 +24,7 @@ using ::testing::HasSubstr;
 using testing::KeepingWriter;
 using testing::OpenOperation;
 using testing::operationOf;
+using testing::raisedBy;
 using testing::runMainQueueUntil;
 
 /// Scans for a tenth of its time and copies for the rest.
@@ -222,6 +225,49 @@ TEST(QVSubOperationTest, isCancelledAndStillWaitedForWithTheOneThatRunsIt) {
   EXPECT_EQ(operation->result().value(), 3);
 }
 
+TEST(QVSubOperationTest, doesNotRunWithinACancelledOperationThoughItIsPaused) {
+  const auto child = operationOf([](auto&) { FAIL(); });
+  const auto operation = operationOf([&](BodyOperation<>& self) {
+    self.pause();
+    self.cancelWithLocalizedDescription("Enough");
+    self.performSubOperation(child, 1);
+  });
+  operation->start();
+  EXPECT_EQ(operation->operationError()->localizedDescription(), "Enough");
+  EXPECT_EQ(operation->operationError()->code(), 1002);
+}
+
+TEST(QVSubOperationTest, isPartOfOneOperationAtATime) {
+  const auto whole = operationOf([](auto&) {});
+  const auto other = operationOf([](auto&) {});
+  const auto logger = QVLogger::nullLogger();
+  whole->setLogger(logger);
+  const auto child = operationOf([&](BodyOperation<>& self) {
+    EXPECT_THAT(raisedBy([&] { other->performSubOperation(std::shared_ptr<BodyOperation<>>(), 1); }),
+                HasSubstr("no sub-operation"));
+    const auto shared = std::static_pointer_cast<BodyOperation<>>(self.shared_from_this());
+    EXPECT_THAT(raisedBy([&] { other->performSubOperation(shared, 0); }),
+                HasSubstr("another operation runs"));
+    EXPECT_THAT(raisedBy([&] { self.performSubOperation(shared, 0); }), HasSubstr("its own"));
+    EXPECT_THAT(raisedBy([&] { self.performSubOperation(whole, 1); }), HasSubstr("it is a part of"));
+    EXPECT_EQ(self.superOperation(), whole);
+    EXPECT_EQ(self.logger(), logger);
+    EXPECT_EQ(self.rootOperation(), whole);
+  });
+  whole->performSubOperation(child, 1);
+  EXPECT_EQ(other->subOperation(), nullptr);
+}
+
+TEST(QVSubOperationTest, isLetGoOfWhereItCannotJoinTheTree) {
+  const auto child = operationOf([](auto&) { FAIL(); });
+  const auto elsewhere = std::make_shared<NSProgress>(1);
+  elsewhere->addChild(child->progress(), 1);
+  const auto operation = operationOf([](auto&) {});
+  EXPECT_THAT(raisedBy([&] { operation->performSubOperation(child, 1); }), HasSubstr("has a parent already"));
+  EXPECT_EQ(operation->subOperation(), nullptr);
+  EXPECT_EQ(child->superOperation(), nullptr);
+}
+
 TEST(QVSubOperationTest, namesTheRootInTheErrorOfItsCancellation) {
   const auto grandchild = operationOf([](BodyOperation<>& self) {
     self.rootOperation()->cancel();
@@ -262,6 +308,18 @@ TEST(QVOperationProgressTest, hasACopyForTheMainThreadThatFollowsTheProgress) {
   operation->setEnableMainThreadProgress(false);
   EXPECT_EQ(operation->mainThreadProgress(), nullptr);
   EXPECT_EQ(operation->mainThreadProgressMirror(), nullptr);
+}
+
+TEST(QVOperationProgressTest, followsAProgressThatIsReplacedWhileTheCopyIsMade) {
+  const auto operation = operationOf([](auto&) {});
+  int resets = 0;
+  const auto observation = observe(*operation, "mainThreadProgress", NSKeyValueObservingOptionPrior,
+                                   [&](BodyOperation<>& self, const NSKeyValueChange& change) {
+                                     if (change.isPrior() && ++resets == 1) self.resetProgress();
+                                   });
+  operation->setEnableMainThreadProgress(true);
+  EXPECT_EQ(resets, 1);
+  EXPECT_EQ(operation->mainThreadProgressMirror()->sourceProgress(), operation->progress());
 }
 
 TEST(QVOperationProgressTest, waitsForTheMainThreadToMakeTheCopy) {

@@ -275,6 +275,19 @@ TEST(QVOperationTest, tellsTheMainThreadThatItHasEnded) {
   EXPECT_FALSE(operation->completionBlock());
 }
 
+TEST(QVOperationTest, isKeptUntilItsHandlerHasRun) {
+  std::weak_ptr<QVOperation> kept;
+  int result = 0;
+  {
+    const auto operation = operationOf<int>([](auto&) { return 7; });
+    kept = operation;
+    operation->startInBackgroundWithMainThreadCompletionHandler(
+        [&](BodyOperation<int>& ended) { result = ended.result().value(); });
+  }
+  runMainQueueUntil([&] { return kept.expired(); });
+  EXPECT_EQ(result, 7);
+}
+
 TEST(QVOperationTest, tellsObserversOfItsResult) {
   const auto operation = operationOf<int>([](auto&) { return 7; });
   Steps steps;

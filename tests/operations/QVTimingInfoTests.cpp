@@ -42,7 +42,7 @@ TEST(QVTimingInfo, timesAsLongAsItTakes) {
   const auto before = std::chrono::steady_clock::now();
   timing.startTiming("load");
   const auto started = std::chrono::steady_clock::now();
-  std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  std::this_thread::sleep_for(std::chrono::milliseconds(2));  // the time that is taken
   const auto ending = std::chrono::steady_clock::now();
   timing.endTiming("load");
   const auto after = std::chrono::steady_clock::now();
@@ -98,7 +98,9 @@ TEST(QVTimingInfo, addsWhatOthersHaveTimed) {
 
 TEST(QVTimingInfo, reportsALineForEachNameInTheirOrder) {
   QVTimingInfo timing;
-  timing.performTimed("b", [] { std::this_thread::sleep_for(std::chrono::milliseconds(2)); });
+  timing.performTimed("b", [] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));  // so that it has digits to show
+  });
   for (const QVTimingName name : {QVTimingName("a b"), QVTimingName("Z"), QVTimingName("é")})
     timeMoment(timing, name);
   const auto line = [&](QVTimingName name) {
