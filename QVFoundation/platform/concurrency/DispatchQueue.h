@@ -106,6 +106,8 @@ public:
   /// Whether the calling thread is just running a block of this queue; for the main queue, whether it is the
   /// main thread. Never so for a global one, whose blocks run side by side.
   [[nodiscard]] virtual bool isCurrent() const noexcept;
+  /// Whether it is a global one, whose blocks do not wait for each other.
+  [[nodiscard]] virtual bool runsSideBySide() const noexcept { return false; }
 
 protected:
   explicit DispatchQueue(std::string label);

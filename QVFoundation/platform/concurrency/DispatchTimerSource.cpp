@@ -1,6 +1,7 @@
 #include "QVFoundation/platform/concurrency/DispatchTimerSource.h"
 
 #include <algorithm>
+#include <thread>
 #include <utility>
 
 #include "QVFoundation/platform/concurrency/Listener.h"
@@ -14,6 +15,16 @@ namespace QVFoundation {
 
 using detail::TimerThread;
 using std::chrono::nanoseconds;
+
+namespace {
+
+// What the kernel takes to wake the timer thread and then one of the pool's. Where blocks run side by side,
+// the latter is woken so much earlier and sleeps for what is left: one that has just run is soon awake again.
+constexpr nanoseconds wakingTime = std::chrono::microseconds(50);
+// Where a timer fires more often than that, one time would run into the next one.
+constexpr nanoseconds shortestToWakeEarly = std::chrono::milliseconds(1);
+
+}  // namespace
 
 /// What the timer thread and blocks on the queue share with the timer.
 ///
@@ -30,6 +41,9 @@ public:
     const UnfairLockGuard guard(lock_);
     time_ = detail::timeAfter(delay);
     interval_ = interval ? std::optional(std::clamp(*interval, shortest, detail::century)) : std::nullopt;
+    const bool wakesEarly =
+        queue_->runsSideBySide() && interval_.value_or(detail::century) >= shortestToWakeEarly;
+    headStart_ = wakesEarly ? wakingTime : nanoseconds::zero();
     hasFired_ = isDue_ = false;
     if (isRunning_) await();
   }
@@ -70,8 +84,9 @@ public:
       const UnfairLockGuard guard(lock_);
       const auto now = std::chrono::steady_clock::now();
       // Meanwhile somebody may have changed his mind.
-      if (!isRunning_ || !time_ || *time_ > now) return;
+      if (!isRunning_ || !time_ || *time_ - headStart_ > now) return;
       const bool isRepetition = std::exchange(hasFired_, true);
+      const auto due = *time_;
       if (interval_) {
         *time_ += (1 + (now - *time_) / *interval_) * *interval_;
         await();
@@ -79,7 +94,7 @@ public:
         time_.reset();
       }
       if (isSent_ && isRepetition) return;
-      isDue_ = true;
+      if (!std::exchange(isDue_, true)) dueTime_ = due;
       if (!mustSend()) return;
     }
     send();
@@ -87,7 +102,7 @@ public:
 
 private:
   void await() QV_REQUIRES(lock_) {
-    if (time_ && !isRemoved()) TimerThread::shared().schedule(shared_from_this(), *time_);
+    if (time_ && !isRemoved()) TimerThread::shared().schedule(shared_from_this(), *time_ - headStart_);
   }
 
   /// Whether a block has to be sent to the queue; it counts as sent from now on.
@@ -102,6 +117,7 @@ private:
   }
 
   void call() {
+    awaitDueTime();
     {
       const detail::ListenerCall visible(
           *this);  // to who cancels it, before the timer says that it is in a call
@@ -110,6 +126,17 @@ private:
       if (!endCall()) return;
     }
     send();
+  }
+
+  void awaitDueTime() {
+    while (const auto time = timeToCome()) std::this_thread::sleep_until(*time);
+  }
+
+  /// The time of the next call where it is still to come.
+  [[nodiscard]] std::optional<Time> timeToCome() {
+    const UnfairLockGuard guard(lock_);
+    const bool isToCome = isDue_ && dueTime_ > std::chrono::steady_clock::now();
+    return isToCome ? std::optional(dueTime_) : std::nullopt;
   }
 
   [[nodiscard]] bool beginCall() {
@@ -147,10 +174,12 @@ private:
   bool isRunning_ QV_GUARDED_BY(lock_) = false;
   bool hasFired_ QV_GUARDED_BY(lock_) = false;  // since its time was set
   bool isDue_ QV_GUARDED_BY(lock_) = false;     // a call
+  Time dueTime_ QV_GUARDED_BY(lock_);           // its
   bool isSent_ QV_GUARDED_BY(lock_) = false;    // a block, which has not ended
   bool isInCall_ QV_GUARDED_BY(lock_) = false;
   std::optional<Time> time_ QV_GUARDED_BY(lock_);
   std::optional<nanoseconds> interval_ QV_GUARDED_BY(lock_);
+  nanoseconds headStart_ QV_GUARDED_BY(lock_) = nanoseconds::zero();
 };
 
 DispatchTimerSource::DispatchTimerSource(std::shared_ptr<DispatchQueue> queue)

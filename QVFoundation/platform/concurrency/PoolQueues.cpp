@@ -13,6 +13,7 @@ class GlobalQueue final : public DispatchQueue {
 public:
   GlobalQueue(const char* label, QualityOfService qualityOfService)
       : DispatchQueue(label), qualityOfService_(qualityOfService) {}
+  bool runsSideBySide() const noexcept override { return true; }
 
 protected:
   void enqueue(detail::Work&& work) override { pool_.submit(std::move(work), qualityOfService_); }

@@ -1,6 +1,3 @@
-#include <pthread.h>
-#include <sys/prctl.h>
-
 #include "QVFoundation/platform/concurrency/QuietThread_p.h"
 #include "QVFoundation/platform/concurrency/TimerThread_p.h"
 
@@ -43,7 +40,6 @@ void TimerThread::cancel(TimedEvent& event) noexcept {
 }
 
 void TimerThread::run() {
-  prctl(PR_SET_TIMERSLACK, 1UL);  // nanosecond; else the kernel may let pass 50 microseconds more
   for (;;) awaitNext()->fire();
 }
 

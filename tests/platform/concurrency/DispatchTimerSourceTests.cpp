@@ -44,11 +44,13 @@ void whileBusy(DispatchQueue& queue, const Function& function) {
 }
 
 TEST(DispatchTimerSource, firesOnceOrAgainAndAgainAndNeverEarly) {
-  for (const bool repeats : {false, true}) {
+  for (const auto& [queue, repeats] :
+       {std::pair(DispatchQueue::serial("timer"), false), std::pair(DispatchQueue::serial("timer"), true),
+        std::pair(DispatchQueue::global(), false), std::pair(DispatchQueue::global(), true)}) {
     const int want = repeats ? 3 : 1;
     std::atomic<int> calls = 0;
     std::latch done(want);
-    DispatchTimerSource timer(DispatchQueue::serial("timer"));
+    DispatchTimerSource timer(queue);
     const auto start = Clock::now();
     timer.setEventHandler([&] {
       EXPECT_GE(Clock::now() - start, 2ms + calls.load() * 1ms);
@@ -117,6 +119,28 @@ TEST(DispatchTimerSource, callsForWhatWasScheduledLast) {
     timer.schedule(1h);
   });
   EXPECT_EQ(calls, 3) << "what is on the queue belongs to another time";
+}
+
+// The thread for the handler is woken some microseconds before its time.
+TEST(DispatchTimerSource, isNotEarlyWhereItsTimeChangesJustBeforeItComes) {
+  for (auto change = 0us; change < 100us; change += 2us) {
+    DispatchTimerSource timer(DispatchQueue::global());
+    std::promise<Clock::time_point> called;
+    timer.setEventHandler([&] { called.set_value(Clock::now()); });
+    const auto start = Clock::now();
+    timer.schedule(100us);
+    timer.resume();
+    while (Clock::now() < start + change) std::this_thread::yield();
+    timer.suspend();
+    auto due = start + 100us;
+    if (change.count() % 4 == 0 && Clock::now() < due) {
+      due = Clock::now() + 200us;
+      timer.schedule(200us);
+    }
+    timer.resume();
+    EXPECT_GE(called.get_future().get(), due);
+    timer.cancel();
+  }
 }
 
 TEST(DispatchTimerSource, waitsForItsTimeOnlyWhileItIsResumed) {
