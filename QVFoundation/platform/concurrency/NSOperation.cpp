@@ -26,11 +26,13 @@ constinit Mutex dependencyLock;
 
 }  // namespace
 
-/// What an operation waits for, and what waits for it. Most have neither.
-struct NSOperation::Links {
+/// What most operations do without: what they wait for, what waits for them, and what somebody has set.
+struct NSOperation::Extras {
   std::vector<std::shared_ptr<NSOperation>> dependencies;
   std::unordered_set<const NSOperation*> known;  // the same
   std::vector<std::weak_ptr<NSOperation>> dependents;
+  std::optional<std::optional<std::string>> name;
+  std::shared_ptr<const std::function<void()>> completionBlock;
 };
 
 struct NSOperation::Waiter {
@@ -56,16 +58,16 @@ NSOperation::NSOperation() : NSObject(HearsOwnChanges()) {}
 
 // A long chain of operations that never ran is let go of one by one, not each from inside the one before.
 NSOperation::~NSOperation() {
-  if (links_ == nullptr) return;
-  auto released = std::move(links_->dependencies);
+  if (extras_ == nullptr) return;
+  auto released = std::move(extras_->dependencies);
   while (!released.empty()) {
     const auto last = std::move(released.back());
     released.pop_back();
     if (last.use_count() > 1) continue;
     const UnfairLockGuard guard(last->lock_);
-    if (last->links_ == nullptr) continue;
-    std::ranges::move(last->links_->dependencies, std::back_inserter(released));
-    last->links_->dependencies.clear();
+    if (last->extras_ == nullptr) continue;
+    std::ranges::move(last->extras_->dependencies, std::back_inserter(released));
+    last->extras_->dependencies.clear();
   }
 }
 
@@ -121,18 +123,20 @@ void NSOperation::valueDidChange(std::string_view key) noexcept {
 
 void NSOperation::tellEnd() noexcept {
   std::vector<std::weak_ptr<NSOperation>> dependents;
-  std::shared_ptr<detail::OperationOwner> owner;
   std::shared_ptr<const std::function<void()>> completionBlock;
+  detail::OperationOwner* owner = nullptr;
   Waiter* waiter = nullptr;
   bool hasDependencies = false;
   {
     const UnfairLockGuard guard(lock_);
     if (std::exchange(hasEnded_, true)) return;
-    owner.swap(owner_);
-    completionBlock.swap(completionBlock_);
+    owner = std::exchange(owner_, nullptr);
     waiter = std::exchange(waiters_, nullptr);
-    if (links_ != nullptr) dependents.swap(links_->dependents);
-    hasDependencies = links_ != nullptr && !links_->dependencies.empty();
+    if (extras_ != nullptr) {
+      completionBlock.swap(extras_->completionBlock);
+      dependents.swap(extras_->dependents);
+      hasDependencies = !extras_->dependencies.empty();
+    }
   }
   const auto self = hasDependencies || completionBlock != nullptr ? weak_from_this().lock() : nullptr;
   while (waiter != nullptr) std::exchange(waiter, waiter->next)->end.send();
@@ -148,8 +152,8 @@ void NSOperation::forgetDependencies() noexcept {
   std::vector<std::shared_ptr<NSOperation>> dependencies;  // go after the lock
   const ChangeNotice notice(*this, "dependencies");
   const UnfairLockGuard guard(lock_);
-  dependencies.swap(links_->dependencies);
-  links_->known.clear();
+  dependencies.swap(extras_->dependencies);
+  extras_->known.clear();
 }
 
 void NSOperation::run(const std::function<void()>& completionBlock) const noexcept {
@@ -180,9 +184,9 @@ void NSOperation::addDependency(const std::shared_ptr<NSOperation>& operation) {
 void NSOperation::depend(const std::shared_ptr<NSOperation>& operation) {
   {
     const UnfairLockGuard guard(lock_);
-    if (links_ == nullptr) links_ = std::make_unique<Links>();
-    if (!links_->known.insert(operation.get()).second) return;
-    links_->dependencies.push_back(operation);
+    Extras& its = extras();
+    if (!its.known.insert(operation.get()).second) return;
+    its.dependencies.push_back(operation);
   }
   ++unfinished_;  // before it can end
   if (!operation->addDependent(*this)) --unfinished_;
@@ -203,8 +207,8 @@ void NSOperation::removeDependency(const NSOperation& operation) {
 
 std::shared_ptr<NSOperation> NSOperation::takeDependency(const NSOperation& operation) {
   const UnfairLockGuard guard(lock_);
-  if (links_ == nullptr || links_->known.erase(&operation) == 0) return nullptr;
-  auto& all = links_->dependencies;
+  if (extras_ == nullptr || extras_->known.erase(&operation) == 0) return nullptr;
+  auto& all = extras_->dependencies;
   const auto found = std::ranges::find(all, &operation, &std::shared_ptr<NSOperation>::get);
   auto taken = std::move(*found);
   all.erase(found);
@@ -214,16 +218,15 @@ std::shared_ptr<NSOperation> NSOperation::takeDependency(const NSOperation& oper
 bool NSOperation::addDependent(NSOperation& operation) {
   const UnfairLockGuard guard(lock_);
   if (hasEnded_) return false;
-  if (links_ == nullptr) links_ = std::make_unique<Links>();
-  links_->dependents.push_back(std::static_pointer_cast<NSOperation>(operation.shared_from_this()));
+  extras().dependents.push_back(std::static_pointer_cast<NSOperation>(operation.shared_from_this()));
   return true;
 }
 
 bool NSOperation::removeDependent(const NSOperation& operation) {
   const auto its = operation.weak_from_this();
   const UnfairLockGuard guard(lock_);
-  if (links_ == nullptr) return false;
-  return std::erase_if(links_->dependents, [&](const auto& dependent) {
+  if (extras_ == nullptr) return false;
+  return std::erase_if(extras_->dependents, [&](const auto& dependent) {
            return !dependent.owner_before(its) && !its.owner_before(dependent);
          }) > 0;
 }
@@ -241,16 +244,21 @@ void NSOperation::offerIfReady() {
   if (const auto queue = owner()) queue->operationIsReady(*this);
 }
 
-std::shared_ptr<detail::OperationOwner> NSOperation::owner() const {
-  const UnfairLockGuard guard(lock_);
-  return owner_;
+NSOperation::Extras& NSOperation::extras() {
+  if (extras_ == nullptr) extras_ = std::make_unique<Extras>();
+  return *extras_;
 }
 
-bool NSOperation::join(std::shared_ptr<detail::OperationOwner> owner) {
+std::shared_ptr<detail::OperationOwner> NSOperation::owner() const {
+  const UnfairLockGuard guard(lock_);
+  return owner_ != nullptr ? owner_->kept() : nullptr;
+}
+
+bool NSOperation::join(detail::OperationOwner& owner) {
   if (hasStarted()) return false;
   const UnfairLockGuard guard(lock_);
   if (owner_ != nullptr || hasEnded_) return false;
-  owner_ = std::move(owner);
+  owner_ = &owner;
   return true;
 }
 
@@ -258,7 +266,7 @@ bool NSOperation::hasStarted() const { return hasBegun_ || isExecuting() || isFi
 
 bool NSOperation::hasDependents() const {
   const UnfairLockGuard guard(lock_);
-  return links_ != nullptr && !links_->dependents.empty();
+  return extras_ != nullptr && !extras_->dependents.empty();
 }
 
 bool NSOperation::waitsFor(const NSOperation& other,
@@ -277,14 +285,14 @@ bool NSOperation::waitsFor(const NSOperation& other,
 
 std::vector<std::shared_ptr<NSOperation>> NSOperation::awaited() const {
   const UnfairLockGuard guard(lock_);
-  if (hasEnded_ || links_ == nullptr) return {};
-  return links_->dependencies;
+  if (hasEnded_ || extras_ == nullptr) return {};
+  return extras_->dependencies;
 }
 
 std::vector<std::shared_ptr<NSOperation>> NSOperation::dependencies() const {
   const UnfairLockGuard guard(lock_);
-  if (links_ == nullptr) return {};
-  return links_->dependencies;
+  if (extras_ == nullptr) return {};
+  return extras_->dependencies;
 }
 
 void NSOperation::setQueuePriority(NSOperationQueuePriority priority) {
@@ -298,7 +306,7 @@ void NSOperation::setQueuePriority(NSOperationQueuePriority priority) {
 std::optional<std::string> NSOperation::name() const {
   {
     const UnfairLockGuard guard(lock_);
-    if (hasSetName_) return name_;
+    if (extras_ != nullptr && extras_->name) return *extras_->name;
   }
   return nameUnlessSet();
 }
@@ -308,21 +316,21 @@ std::optional<std::string> NSOperation::nameUnlessSet() const { return {}; }
 void NSOperation::setName(std::optional<std::string> name) {
   const ChangeNotice notice(*this, "name");
   const UnfairLockGuard guard(lock_);
-  name_.swap(name);
-  hasSetName_ = true;
+  extras().name = std::move(name);
 }
 
 void NSOperation::setCompletionBlock(std::function<void()> block) {
   auto its = block ? std::make_shared<const std::function<void()>>(std::move(block)) : nullptr;
   const UnfairLockGuard guard(lock_);
-  if (!hasEnded_) completionBlock_.swap(its);  // what was there goes after the lock
+  if (hasEnded_ || (its == nullptr && extras_ == nullptr)) return;
+  extras().completionBlock.swap(its);  // what was there goes after the lock
 }
 
 std::function<void()> NSOperation::completionBlock() const {
   std::shared_ptr<const std::function<void()>> its;
   {
     const UnfairLockGuard guard(lock_);
-    its = completionBlock_;
+    if (extras_ != nullptr) its = extras_->completionBlock;
   }
   return its != nullptr ? *its : nullptr;
 }

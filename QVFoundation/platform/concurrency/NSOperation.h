@@ -111,7 +111,7 @@ private:
   friend class detail::OperationQueueCore;
 
   enum class State : unsigned char { unstarted, executing, finished };
-  struct Links;
+  struct Extras;
   struct Waiter;
 
   /// The name of one that was never given any.
@@ -124,9 +124,10 @@ private:
   void noteDependencyEnded();
   /// Tells the queue where it may start this now.
   void offerIfReady();
+  [[nodiscard]] Extras& extras() QV_REQUIRES(lock_);
   [[nodiscard]] std::shared_ptr<detail::OperationOwner> owner() const;
   /// False where it is on a queue already, or need not be on one any more.
-  [[nodiscard]] bool join(std::shared_ptr<detail::OperationOwner> owner);
+  [[nodiscard]] bool join(detail::OperationOwner& owner);
   [[nodiscard]] bool hasStarted() const;
 
   // What depends on what.
@@ -152,12 +153,9 @@ private:
 
   mutable UnfairLock lock_;
   bool hasEnded_ QV_GUARDED_BY(lock_) = false;  // whoever waits for the end has been told, or is being told
-  bool hasSetName_ QV_GUARDED_BY(lock_) = false;
-  std::optional<std::string> name_ QV_GUARDED_BY(lock_);
-  std::shared_ptr<const std::function<void()>> completionBlock_ QV_GUARDED_BY(lock_);
-  std::unique_ptr<Links> links_ QV_GUARDED_BY(lock_);  // null where there are none
+  std::unique_ptr<Extras> extras_ QV_GUARDED_BY(lock_);  // null where there are none
   Waiter* waiters_ QV_GUARDED_BY(lock_) = nullptr;
-  std::shared_ptr<detail::OperationOwner> owner_ QV_GUARDED_BY(lock_);
+  detail::OperationOwner* owner_ QV_GUARDED_BY(lock_) = nullptr;
   detail::PlaceOnQueue place_;  // the queue's
 };
 

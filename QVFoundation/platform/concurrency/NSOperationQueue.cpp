@@ -47,7 +47,7 @@ void NSOperationQueue::add(const std::shared_ptr<NSOperation>& operation, bool i
   if (operation == nullptr) {
     throw NSException(NSInvalidArgumentException, "There is no operation to add to " + shortDescription());
   }
-  if (core_->add(operation, isBarrier)) return;
+  if (core_->add(*this, operation, isBarrier)) return;
   throw NSException(NSInvalidArgumentException,
                     operation->shortDescription() + " is on a queue already, or has been started");
 }

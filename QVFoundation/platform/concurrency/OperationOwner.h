@@ -27,7 +27,7 @@ struct QueueLinks {
 ///
 /// | it | when |
 /// |---|---|
-/// | is absent | it is not on the queue yet |
+/// | is absent | it is not on the queue yet, or has just been brought |
 /// | waits | what it depends on has not finished |
 /// | is held | it is ready, but a barrier before it has not finished |
 /// | is ready | it may be started |
@@ -37,17 +37,19 @@ struct PlaceOnQueue {
   enum class State : unsigned char { absent, waits, isHeld, isReady, isRunning, hasFinished };
 
   std::shared_ptr<NSOperation> operation;  // while it is on the queue
-  QueueLinks amongAll;
-  QueueLinks amongReady;  // or held
+  QueueLinks amongAll;                     // or what was brought before it
+  QueueLinks amongReady;                   // or held
   std::uint64_t generation = 0;
   State state = State::absent;
   QualityOfService qualityOfService{};  // counted with while it is ready
   std::uint8_t rank = 0;                // likewise, by priority
 };
 
-/// What an operation tells the queue that it is on. No lock is held meanwhile.
+/// What an operation tells the queue that it is on. No lock is held meanwhile. It lives at least as long as the
+/// operation is on it.
 class OperationOwner {
 public:
+  [[nodiscard]] virtual std::shared_ptr<OperationOwner> kept() = 0;
   virtual void operationIsReady(NSOperation& operation) = 0;
   virtual void operationHasOtherPriority(NSOperation& operation) = 0;
   virtual void operationHasFinished(NSOperation& operation) noexcept = 0;

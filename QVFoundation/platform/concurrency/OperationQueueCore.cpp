@@ -51,8 +51,26 @@ OperationQueueCore::OperationQueueCore(NSObject& front, std::shared_ptr<Dispatch
                                         : std::max<std::size_t>(2, std::thread::hardware_concurrency())),
       front_(&front) {}
 
+class QV_SCOPED_CAPABILITY OperationQueueCore::Section {
+public:
+  explicit Section(OperationQueueCore& core) QV_ACQUIRE(core.lock_) : core_(core) {
+    core_.lock_.lock();
+    core_.takeIn();
+  }
+  ~Section() QV_RELEASE() {
+    if (!core_.refused_.empty()) refused_.swap(core_.refused_);
+    core_.lock_.unlock();
+  }
+  Section(const Section&) = delete;
+  Section& operator=(const Section&) = delete;
+
+private:
+  OperationQueueCore& core_;
+  std::vector<std::shared_ptr<NSOperation>> refused_;
+};
+
 void OperationQueueCore::withdrawFront() {
-  const UnfairLockGuard guard(lock_);
+  const Section section(*this);
   front_ = nullptr;
 }
 
@@ -60,42 +78,64 @@ std::shared_ptr<NSObject> OperationQueueCore::observedFront() const {
   return front_ != nullptr && front_->mayBeObserved() ? front_->weak_from_this().lock() : nullptr;
 }
 
-bool OperationQueueCore::add(const std::shared_ptr<NSOperation>& operation, bool isBarrier) {
-  if (!operation->join(shared_from_this())) return false;
-  std::shared_ptr<NSObject> observed;
-  Ticket ticket;
-  {
-    const UnfairLockGuard guard(lock_);
-    observed = observedFront();
-    if (observed == nullptr) {
-      insert(operation, isBarrier);
-      if (operation->isReady()) makeReady(operation->place_);
-      ticket = missingTicket();
+bool OperationQueueCore::add(NSObject& front, const std::shared_ptr<NSOperation>& operation, bool isBarrier) {
+  if (!operation->join(*this)) return false;
+  operation->place_.operation = operation;
+  if (isBarrier || front.mayBeObserved()) {
+    {
+      const OperationsNotice notice(front);
+      const Section section(*this);
+      insert(operation->place_, isBarrier);
     }
+    if (operation->isReady()) operationIsReady(*operation);  // not before observers have heard of it
+  } else {
+    leaveAtDoor(*operation);
+    if (front.mayBeObserved()) const OperationsNotice notice(front);  // to who has come meanwhile
   }
-  if (observed == nullptr) {
-    send(ticket);
-    return true;
-  }
-  {
-    const OperationsNotice notice(*observed);
-    const UnfairLockGuard guard(lock_);
-    insert(operation, isBarrier);
-  }
-  if (operation->isReady()) operationIsReady(*operation);  // not before observers have heard of it
   return true;
 }
 
-void OperationQueueCore::insert(const std::shared_ptr<NSOperation>& operation, bool isBarrier) {
-  PlaceOnQueue& place = operation->place_;
-  if (place.state == State::hasFinished) return;  // somebody else has started it just now
+// A ticket says first that it is no more on its way, and looks at the door then. So either it sees the
+// operation there, or it is seen here that nobody will look.
+void OperationQueueCore::leaveAtDoor(NSOperation& operation) {
+  const auto level = static_cast<int>(operation.qualityOfService().value_or(qualityOfService_));
+  PlaceOnQueue* before = door_.load();
+  do operation.place_.amongAll.previous = before;
+  while (!door_.compare_exchange_weak(before, &operation.place_));
+  if (level <= awaitedLevel_) return;
+  Ticket ticket;
+  {
+    const Section section(*this);
+    ticket = missingTicket();
+  }
+  send(ticket);
+}
+
+void OperationQueueCore::takeIn() {
+  if (door_.load() == nullptr) return;
+  PlaceOnQueue* first = nullptr;
+  for (PlaceOnQueue* place = door_.exchange(nullptr); place != nullptr;) {
+    place->amongAll.next = std::exchange(first, place);
+    place = place->amongAll.previous;
+  }
+  while (first != nullptr) {
+    PlaceOnQueue& place = *std::exchange(first, first->amongAll.next);
+    insert(place, false);
+    if (place.state == State::waits && place.operation->isReady()) makeReady(place);
+  }
+}
+
+void OperationQueueCore::insert(PlaceOnQueue& place, bool isBarrier) {
+  if (place.state == State::hasFinished) {  // somebody else has started it just now
+    refused_.push_back(std::move(place.operation));
+    return;
+  }
   if (isBarrier) generations_.emplace_back();
-  place.operation = operation;
   place.state = State::waits;
   place.generation = firstGeneration_ + generations_.size() - 1;
   ++generations_.back().unfinished;
   operations_.append(place);
-  ++count_;
+  if (count_++ == 0) self_ = shared_from_this();
   if (isBarrier) generations_.emplace_back();
   leaveFinishedGenerations();  // where there is nothing before a barrier
 }
@@ -103,7 +143,7 @@ void OperationQueueCore::insert(const std::shared_ptr<NSOperation>& operation, b
 void OperationQueueCore::operationIsReady(NSOperation& operation) {
   Ticket ticket;
   {
-    const UnfairLockGuard guard(lock_);
+    const Section section(*this);
     makeReady(operation.place_);
     ticket = missingTicket();
   }
@@ -111,7 +151,7 @@ void OperationQueueCore::operationIsReady(NSOperation& operation) {
 }
 
 void OperationQueueCore::operationHasOtherPriority(NSOperation& operation) {
-  const UnfairLockGuard guard(lock_);
+  const Section section(*this);
   PlaceOnQueue& place = operation.place_;
   if (place.state != State::isReady || place.rank == rankOf(operation.queuePriority())) return;
   dropReady(place);
@@ -148,22 +188,34 @@ std::size_t OperationQueueCore::room() const {
 OperationQueueCore::Ticket OperationQueueCore::missingTicket() {
   const std::size_t wanted = std::min(room(), ticketsAtMost_);
   std::size_t ready = 0, tickets = 0;
+  Ticket missing;
+  int awaitedLevel = none;
   for (std::size_t level = readyAt_.size(); level-- > 0;) {
     ready += readyAt_[level];
     tickets += ticketsAt_[level];
-    if (tickets >= std::min(ready, wanted)) continue;
-    ++ticketsAt_[level];
-    ++tickets_;
-    return static_cast<QualityOfService>(level);
+    if (!missing && tickets < std::min(ready, wanted)) {
+      missing = static_cast<QualityOfService>(level);
+      ++ticketsAt_[level];
+      ++tickets_;
+      ++tickets;
+    }
+    if (awaitedLevel == none && tickets >= std::max<std::size_t>(1, wanted)) {
+      awaitedLevel = static_cast<int>(level);
+    }
   }
-  return {};
+  setAwaitedLevel(awaitedLevel);
+  return missing;
+}
+
+void OperationQueueCore::setAwaitedLevel(int level) {
+  if (awaitedLevel_.load(std::memory_order_relaxed) != level) awaitedLevel_ = level;
 }
 
 void OperationQueueCore::send(Ticket ticket) {
   while (ticket) {
     const auto& target = target_ != nullptr ? target_ : DispatchQueue::global(*ticket);
     target->async([self = shared_from_this(), its = *ticket] { self->useTicket(its); });
-    const UnfairLockGuard guard(lock_);
+    const Section section(*this);
     ticket = missingTicket();
   }
 }
@@ -173,9 +225,11 @@ void OperationQueueCore::useTicket(QualityOfService qualityOfService) {
   std::shared_ptr<NSOperation> next;
   Ticket ticket;
   {
-    const UnfairLockGuard guard(lock_);
+    const Section section(*this);
     --ticketsAt_[levelOf(qualityOfService)];
     --tickets_;
+    setAwaitedLevel(none);
+    takeIn();
     next = takeReady(0);
     ticket = missingTicket();
   }
@@ -184,7 +238,7 @@ void OperationQueueCore::useTicket(QualityOfService qualityOfService) {
     run(*next);
     if (!mayGoOn(began)) return;
     std::shared_ptr<NSOperation> previous;  // goes after the lock
-    const UnfairLockGuard guard(lock_);
+    const Section section(*this);
     previous = std::exchange(next, takeReady(tickets_));
     ticket = missingTicket();
   }
@@ -221,7 +275,7 @@ void OperationQueueCore::run(NSOperation& operation) {
 void OperationQueueCore::takeBack(NSOperation& operation) {
   Ticket ticket;
   {
-    const UnfairLockGuard guard(lock_);
+    const Section section(*this);
     if (operation.place_.state != State::isRunning) return;  // it has been finished by hand
     --running_;
     operation.place_.state = State::waits;
@@ -235,13 +289,13 @@ void OperationQueueCore::operationHasFinished(NSOperation& operation) noexcept {
   std::shared_ptr<NSObject> observed;
   Outcome outcome;
   {
-    const UnfairLockGuard guard(lock_);
+    const Section section(*this);
     observed = observedFront();
     if (observed == nullptr) outcome = remove(operation.place_);
   }
   if (observed != nullptr) {
     const OperationsNotice notice(*observed);
-    const UnfairLockGuard guard(lock_);
+    const Section section(*this);
     outcome = remove(operation.place_);
   }
   while (outcome.waiter != nullptr) std::exchange(outcome.waiter, outcome.waiter->next)->end.send();
@@ -257,7 +311,10 @@ OperationQueueCore::Outcome OperationQueueCore::remove(PlaceOnQueue& place) {
   leaveFinishedGenerations();
   Outcome outcome;
   outcome.finished = std::move(place.operation);
-  if (operations_.empty()) outcome.waiter = std::exchange(waiters_, nullptr);
+  if (count_ == 0) {
+    outcome.waiter = std::exchange(waiters_, nullptr);
+    outcome.self = std::move(self_);
+  }
   outcome.ticket = missingTicket();
   return outcome;
 }
@@ -285,7 +342,7 @@ void OperationQueueCore::leaveFinishedGenerations() {
 void OperationQueueCore::awaitAll() {
   Waiter self;
   {
-    const UnfairLockGuard guard(lock_);
+    const Section section(*this);
     if (operations_.empty()) return;
     self.next = std::exchange(waiters_, &self);
   }
@@ -296,7 +353,7 @@ void OperationQueueCore::awaitAll() {
 void OperationQueueCore::setMaxConcurrent(int count) {
   Ticket ticket;
   {
-    const UnfairLockGuard guard(lock_);
+    const Section section(*this);
     maxConcurrent_ = std::max(count, -1);
     ticket = missingTicket();
   }
@@ -306,16 +363,11 @@ void OperationQueueCore::setMaxConcurrent(int count) {
 void OperationQueueCore::setSuspended(bool suspended) {
   Ticket ticket;
   {
-    const UnfairLockGuard guard(lock_);
+    const Section section(*this);
     isSuspended_ = suspended;
     ticket = missingTicket();
   }
   send(ticket);
-}
-
-void OperationQueueCore::setQualityOfService(QualityOfService qualityOfService) {
-  const UnfairLockGuard guard(lock_);
-  qualityOfService_ = qualityOfService;
 }
 
 void OperationQueueCore::setName(std::optional<std::string> name) {
@@ -328,8 +380,8 @@ std::optional<std::string> OperationQueueCore::name() const {
   return name_;
 }
 
-std::vector<std::shared_ptr<NSOperation>> OperationQueueCore::operations() const {
-  const UnfairLockGuard guard(lock_);
+std::vector<std::shared_ptr<NSOperation>> OperationQueueCore::operations() {
+  const Section section(*this);
   std::vector<std::shared_ptr<NSOperation>> operations;
   operations.reserve(count_);
   for (const auto* place = operations_.first(); place != nullptr; place = Operations::after(*place)) {
@@ -338,8 +390,8 @@ std::vector<std::shared_ptr<NSOperation>> OperationQueueCore::operations() const
   return operations;
 }
 
-std::size_t OperationQueueCore::count() const {
-  const UnfairLockGuard guard(lock_);
+std::size_t OperationQueueCore::count() {
+  const Section section(*this);
   return count_;
 }
 
@@ -351,11 +403,6 @@ int OperationQueueCore::maxConcurrent() const {
 bool OperationQueueCore::isSuspended() const {
   const UnfairLockGuard guard(lock_);
   return isSuspended_;
-}
-
-QualityOfService OperationQueueCore::qualityOfService() const {
-  const UnfairLockGuard guard(lock_);
-  return qualityOfService_;
 }
 
 }  // namespace QVFoundation::detail

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <array>
+#include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -18,12 +20,15 @@
 
 namespace QVFoundation::detail {
 
-/// What a queue of operations is made of. The operations that are on it keep it.
+/// What a queue of operations is made of. It keeps itself as long as there are operations on it.
 ///
 /// No operation waits for a thread; tickets do. When a ticket has its thread it takes the operation that is
 /// the best then, so what somebody changes meanwhile counts: a priority, the limit, a suspension. There are
 /// never too few tickets for what may start: each change that leaves one missing sends it. One too many finds
 /// nothing and goes.
+///
+/// Who brings an operation lays it down at the door, and goes where a ticket is on its way: whoever takes the
+/// lock takes in what is there. So those who bring operations seldom meet those who run them.
 ///
 /// A barrier begins a generation of operations of its own, and what comes after it another one. Operations
 /// start when theirs is the oldest that has not finished.
@@ -38,20 +43,23 @@ public:
   void withdrawFront();
 
   /// False where the operation cannot be added.
-  [[nodiscard]] bool add(const std::shared_ptr<NSOperation>& operation, bool isBarrier);
+  [[nodiscard]] bool add(NSObject& front, const std::shared_ptr<NSOperation>& operation, bool isBarrier);
   void setMaxConcurrent(int count);
   void setSuspended(bool suspended);
-  void setQualityOfService(QualityOfService qualityOfService);
+  void setQualityOfService(QualityOfService qualityOfService) noexcept {
+    qualityOfService_ = qualityOfService;
+  }
   void awaitAll();
 
-  [[nodiscard]] std::vector<std::shared_ptr<NSOperation>> operations() const;
-  [[nodiscard]] std::size_t count() const;
+  [[nodiscard]] std::vector<std::shared_ptr<NSOperation>> operations();
+  [[nodiscard]] std::size_t count();
   [[nodiscard]] int maxConcurrent() const;
   [[nodiscard]] bool isSuspended() const;
-  [[nodiscard]] QualityOfService qualityOfService() const;
+  [[nodiscard]] QualityOfService qualityOfService() const noexcept { return qualityOfService_; }
   [[nodiscard]] std::optional<std::string> name() const;
   void setName(std::optional<std::string> name);
 
+  [[nodiscard]] std::shared_ptr<OperationOwner> kept() override { return shared_from_this(); }
   void operationIsReady(NSOperation& operation) override;
   void operationHasOtherPriority(NSOperation& operation) override;
   void operationHasFinished(NSOperation& operation) noexcept override;
@@ -71,15 +79,21 @@ private:
   };
   /// What comes of a change, to be seen to after the lock.
   struct Outcome {
+    std::shared_ptr<OperationQueueCore> self;
     std::shared_ptr<NSOperation> finished;
     Waiter* waiter = nullptr;
     Ticket ticket;
   };
+  /// Holds the lock. All that was at the door is taken in.
+  class Section;
+
+  void leaveAtDoor(NSOperation& operation);
+  void takeIn() QV_REQUIRES(lock_);
 
   /// Null where no observer has to hear of the operations.
   [[nodiscard]] std::shared_ptr<NSObject> observedFront() const QV_REQUIRES(lock_);
 
-  void insert(const std::shared_ptr<NSOperation>& operation, bool isBarrier) QV_REQUIRES(lock_);
+  void insert(PlaceOnQueue& place, bool isBarrier) QV_REQUIRES(lock_);
   void makeReady(PlaceOnQueue& place) QV_REQUIRES(lock_);
   void pushReady(PlaceOnQueue& place) QV_REQUIRES(lock_);
   void dropReady(PlaceOnQueue& place) QV_REQUIRES(lock_);
@@ -91,6 +105,7 @@ private:
   [[nodiscard]] std::size_t room() const QV_REQUIRES(lock_);
   /// A ticket that has to be sent; it counts from now on.
   [[nodiscard]] Ticket missingTicket() QV_REQUIRES(lock_);
+  void setAwaitedLevel(int level) QV_REQUIRES(lock_);
   /// Sends a ticket, if there is one, and all that are still missing.
   void send(Ticket ticket);
   void useTicket(QualityOfService qualityOfService);
@@ -104,8 +119,19 @@ private:
 
   const std::shared_ptr<DispatchQueue> target_;
   const std::size_t ticketsAtMost_;
+  std::atomic<QualityOfService> qualityOfService_{QualityOfService::standard};
 
-  mutable UnfairLock lock_;
+  static constexpr std::size_t cacheLine = 64;
+
+  // The last one that was laid down; each knows the one before it.
+  alignas(cacheLine) std::atomic<PlaceOnQueue*> door_{nullptr};
+  // What is no more urgent than that will be taken in by a ticket. Written under `lock_`.
+  alignas(cacheLine) std::atomic<int> awaitedLevel_{none};
+  static constexpr int none = -1;
+
+  alignas(cacheLine) mutable UnfairLock lock_;
+  std::shared_ptr<OperationQueueCore> self_ QV_GUARDED_BY(lock_);           // while there are operations
+  std::vector<std::shared_ptr<NSOperation>> refused_ QV_GUARDED_BY(lock_);  // to go after the lock
   NSObject* front_ QV_GUARDED_BY(lock_);
   Operations operations_ QV_GUARDED_BY(lock_);
   std::size_t count_ QV_GUARDED_BY(lock_) = 0;
@@ -118,7 +144,6 @@ private:
   int running_ QV_GUARDED_BY(lock_) = 0;
   int maxConcurrent_ QV_GUARDED_BY(lock_) = -1;
   bool isSuspended_ QV_GUARDED_BY(lock_) = false;
-  QualityOfService qualityOfService_ QV_GUARDED_BY(lock_) = QualityOfService::standard;
   std::optional<std::string> name_ QV_GUARDED_BY(lock_);
   Waiter* waiters_ QV_GUARDED_BY(lock_) = nullptr;
 };

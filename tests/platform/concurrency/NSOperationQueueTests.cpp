@@ -9,6 +9,7 @@
 #include <random>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -275,6 +276,31 @@ TEST_F(OperationQueue, mainRunsOnTheMainThread) {
   EXPECT_FALSE(isOnMainThread);
   drainMainQueue();
   EXPECT_TRUE(isOnMainThread);
+}
+
+TEST_F(OperationQueue, forgetsNothingThatIsBroughtWhileItRunsEmpty) {
+  std::vector<std::shared_ptr<NSOperation>> contested(1000);
+  std::ranges::generate(contested, [] { return std::make_shared<BlockOperation>(); });
+  testing::onThreads(4, [&](int thread) {
+    for (const auto& operation : contested) {
+      if (thread == 0) {
+        (void)raisedBy([&] { operation->start(); });  // the queue may have been faster
+      } else if (thread == 1) {
+        (void)raisedBy([&] { queue->addOperation(operation); });
+      } else {
+        const auto own = std::make_shared<BlockOperation>();
+        queue->addOperation(own);
+        own->waitUntilFinished();
+      }
+    }
+  });
+  for (const auto& operation : contested) operation->waitUntilFinished();
+  queue->waitUntilAllOperationsAreFinished();
+  EXPECT_EQ(queue->operationCount(), 0U);
+  for (auto& operation : contested) {
+    const std::weak_ptr<NSOperation> watch = std::exchange(operation, nullptr);
+    while (!watch.expired()) std::this_thread::yield();
+  }
 }
 
 TEST_F(OperationQueue, finishesAllWhateverAllThreadsDo) {
