@@ -23,16 +23,12 @@
 #include "QVFoundation/platform/application/NSProgress.h"
 #include "QVFoundation/platform/concurrency/DispatchQueue.h"
 #include "QVFoundation/platform/concurrency/MainQueue.h"
-#include "QVFoundation/platform/concurrency/NSOperationQueue.h"
 #include "QVFoundation/platform/runtime/NSKeyValueObserving.h"
 
-#ifdef QV_PEER_QT
-#include <QtCore/QRunnable>
-#include <QtCore/QThreadPool>
-#endif
-#ifdef QV_PEER_BOOST_ASIO
-#include <boost/asio/post.hpp>
-#include <boost/asio/thread_pool.hpp>
+#ifdef QV_PEER_KJOB
+#include <KJob>
+
+#include <QtCore/QCoreApplication>
 #endif
 
 namespace {
@@ -115,6 +111,42 @@ void reportObservedOurs(benchmark::State& state) {
 }
 BENCHMARK(reportObservedOurs)->Name("operations/progress-report-observed/ours");
 
+#ifdef QV_PEER_KJOB
+/// A job wants an application.
+class Application {
+private:
+  std::array<char, 11> name_{"operations"};
+  std::array<char*, 2> arguments_{name_.data(), nullptr};
+  int count_ = 1;
+  const QCoreApplication application_{count_, arguments_.data()};
+};
+
+// One that is on its own: it has no tree.
+class Job : private Application, public KJob {
+public:
+  void start() override {}
+  void report(benchmark::State& state) {
+    setTotalAmount(Files, std::numeric_limits<qulonglong>::max());
+    qulonglong completed = 0;
+    for (auto _ : state) setProcessedAmount(Files, ++completed);
+  }
+};
+
+void reportJob(benchmark::State& state) { Job().report(state); }
+BENCHMARK(reportJob)->Name("operations/progress-report/kjob");
+BENCHMARK(reportJob)->Name("operations/progress-report-mirrored/kjob");
+
+void reportObservedJob(benchmark::State& state) {
+  Job job;
+  qulonglong last = 0;
+  QObject::connect(&job, &KJob::processedAmountChanged, &job,
+                   [&last](KJob*, KJob::Unit, qulonglong completed) { last = completed; });
+  job.report(state);
+  benchmark::DoNotOptimize(last);
+}
+BENCHMARK(reportObservedJob)->Name("operations/progress-report-observed/kjob");
+#endif
+
 // A flat tree whose leaves finish one after the other, while somebody looks at the whole. The time is that of
 // a leaf, from the making of the tree until it is let go of.
 void treeOurs(benchmark::State& state) {
@@ -143,99 +175,6 @@ void checkOurs(benchmark::State& state) {
   }
 }
 BENCHMARK(checkOurs)->Name("operations/check/ours");
-
-// 100,000 pieces of background work that do nothing. The time is that of one, from its making until it is let
-// go of.
-
-constexpr std::int64_t batch = 100'000;
-
-/// Counts what has ended; the one who waits sleeps.
-class Countdown {
-public:
-  explicit Countdown(std::int64_t count) : left_(count) {}
-  void countOne() {
-    if (left_.fetch_sub(1, std::memory_order_acq_rel) > 1) return;
-    const std::lock_guard guard(mutex_);
-    isOver_ = true;
-    over_.notify_one();
-  }
-  void wait() {
-    std::unique_lock guard(mutex_);
-    over_.wait(guard, [this] { return isOver_; });
-  }
-
-private:
-  std::atomic<std::int64_t> left_;
-  std::mutex mutex_;
-  std::condition_variable over_;
-  bool isOver_ = false;
-};
-
-/// Hands over a batch, piece by piece, and waits until all have ended.
-template <class HandOver>
-void runBatches(benchmark::State& state, HandOver handOver) {
-  while (state.KeepRunningBatch(batch)) {
-    Countdown countdown(batch);
-    for (std::int64_t i = 0; i < batch; ++i) handOver(countdown);
-    countdown.wait();
-  }
-}
-
-class Nothing : public QVOperation, public QVSyncOperationProtocol<int> {
-public:
-  explicit Nothing(Countdown& countdown) : QVOperation("Nothing"), countdown_(countdown) {}
-  Nothing(const Nothing&) = delete;
-  Nothing& operator=(const Nothing&) = delete;
-  ~Nothing() override { countdown_.countOne(); }
-  int perform() override { return 1; }
-
-private:
-  Countdown& countdown_;
-};
-
-void fullOurs(benchmark::State& state) {
-  const auto queue = std::make_shared<NSOperationQueue>();
-  runBatches(state, [&](Countdown& countdown) { queue->addOperation(std::make_shared<Nothing>(countdown)); });
-}
-BENCHMARK(fullOurs)->Name("operations/full/ours")->UseRealTime();
-
-void fullBlocks(benchmark::State& state) {
-  const auto& queue = DispatchQueue::global();
-  runBatches(state, [&](Countdown& countdown) { queue->async([&countdown] { countdown.countOne(); }); });
-}
-BENCHMARK(fullBlocks)->Name("operations/full/blocks")->UseRealTime();
-
-#ifdef QV_PEER_QT
-class Runnable : public QRunnable {
-public:
-  Runnable() { setAutoDelete(false); }
-  void run() override { countdown->countOne(); }
-  Countdown* countdown = nullptr;
-};
-
-void fullQt(benchmark::State& state) {
-  std::vector<Runnable> runnables(batch);
-  QThreadPool pool;
-  std::size_t next = 0;
-  runBatches(state, [&](Countdown& countdown) {
-    Runnable& runnable = runnables[next++ % runnables.size()];
-    runnable.countdown = &countdown;
-    pool.start(&runnable);
-  });
-  pool.waitForDone();
-}
-BENCHMARK(fullQt)->Name("operations/full/qt")->UseRealTime();
-#endif
-
-#ifdef QV_PEER_BOOST_ASIO
-void fullAsio(benchmark::State& state) {
-  boost::asio::thread_pool pool(std::thread::hardware_concurrency());
-  runBatches(state,
-             [&](Countdown& countdown) { boost::asio::post(pool, [&countdown] { countdown.countOne(); }); });
-  pool.join();
-}
-BENCHMARK(fullAsio)->Name("operations/full/asio")->UseRealTime();
-#endif
 
 // How soon a body that waits goes on. Each repetition is one event, so the median is that of many.
 
