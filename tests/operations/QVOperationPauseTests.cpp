@@ -1,5 +1,6 @@
 #include "QVFoundation/operations/QVOperation.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cmath>
@@ -8,9 +9,11 @@
 #include <memory>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
 #include <gmock/gmock.h>
 
+#include "QVFoundation/platform/concurrency/NSOperationQueue.h"
 #include "QVFoundation/platform/runtime/NSKeyValueObserving.h"
 #include "tests/operations/TestOperations.h"
 #include "tests/platform/concurrency/OnThreads.h"
@@ -101,6 +104,30 @@ TEST(QVOperationPauseTest, holdsForAProgressAndForOperationsWithin) {
   inner.awaitChecks();
   inner.ends = true;
   outer->waitUntilFinished();
+}
+
+TEST(QVOperationPauseTest, leavesThreadsForOthersWhileManyArePaused) {
+  constexpr int many = 64;
+  const auto queue = std::make_shared<NSOperationQueue>();
+  const auto passes = [](BodyOperation<>& self) { self.checkForCancellationAndReturnError(); };
+  std::vector<std::shared_ptr<BodyOperation<>>> paused(many);
+  std::ranges::generate(paused, [&] { return operationOf(passes); });
+  for (const auto& operation : paused) {
+    operation->pause();
+    queue->addOperation(operation);
+  }
+  for (const auto& operation : paused) {
+    while (!operation->isExecuting()) std::this_thread::yield();
+  }
+  const auto other = operationOf(passes);
+  queue->addOperation(other);
+  other->waitUntilFinished();
+  for (int i = 0; i < many; ++i) {
+    EXPECT_TRUE(paused[i]->isExecuting());
+    i % 2 == 0 ? paused[i]->resume() : paused[i]->cancel();
+  }
+  queue->waitUntilAllOperationsAreFinished();
+  for (int i = 0; i < many; ++i) EXPECT_EQ(paused[i]->operationError().has_value(), i % 2 != 0);
 }
 
 TEST(QVOperationPauseTest, holdsForWhatBeginsLater) {

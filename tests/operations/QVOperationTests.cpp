@@ -64,6 +64,11 @@ TEST(QVOperationTest, givesAnyTypeThatCanBeCopied) {
   size->start();
   EXPECT_EQ(size->result().value(), (Size{3, 4}));
   EXPECT_EQ(*size->operationResult().boxedContent<Size>(), (Size{3, 4}));
+  struct Row {};  // without a comparison
+  const auto rows = operationOf<std::vector<Row>>([](auto&) { return std::vector<Row>(3); });
+  rows->start();
+  EXPECT_EQ(rows->result().value().size(), 3U);
+  EXPECT_EQ(rows->operationResult().boxedContent<std::vector<Row>>()->size(), 3U);
   const auto nothing = operationOf([](auto&) {});
   nothing->start();
   EXPECT_TRUE(nothing->result().hasValue());

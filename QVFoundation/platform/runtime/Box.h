@@ -9,6 +9,7 @@
 #include <typeinfo>
 #include <utility>
 
+#include "QVFoundation/platform/runtime/Equality.h"
 #include "QVFoundation/platform/runtime/SharedNode.h"
 #include "QVFoundation/platform/runtime/TypeName.h"
 
@@ -47,7 +48,7 @@ public:
 
   [[nodiscard]] bool equals(const BoxNode& other) const override {
     if (this == &other) return true;
-    if constexpr (std::equality_comparable<T>) {
+    if constexpr (hasEquality<T>) {
       return other.type() == typeid(T) && content_ == *static_cast<const T*>(other.content());
     } else {
       return false;
@@ -55,7 +56,7 @@ public:
   }
 
   [[nodiscard]] std::partial_ordering compare(const BoxNode& other) const override {
-    if constexpr (std::three_way_comparable<T>) {
+    if constexpr (hasEquality<T> && std::three_way_comparable<T>) {
       if (other.type() == typeid(T)) return content_ <=> *static_cast<const T*>(other.content());
     }
     return equals(other) ? std::partial_ordering::equivalent : std::partial_ordering::unordered;

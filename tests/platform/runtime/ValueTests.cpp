@@ -1,9 +1,19 @@
 
+#include <array>
+#include <filesystem>
 #include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <variant>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "QVFoundation/Platform.h"
+#include "QVFoundation/platform/runtime/Equality.h"
 
 namespace QVFoundation {
 namespace {
@@ -104,6 +114,23 @@ TEST(Value, keepsTheTypeOfABoxAndComparesItsContent) {
   const Value unknown = Value::boxed(Unknown{});
   EXPECT_EQ(unknown, Value(unknown)) << "what cannot be compared equals itself";
   EXPECT_NE(unknown, Value::boxed(Unknown{}));
+}
+
+TEST(Value, boxesWhatConsistsOfPartsThatCannotBeCompared) {
+  using detail::hasEquality;
+  static_assert(hasEquality<std::map<int, std::string>> && !hasEquality<std::map<int, Unknown>>);
+  static_assert(hasEquality<std::pair<int, bool>> && !hasEquality<std::tuple<int, Unknown>>);
+  static_assert(hasEquality<std::array<int, 2>> && !hasEquality<std::vector<std::array<Unknown, 2>>>);
+  static_assert(hasEquality<std::optional<int>> && !hasEquality<std::optional<std::vector<Unknown>>>);
+  static_assert(hasEquality<std::variant<int, bool>> && !hasEquality<std::variant<int, Unknown>>);
+  static_assert(hasEquality<std::filesystem::path> && hasEquality<std::shared_ptr<Unknown>>);
+  struct OfItsOwn : std::vector<Unknown> {
+    bool operator==(const OfItsOwn& other) const { return size() == other.size(); }
+  };
+  EXPECT_EQ(Value::boxed(OfItsOwn{}), Value::boxed(OfItsOwn{}));
+  const Value list = Value::boxed(std::vector<Unknown>(2));
+  EXPECT_EQ(list, Value(list));
+  EXPECT_NE(list, Value::boxed(std::vector<Unknown>(2)));
 }
 
 TEST(Value, isNothingOnceItsContentHasMoved) {
