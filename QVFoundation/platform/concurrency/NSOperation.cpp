@@ -262,6 +262,11 @@ bool NSOperation::join(detail::OperationOwner& owner) {
   return true;
 }
 
+void NSOperation::leave() {
+  const UnfairLockGuard guard(lock_);
+  owner_ = nullptr;
+}
+
 bool NSOperation::hasStarted() const { return hasBegun_ || isExecuting() || isFinished(); }
 
 bool NSOperation::hasDependents() const {
@@ -298,6 +303,7 @@ std::vector<std::shared_ptr<NSOperation>> NSOperation::dependencies() const {
 void NSOperation::setQueuePriority(NSOperationQueuePriority priority) {
   {
     const ChangeNotice notice(*this, "queuePriority");
+    if (const auto queue = owner()) queue->operationWillHaveOtherPriority();
     queuePriority_ = priority;
   }
   if (const auto queue = owner()) queue->operationHasOtherPriority(*this);
@@ -336,7 +342,6 @@ std::function<void()> NSOperation::completionBlock() const {
 }
 
 void NSOperation::waitUntilFinished() {
-  if (isFinished()) return;
   Waiter self;
   {
     const UnfairLockGuard guard(lock_);

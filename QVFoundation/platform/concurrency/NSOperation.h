@@ -104,7 +104,8 @@ public:
   void setCompletionBlock(std::function<void()> block);
   [[nodiscard]] std::function<void()> completionBlock() const;
 
-  /// Returns when the operation has finished. One that nobody starts never does.
+  /// Returns when the operation has finished and its observers have heard, so none of these may wait here.
+  /// One that nobody starts never does.
   void waitUntilFinished();
 
 private:
@@ -128,6 +129,7 @@ private:
   [[nodiscard]] std::shared_ptr<detail::OperationOwner> owner() const;
   /// False where it is on a queue already, or need not be on one any more.
   [[nodiscard]] bool join(detail::OperationOwner& owner);
+  void leave();
   [[nodiscard]] bool hasStarted() const;
 
   // What depends on what.

@@ -49,6 +49,7 @@ public:
   enum class WaitUntilFinished : bool { no, yes };
 
   void addOperation(const std::shared_ptr<NSOperation>& operation);
+  /// Where one is refused, those before it are on the queue, and those behind it are not.
   void addOperations(const std::vector<std::shared_ptr<NSOperation>>& operations,
                      WaitUntilFinished waitUntilFinished = WaitUntilFinished::no);
   void addOperationWithBlock(std::function<void()> block);

@@ -51,6 +51,7 @@ class OperationOwner {
 public:
   [[nodiscard]] virtual std::shared_ptr<OperationOwner> kept() = 0;
   virtual void operationIsReady(NSOperation& operation) = 0;
+  virtual void operationWillHaveOtherPriority() = 0;
   virtual void operationHasOtherPriority(NSOperation& operation) = 0;
   virtual void operationHasFinished(NSOperation& operation) noexcept = 0;
 

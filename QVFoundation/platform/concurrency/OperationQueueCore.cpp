@@ -21,6 +21,23 @@ constexpr auto unlimited = std::numeric_limits<std::size_t>::max();
 // How long a ticket may take one operation after the other. Then others have their turn.
 constexpr auto turn = std::chrono::microseconds(100);
 
+/// Whose ticket this thread is using, which keeps it.
+class Serving {
+public:
+  explicit Serving(const OperationQueueCore* core) noexcept : outer_(std::exchange(served_, core)) {}
+  Serving(const Serving&) = delete;
+  Serving& operator=(const Serving&) = delete;
+  ~Serving() { served_ = outer_; }
+
+  [[nodiscard]] static bool is(const OperationQueueCore* core) noexcept { return served_ == core; }
+
+private:
+  static constinit thread_local const OperationQueueCore* served_;
+  const OperationQueueCore* const outer_;
+};
+
+constinit thread_local const OperationQueueCore* Serving::served_ = nullptr;
+
 /// The more urgent the lower.
 std::uint8_t rankOf(NSOperationQueuePriority priority) noexcept {
   const int value = static_cast<int>(priority);
@@ -53,20 +70,24 @@ OperationQueueCore::OperationQueueCore(NSObject& front, std::shared_ptr<Dispatch
 
 class QV_SCOPED_CAPABILITY OperationQueueCore::Section {
 public:
-  explicit Section(OperationQueueCore& core) QV_ACQUIRE(core.lock_) : core_(core) {
+  explicit Section(OperationQueueCore& core) noexcept QV_ACQUIRE(core.lock_) : core_(core) {
     core_.lock_.lock();
     core_.takeIn();
   }
   ~Section() QV_RELEASE() {
-    if (!core_.refused_.empty()) refused_.swap(core_.refused_);
+    const Ticket ticket = core_.missingTicket();
+    PlaceOnQueue* refused = std::exchange(core_.refused_, nullptr);
     core_.lock_.unlock();
+    core_.send(ticket);
+    while (refused != nullptr) {
+      const auto operation = std::move(std::exchange(refused, refused->amongAll.next)->operation);
+    }
   }
   Section(const Section&) = delete;
   Section& operator=(const Section&) = delete;
 
 private:
   OperationQueueCore& core_;
-  std::vector<std::shared_ptr<NSOperation>> refused_;
 };
 
 void OperationQueueCore::withdrawFront() {
@@ -80,38 +101,36 @@ std::shared_ptr<NSObject> OperationQueueCore::observedFront() const {
 
 bool OperationQueueCore::add(NSObject& front, const std::shared_ptr<NSOperation>& operation, bool isBarrier) {
   if (!operation->join(*this)) return false;
-  operation->place_.operation = operation;
-  if (isBarrier || front.mayBeObserved()) {
-    {
-      const OperationsNotice notice(front);
-      const Section section(*this);
-      insert(operation->place_, isBarrier);
-    }
-    if (operation->isReady()) operationIsReady(*operation);  // not before observers have heard of it
-  } else {
-    leaveAtDoor(*operation);
+  if (!isBarrier && !front.mayBeObserved()) {
+    leaveAtDoor(operation);
     if (front.mayBeObserved()) const OperationsNotice notice(front);  // to who has come meanwhile
+    return true;
   }
+  try {
+    const OperationsNotice notice(front);
+    const Section section(*this);
+    insert(operation, isBarrier);
+  } catch (...) {
+    operation->leave();  // observers may throw before it is there
+    throw;
+  }
+  if (operation->isReady()) operationIsReady(*operation);  // not before observers have heard of it
   return true;
 }
 
 // A ticket says first that it is no more on its way, and looks at the door then. So either it sees the
 // operation there, or it is seen here that nobody will look.
-void OperationQueueCore::leaveAtDoor(NSOperation& operation) {
-  const auto level = static_cast<int>(operation.qualityOfService().value_or(qualityOfService_));
+void OperationQueueCore::leaveAtDoor(const std::shared_ptr<NSOperation>& operation) noexcept {
+  const auto level = static_cast<int>(operation->qualityOfService().value_or(qualityOfService_));
+  PlaceOnQueue& place = operation->place_;
+  place.operation = operation;
   PlaceOnQueue* before = door_.load();
-  do operation.place_.amongAll.previous = before;
-  while (!door_.compare_exchange_weak(before, &operation.place_));
-  if (level <= awaitedLevel_) return;
-  Ticket ticket;
-  {
-    const Section section(*this);
-    ticket = missingTicket();
-  }
-  send(ticket);
+  do place.amongAll.previous = before;
+  while (!door_.compare_exchange_weak(before, &place));
+  if (level > awaitedLevel_) const Section section(*this);
 }
 
-void OperationQueueCore::takeIn() {
+void OperationQueueCore::takeIn() noexcept {
   if (door_.load() == nullptr) return;
   PlaceOnQueue* first = nullptr;
   for (PlaceOnQueue* place = door_.exchange(nullptr); place != nullptr;) {
@@ -120,35 +139,42 @@ void OperationQueueCore::takeIn() {
   }
   while (first != nullptr) {
     PlaceOnQueue& place = *std::exchange(first, first->amongAll.next);
-    insert(place, false);
-    if (place.state == State::waits && place.operation->isReady()) makeReady(place);
+    if (place.state == State::hasFinished) {  // somebody else has started it just now
+      place.amongAll.next = std::exchange(refused_, &place);
+      continue;
+    }
+    append(place);
+    if (place.operation->isReady()) makeReady(place);
   }
 }
 
-void OperationQueueCore::insert(PlaceOnQueue& place, bool isBarrier) {
-  if (place.state == State::hasFinished) {  // somebody else has started it just now
-    refused_.push_back(std::move(place.operation));
-    return;
+void OperationQueueCore::insert(const std::shared_ptr<NSOperation>& operation, bool isBarrier) {
+  PlaceOnQueue& place = operation->place_;
+  if (place.state == State::hasFinished) return;  // likewise
+  if (isBarrier) {
+    generations_.emplace_back();
+    generations_.emplace_back();
   }
-  if (isBarrier) generations_.emplace_back();
-  place.state = State::waits;
-  place.generation = firstGeneration_ + generations_.size() - 1;
-  ++generations_.back().unfinished;
-  operations_.append(place);
-  if (count_++ == 0) self_ = shared_from_this();
-  if (isBarrier) generations_.emplace_back();
+  place.operation = operation;
+  append(place, isBarrier);
   leaveFinishedGenerations();  // where there is nothing before a barrier
 }
 
-void OperationQueueCore::operationIsReady(NSOperation& operation) {
-  Ticket ticket;
-  {
-    const Section section(*this);
-    makeReady(operation.place_);
-    ticket = missingTicket();
-  }
-  send(ticket);
+void OperationQueueCore::append(PlaceOnQueue& place, bool isBarrier) noexcept {
+  const std::size_t generation = generations_.size() - (isBarrier ? 2 : 1);
+  place.state = State::waits;
+  place.generation = firstGeneration_ + generation;
+  ++generations_[generation].unfinished;
+  operations_.append(place);
+  if (count_++ == 0) self_ = shared_from_this();
 }
+
+void OperationQueueCore::operationIsReady(NSOperation& operation) {
+  const Section section(*this);
+  makeReady(operation.place_);
+}
+
+void OperationQueueCore::operationWillHaveOtherPriority() { const Section section(*this); }
 
 void OperationQueueCore::operationHasOtherPriority(NSOperation& operation) {
   const Section section(*this);
@@ -211,19 +237,20 @@ void OperationQueueCore::setAwaitedLevel(int level) {
   if (awaitedLevel_.load(std::memory_order_relaxed) != level) awaitedLevel_ = level;
 }
 
-void OperationQueueCore::send(Ticket ticket) {
+// Without memory for a ticket nothing would run any more.
+void OperationQueueCore::send(Ticket ticket) noexcept {
   while (ticket) {
     const auto& target = target_ != nullptr ? target_ : DispatchQueue::global(*ticket);
     target->async([self = shared_from_this(), its = *ticket] { self->useTicket(its); });
-    const Section section(*this);
+    const UnfairLockGuard guard(lock_);
     ticket = missingTicket();
   }
 }
 
 void OperationQueueCore::useTicket(QualityOfService qualityOfService) {
+  const Serving here(this);
   const auto began = Clock::now();
   std::shared_ptr<NSOperation> next;
-  Ticket ticket;
   {
     const Section section(*this);
     --ticketsAt_[levelOf(qualityOfService)];
@@ -231,18 +258,14 @@ void OperationQueueCore::useTicket(QualityOfService qualityOfService) {
     setAwaitedLevel(none);
     takeIn();
     next = takeReady(0);
-    ticket = missingTicket();
   }
   while (next != nullptr) {
-    send(ticket);
     run(*next);
+    next.reset();  // before another one is taken, for which its end may wait
     if (!mayGoOn(began)) return;
-    std::shared_ptr<NSOperation> previous;  // goes after the lock
     const Section section(*this);
-    previous = std::exchange(next, takeReady(tickets_));
-    ticket = missingTicket();
+    next = takeReady(tickets_);
   }
-  send(ticket);
 }
 
 bool OperationQueueCore::mayGoOn(Clock::time_point began) const noexcept {
@@ -273,19 +296,16 @@ void OperationQueueCore::run(NSOperation& operation) {
 }
 
 void OperationQueueCore::takeBack(NSOperation& operation) {
-  Ticket ticket;
-  {
-    const Section section(*this);
-    if (operation.place_.state != State::isRunning) return;  // it has been finished by hand
-    --running_;
-    operation.place_.state = State::waits;
-    if (operation.isReady()) makeReady(operation.place_);  // it has become so again meanwhile
-    ticket = missingTicket();
-  }
-  send(ticket);
+  const Section section(*this);
+  if (operation.place_.state != State::isRunning) return;  // it has been finished by hand
+  --running_;
+  operation.place_.state = State::waits;
+  if (operation.isReady()) makeReady(operation.place_);  // it has become so again meanwhile
 }
 
 void OperationQueueCore::operationHasFinished(NSOperation& operation) noexcept {
+  // Once the operation has gone, others may finish the last one and let go of the queue.
+  const auto self = Serving::is(this) ? nullptr : shared_from_this();
   std::shared_ptr<NSObject> observed;
   Outcome outcome;
   {
@@ -299,7 +319,6 @@ void OperationQueueCore::operationHasFinished(NSOperation& operation) noexcept {
     outcome = remove(operation.place_);
   }
   while (outcome.waiter != nullptr) std::exchange(outcome.waiter, outcome.waiter->next)->end.send();
-  send(outcome.ticket);
 }
 
 OperationQueueCore::Outcome OperationQueueCore::remove(PlaceOnQueue& place) {
@@ -315,7 +334,6 @@ OperationQueueCore::Outcome OperationQueueCore::remove(PlaceOnQueue& place) {
     outcome.waiter = std::exchange(waiters_, nullptr);
     outcome.self = std::move(self_);
   }
-  outcome.ticket = missingTicket();
   return outcome;
 }
 
@@ -351,23 +369,13 @@ void OperationQueueCore::awaitAll() {
 }
 
 void OperationQueueCore::setMaxConcurrent(int count) {
-  Ticket ticket;
-  {
-    const Section section(*this);
-    maxConcurrent_ = std::max(count, -1);
-    ticket = missingTicket();
-  }
-  send(ticket);
+  const Section section(*this);
+  maxConcurrent_ = std::max(count, -1);
 }
 
 void OperationQueueCore::setSuspended(bool suspended) {
-  Ticket ticket;
-  {
-    const Section section(*this);
-    isSuspended_ = suspended;
-    ticket = missingTicket();
-  }
-  send(ticket);
+  const Section section(*this);
+  isSuspended_ = suspended;
 }
 
 void OperationQueueCore::setName(std::optional<std::string> name) {

@@ -61,6 +61,7 @@ public:
 
   [[nodiscard]] std::shared_ptr<OperationOwner> kept() override { return shared_from_this(); }
   void operationIsReady(NSOperation& operation) override;
+  void operationWillHaveOtherPriority() override;
   void operationHasOtherPriority(NSOperation& operation) override;
   void operationHasFinished(NSOperation& operation) noexcept override;
 
@@ -82,18 +83,18 @@ private:
     std::shared_ptr<OperationQueueCore> self;
     std::shared_ptr<NSOperation> finished;
     Waiter* waiter = nullptr;
-    Ticket ticket;
   };
-  /// Holds the lock. All that was at the door is taken in.
+  /// Holds the lock. All that was at the door has been taken in, and what tickets are missing then is sent.
   class Section;
 
-  void leaveAtDoor(NSOperation& operation);
-  void takeIn() QV_REQUIRES(lock_);
+  void leaveAtDoor(const std::shared_ptr<NSOperation>& operation) noexcept;
+  void takeIn() noexcept QV_REQUIRES(lock_);
 
   /// Null where no observer has to hear of the operations.
   [[nodiscard]] std::shared_ptr<NSObject> observedFront() const QV_REQUIRES(lock_);
 
-  void insert(PlaceOnQueue& place, bool isBarrier) QV_REQUIRES(lock_);
+  void insert(const std::shared_ptr<NSOperation>& operation, bool isBarrier) QV_REQUIRES(lock_);
+  void append(PlaceOnQueue& place, bool isBarrier = false) noexcept QV_REQUIRES(lock_);
   void makeReady(PlaceOnQueue& place) QV_REQUIRES(lock_);
   void pushReady(PlaceOnQueue& place) QV_REQUIRES(lock_);
   void dropReady(PlaceOnQueue& place) QV_REQUIRES(lock_);
@@ -107,7 +108,7 @@ private:
   [[nodiscard]] Ticket missingTicket() QV_REQUIRES(lock_);
   void setAwaitedLevel(int level) QV_REQUIRES(lock_);
   /// Sends a ticket, if there is one, and all that are still missing.
-  void send(Ticket ticket);
+  void send(Ticket ticket) noexcept;
   void useTicket(QualityOfService qualityOfService);
   /// The best that may start, except for what tickets will find that are on their way.
   [[nodiscard]] std::shared_ptr<NSOperation> takeReady(std::size_t ticketsOnTheirWay) QV_REQUIRES(lock_);
@@ -130,8 +131,8 @@ private:
   static constexpr int none = -1;
 
   alignas(cacheLine) mutable UnfairLock lock_;
-  std::shared_ptr<OperationQueueCore> self_ QV_GUARDED_BY(lock_);           // while there are operations
-  std::vector<std::shared_ptr<NSOperation>> refused_ QV_GUARDED_BY(lock_);  // to go after the lock
+  std::shared_ptr<OperationQueueCore> self_ QV_GUARDED_BY(lock_);  // while there are operations
+  PlaceOnQueue* refused_ QV_GUARDED_BY(lock_) = nullptr;           // what is to go after the lock
   NSObject* front_ QV_GUARDED_BY(lock_);
   Operations operations_ QV_GUARDED_BY(lock_);
   std::size_t count_ QV_GUARDED_BY(lock_) = 0;

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
@@ -270,6 +271,16 @@ TEST_F(OperationQueue, letsGoOfOperationsAndFinishesThemWhenNobodyHoldsIt) {
   ended.wait();
 }
 
+TEST_F(OperationQueue, startsFirstWhatHasHadItsPriorityLonger) {
+  const auto& main = NSOperationQueue::mainQueue();
+  const auto first = writing('a');
+  for (const auto& operation : {writing('x'), first, writing('b', Priority::high)})
+    main->addOperation(operation);
+  first->setQueuePriority(Priority::high);
+  while (order.size() < 3) drainMainQueue();
+  EXPECT_EQ(order, "bax");
+}
+
 TEST_F(OperationQueue, mainRunsOnTheMainThread) {
   bool isOnMainThread = false;
   NSOperationQueue::mainQueue()->addOperationWithBlock([&] { isOnMainThread = isMainThread(); });
@@ -301,6 +312,66 @@ TEST_F(OperationQueue, forgetsNothingThatIsBroughtWhileItRunsEmpty) {
     const std::weak_ptr<NSOperation> watch = std::exchange(operation, nullptr);
     while (!watch.expired()) std::this_thread::yield();
   }
+}
+
+TEST_F(OperationQueue, mayBeLetGoOfByWhoWaitsWhileAnOperationEndsElsewhere) {
+  for (int round = 0; round < 300; ++round) {
+    auto its = std::make_shared<NSOperationQueue>();
+    its->setMaxConcurrentOperationCount(1);
+    const auto open = std::make_shared<OpenOperation>();
+    its->addOperation(open);
+    while (!open->isExecuting()) std::this_thread::yield();
+    its->addOperationWithBlock([] {});
+    std::thread ending([&] { open->end(); });
+    its->waitUntilAllOperationsAreFinished();
+    its.reset();
+    ending.join();
+  }
+}
+
+TEST_F(OperationQueue, startsTheNextWhateverWaitsForIt) {
+  queue->setMaxConcurrentOperationCount(1);
+  std::atomic<bool> waits = false, waited = false;  // an observer of the queue
+  std::promise<void> secondRan;
+  const auto second = secondRan.get_future().share();
+  const auto observation = observe(*queue, "operationCount", [&](NSOperationQueue&, const NSKeyValueChange&) {
+    if (waits.exchange(false)) second.wait(), waited = true;
+  });
+  queue->addOperationWithBlock([&] { waits = true; });
+  queue->addOperationWithBlock([&] { secondRan.set_value(); });
+  while (!waited) std::this_thread::yield();
+
+  std::promise<void> fourthRan;
+  std::shared_ptr<void> whenThirdGoes(nullptr, [&](void*) { fourthRan.get_future().wait(); });
+  auto unlimited = std::make_shared<NSOperationQueue>();
+  unlimited->setSuspended(true);
+  unlimited->addOperationWithBlock([kept = std::move(whenThirdGoes)] {});
+  unlimited->addOperationWithBlock([&] { fourthRan.set_value(); });
+  unlimited->setSuspended(false);
+  unlimited->waitUntilAllOperationsAreFinished();
+}
+
+TEST_F(OperationQueue, leavesAnOperationAloneThatObserversKeepFromIt) {
+  struct Throwing : NSOperationQueue {
+    Value valueForKey(std::string_view key) const override {
+      if (throws) throw std::runtime_error("no");
+      return NSOperationQueue::valueForKey(key);
+    }
+    bool throws = false;
+  };
+  auto throwing = std::make_shared<Throwing>();
+  auto observation = observe(*throwing, "operations", NSKeyValueObservingOptionOld,
+                             [](Throwing&, const NSKeyValueChange&) {});
+  const auto operation = writing('x');
+  throwing->throws = true;
+  EXPECT_THROW(throwing->addOperation(operation), std::runtime_error);
+  throwing->throws = false;
+  EXPECT_EQ(throwing->operationCount(), 0U);
+  throwing.reset();
+  operation->setQueuePriority(Priority::high);
+  queue->addOperation(operation);
+  queue->waitUntilAllOperationsAreFinished();
+  EXPECT_EQ(order, "x");
 }
 
 TEST_F(OperationQueue, finishesAllWhateverAllThreadsDo) {
