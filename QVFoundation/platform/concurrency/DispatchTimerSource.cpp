@@ -85,6 +85,10 @@ public:
       const auto now = std::chrono::steady_clock::now();
       // Meanwhile somebody may have changed his mind.
       if (!isRunning_ || !time_ || *time_ - headStart_ > now) return;
+      if (isSent_ && hasFired_ && *time_ > now) {  // the handler may still end in time
+        TimerThread::shared().schedule(shared_from_this(), *time_);
+        return;
+      }
       const bool isRepetition = std::exchange(hasFired_, true);
       const auto due = *time_;
       if (interval_) {
@@ -117,37 +121,40 @@ private:
   }
 
   void call() {
-    awaitDueTime();
-    {
-      const detail::ListenerCall visible(
-          *this);  // to who cancels it, before the timer says that it is in a call
-      if (!beginCall()) return;
+    Turn turn = Turn::later;
+    bool isDueAgain = false;
+    while (turn == Turn::later) {
+      while (const auto time = timeToCome()) std::this_thread::sleep_until(*time);
+      // To who cancels it, before the timer says that it is in a call.
+      const detail::ListenerCall visible(*this);
+      turn = beginCall();
+      if (turn != Turn::now) continue;
       runHandler();
-      if (!endCall()) return;
+      isDueAgain = endCall();
     }
-    send();
-  }
-
-  void awaitDueTime() {
-    while (const auto time = timeToCome()) std::this_thread::sleep_until(*time);
+    if (isDueAgain) send();
   }
 
   /// The time of the next call where it is still to come.
   [[nodiscard]] std::optional<Time> timeToCome() {
     const UnfairLockGuard guard(lock_);
-    const bool isToCome = isDue_ && dueTime_ > std::chrono::steady_clock::now();
-    return isToCome ? std::optional(dueTime_) : std::nullopt;
+    return isToCome() ? std::optional(dueTime_) : std::nullopt;
   }
 
-  [[nodiscard]] bool beginCall() {
+  [[nodiscard]] bool isToCome() const QV_REQUIRES(lock_) {
+    return isDue_ && dueTime_ > std::chrono::steady_clock::now();
+  }
+
+  enum class Turn : char { now, later, never };
+
+  [[nodiscard]] Turn beginCall() {
     const UnfairLockGuard guard(lock_);
-    isInCall_ = isDue_ && isRunning_ && !isRemoved();
-    if (isInCall_) {
-      isDue_ = false;
-    } else {
-      isSent_ = false;
-    }
-    return isInCall_;
+    const bool isAwaited = isDue_ && isRunning_ && !isRemoved();
+    if (isAwaited && isToCome()) return Turn::later;  // somebody has scheduled it anew just now
+    isInCall_ = isAwaited;
+    isDue_ = isDue_ && !isAwaited;
+    isSent_ = isAwaited;
+    return isAwaited ? Turn::now : Turn::never;
   }
 
   /// True where the next call has come to be due meanwhile.
