@@ -14,8 +14,12 @@ namespace {
 
 void copyProgress(const NSProgress& source, NSProgress& destination) {
   if (source.isIndeterminate()) {
-    destination.setTotalUnitCount(source.totalUnitCount());
-    destination.setCompletedUnitCount(source.completedUnitCount());
+    const std::int64_t completed = source.completedUnitCount();
+    const std::int64_t total = source.totalUnitCount();
+    // With more units than there are it would have finished in between.
+    if (completed < destination.completedUnitCount()) destination.setCompletedUnitCount(completed);
+    destination.setTotalUnitCount(total);
+    destination.setCompletedUnitCount(completed);
   } else {
     constexpr std::int64_t units = 10'000;
     destination.setTotalUnitCount(units);

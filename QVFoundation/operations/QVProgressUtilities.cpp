@@ -56,7 +56,9 @@ std::vector<std::string> nameChain(NSProgress& progress) {
   return names;
 }
 
-std::string customDescription(const NSProgress& progress) { return jsonDescription(progress); }
+std::string customDescription(const NSProgress& progress) {
+  return jsonDescription(progress, JSONStyle::compact);
+}
 
 // It does not recurse: trees may be deep.
 std::string hierarchyDescriptionWithIndent(const NSProgress& progress, int indent) {

@@ -9,7 +9,8 @@
 #include "QVFoundation/platform/application/NSProgress.h"
 #include "QVFoundation/platform/tracing/OSLogger.h"
 
-/// Names and descriptions for progress objects, and what is said about them to those who look for a fault.
+/// Names and descriptions for progress objects, and what is said about them to those who look for a fault. An
+/// operation has members of some of these names: inside of one write `QVFoundation::setName(…)`.
 ///
 /// Threads: any.
 namespace QVFoundation {
@@ -23,9 +24,9 @@ QV_EXPORT void setName(NSProgress& progress, const std::optional<std::string>& n
 /// The names from the root down to this one; "<unnamed>" where there is none.
 [[nodiscard]] QV_EXPORT std::vector<std::string> nameChain(NSProgress& progress);
 
-/// Its `debugDictionary` as JSON.
+/// Its `debugDictionary` as JSON, on one line.
 [[nodiscard]] QV_EXPORT std::string customDescription(const NSProgress& progress);
-/// The descriptions of all that stand below it, one a line, each two blanks further in than its parent.
+/// Its description and those of all that stand below it, one a line, each two blanks further in than its parent.
 [[nodiscard]] QV_EXPORT std::string hierarchyDescriptionWithIndent(const NSProgress& progress, int indent);
 
 /// Set the text here and on all above.

@@ -110,8 +110,8 @@ std::string detail::descriptionFromDebugDictionary(const NSObject& object, const
   return withLineBreaks(Value(object.debugDictionary()).descriptionWithLocale(locale, indent));
 }
 
-std::string jsonDescription(const NSObject& object) {
-  return jsonFromValue(asJSONValue(object.debugDictionary(), 0), JSONStyle::pretty);
+std::string jsonDescription(const NSObject& object, JSONStyle style) {
+  return jsonFromValue(asJSONValue(object.debugDictionary(), 0), style);
 }
 
 }  // namespace QVFoundation

@@ -4,6 +4,7 @@
 
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/runtime/NSObject.h"
+#include "QVFoundation/platform/text/JSONWriter.h"
 
 namespace QVFoundation {
 
@@ -20,8 +21,8 @@ public:
   [[nodiscard]] std::string descriptionWithLocale(const NSLocale* locale, unsigned indent) const override;
 };
 
-/// The debug dictionary of any object as readable JSON. Values that JSON does not know are written as what
-/// they print.
-[[nodiscard]] QV_EXPORT std::string jsonDescription(const NSObject& object);
+/// The debug dictionary of any object as JSON. Values that JSON does not know are written as what they print.
+[[nodiscard]] QV_EXPORT std::string jsonDescription(const NSObject& object,
+                                                    JSONStyle style = JSONStyle::pretty);
 
 }  // namespace QVFoundation

@@ -52,10 +52,11 @@ TEST(ProgressUtilitiesTest, describeOneAndAll) {
   const Tree tree;
   incrementCompletedUnitCount(*tree.grandchild);
   const std::string one = customDescription(*tree.grandchild);
-  for (const char* part : {R"x("completed": "1/3 (0.333333)")x", R"("name": "grandchild")",
-                           R"("description": "33% completed")", R"("parent": "0x)"}) {
+  for (const char* part : {R"x("completed":"1/3 (0.333333)")x", R"("name":"grandchild")",
+                           R"("description":"33% completed")", R"("parent":"0x)"}) {
     EXPECT_THAT(one, HasSubstr(part));
   }
+  EXPECT_EQ(one.find('\n'), std::string::npos);
   EXPECT_EQ(hierarchyDescriptionWithIndent(*tree.grandchild, 0), one);
   EXPECT_EQ(hierarchyDescriptionWithIndent(*tree.grandchild, -5), one);
   EXPECT_EQ(hierarchyDescriptionWithIndent(*tree.child, 1),
@@ -98,6 +99,24 @@ TEST(QVProgressMirrorTest, copiesOnAScaleOfTenThousandAndCutsOff) {
     EXPECT_EQ(shown.child->completedUnitCount(), row.shownCompleted);
     EXPECT_EQ(shown.child->localizedAdditionalDescription(), "all");
   }
+}
+
+TEST(QVProgressMirrorTest, finishesNothingWhenItsSourceBeginsAnew) {
+  const Tree shown;
+  const auto source = std::make_shared<NSProgress>(2);
+  const auto mirror = stoppedMirror(source, shown.child);
+  source->setCompletedUnitCount(1);
+  mirror->updateDestinationProgress();
+  bool hasFinished = false;
+  const auto observation = observe(*shown.child, "isFinished", [&](NSProgress& its, const NSKeyValueChange&) {
+    hasFinished = hasFinished || its.isFinished();
+  });
+  source->setCompletedUnitCount(0);
+  source->setTotalUnitCount(0);
+  mirror->updateDestinationProgress();
+  EXPECT_TRUE(shown.child->isIndeterminate());
+  EXPECT_FALSE(hasFinished);
+  EXPECT_THAT(shown.root->children(), ElementsAre(shown.child));
 }
 
 TEST(QVProgressMirrorTest, followsUntilItIsInvalidatedOrLetGoOf) {

@@ -58,7 +58,8 @@ class ProgressChange;
 /// reports, of the fraction also where it changed further down.
 ///
 /// Threads: any, at any time.
-/// Ownership: a parent keeps its children until they finish; a child does not keep its parent.
+/// Ownership: held by `std::shared_ptr`. A parent keeps its children until they finish; a child does not keep
+/// its parent.
 /// Errors: what a handler throws ends the process.
 class QV_EXPORT NSProgress : public NSObject {
 public:
@@ -130,7 +131,8 @@ public:
   [[nodiscard]] std::string localizedDescription() const;
   /// Absent for the default.
   void setLocalizedDescription(std::optional<std::string> description);
-  /// The details. Until somebody sets them: the counts, the throughput, and the time that is left.
+  /// The details. Until somebody sets them: the counts, the throughput where it is of files, and the time that is
+  /// left.
   [[nodiscard]] std::string localizedAdditionalDescription() const;
   void setLocalizedAdditionalDescription(std::optional<std::string> description);
 

@@ -30,16 +30,18 @@ std::string readableSize(std::int64_t bytes) {
 std::string readableTimeRemaining(double seconds) {
   const struct {
     double seconds;
+    double partSeconds;
     const char* one;
     const char* many;
-  } units[] = {{86400, "about 1 day remaining", "about %ld days remaining"},
-               {3600, "about 1 hour remaining", "about %ld hours remaining"},
-               {60, "about 1 minute remaining", "about %ld minutes remaining"}};
+  } units[] = {{86400, 3600, "about 1 day remaining", "about %ld days remaining"},
+               {3600, 60, "about 1 hour remaining", "about %ld hours remaining"},
+               {60, 1, "about 1 minute remaining", "about %ld minutes remaining"}};
   constexpr double century = 36525.0 * 86400;
   const double time = std::isfinite(seconds) ? std::min(seconds, century) : century;
   for (const auto& unit : units) {
+    // In whole seconds, minutes and hours nothing is about 60 of them.
     const auto count = std::lround(time / unit.seconds);
-    if (time < unit.seconds || count == 0) continue;
+    if (std::round(time / unit.partSeconds) * unit.partSeconds < unit.seconds) continue;
     return count == 1 ? localizedText(unit.one) : localizedText(unit.many, count);
   }
   if (time < 5) return localizedText("a few seconds remaining");

@@ -362,6 +362,10 @@ TEST(NSProgressTest, describesItselfToPeople) {
          p.setTotalUnitCount(20), p.setCompletedUnitCount(20), p.setEstimatedTimeRemaining(61s);
        },
        "100% completed", "20 of 20 — about 1 minute remaining"},
+      {"nearly a minute", [](NSProgress& p) { p.setEstimatedTimeRemaining(59.7s); }, "",
+       "about 1 minute remaining"},
+      {"nearly a day", [](NSProgress& p) { p.setEstimatedTimeRemaining(86'390s); }, "",
+       "about 1 day remaining"},
       {"for ever", [](NSProgress& p) { p.setEstimatedTimeRemaining(1e300s); }, "",
        "about 36525 days remaining"},
       {"files",
