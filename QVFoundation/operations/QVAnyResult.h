@@ -26,7 +26,7 @@ namespace QVFoundation {
 /// Threads: a value; copies share what they hold, which is never changed.
 class QV_EXPORT QVAnyResult {
 public:
-  /// Of work that gives nothing.
+  /// The result of work that has no value; also one that is made without arguments.
   [[nodiscard]] static QVAnyResult success() noexcept { return {}; }
   template <std::copy_constructible T>
   [[nodiscard]] static QVAnyResult success(T value) {
@@ -34,6 +34,7 @@ public:
     result.content_ = std::make_shared<const Holder<T>>(std::move(value));
     return result;
   }
+  /// Of what was thrown, which is not null.
   [[nodiscard]] static QVAnyResult failure(std::exception_ptr exception) noexcept {
     QVAnyResult result;
     result.exception_ = std::move(exception);

@@ -8,6 +8,7 @@
 #include "QVFoundation/platform/concurrency/DispatchQueue.h"
 #include "QVFoundation/platform/concurrency/NSOperationQueue.h"
 #include "QVFoundation/platform/runtime/ChangeNotice.h"
+#include "QVFoundation/platform/runtime/EscapedException_p.h"
 #include "QVFoundation/platform/runtime/NSException.h"
 #include "QVFoundation/platform/runtime/TypeName.h"
 #include "QVFoundation/platform/text/Format.h"
@@ -115,8 +116,11 @@ void QVOperation::startInBackground() {
 void QVOperation::setMainThreadCompletionBlock(std::function<void()> block) {
   if (!block)
     throw NSException(NSInvalidArgumentException, "There is no block to run after " + shortDescription());
-  setCompletionBlock(
-      [block = std::move(block)]() mutable { DispatchQueue::main()->async(std::move(block)); });
+  setCompletionBlock([block = std::move(block), its = nameOrNull()]() mutable {
+    DispatchQueue::main()->async([block = std::move(block), its = std::move(its)] {
+      detail::callGuarded(block, "The completion handler of the operation " + its);
+    });
+  });
 }
 
 void QVOperation::main() {

@@ -83,7 +83,7 @@ using Returned = std::conditional_t<std::is_void_v<std::invoke_result_t<Callable
 ///       for (const Row& row : rows) {
 ///         checkForCancellationAndReturnError();  // waits here while paused, throws once cancelled
 ///         store(row);
-///         incrementCompletedUnitCount(progress);
+///         progress.addCompletedUnitCount(1);
 ///       }
 ///       return rows.size();
 ///     });
@@ -104,7 +104,7 @@ using Returned = std::conditional_t<std::is_void_v<std::invoke_result_t<Callable
 /// |---|---|---|---|---|---|
 /// | not started | runs; where it is cancelled, ends without | is cancelled, and ends as not run | pauses at its first check | calls its handler | – |
 /// | runs | raises | the body's next check gives the error 1002 | waits at its next check | calls its handler | ended, with result or error |
-/// | paused | raises | wakes, and the check gives the error 1002 | stays so | calls its handler | – |
+/// | paused, waits in a check | raises | wakes, and the check gives the error 1002 | stays so | calls its handler | – |
 /// | ended | nothing | is cancelled; the result stays | nothing but the state | calls its handler | – |
 ///
 /// Observable, beside what an `NSOperation` has: "completionDuration", "logger", "logDebugMarker",
@@ -116,8 +116,9 @@ using Returned = std::conditional_t<std::is_void_v<std::invoke_result_t<Callable
 /// "isPaused" and "mainThreadProgress" change on the main thread.
 /// Ownership: held by `std::shared_ptr`. It owns its progress, its conditions and its sub-operation; a
 /// sub-operation does not keep the one that runs it.
-/// Errors: what leaves the body or a hook as an exception is the operation's failure. A raised `NSException`,
-/// as the error 1003, also ends the run there: then the progress is not shown complete.
+/// Errors: what leaves the body or a hook as an exception is the operation's failure; an `NSException` is so as
+/// the error 1003. What leaves a hook, and an `NSException` also from the body, ends the run there: then the
+/// progress is not shown complete. What leaves a completion block or a time-out handler ends the process.
 class QV_EXPORT QVOperation : public NSOperation, public NSProgressReporting {
 public:
   static const NSClass& staticClass();
@@ -137,15 +138,20 @@ public:
 
   // Running
 
-  /// Hands the operation to the queue that all share in the background.
+  /// Hands the operation to the queue that all share in the background. Raises `NSInvalidArgumentException`
+  /// where it has been started, or is on a queue.
   virtual void startInBackground();
-  /// Runs a block on the main thread when the operation has finished, in place of any completion block.
+  /// Runs a block on the main thread when the operation has finished, in place of any completion block. Raises
+  /// `NSInvalidArgumentException` where it is empty.
   void setMainThreadCompletionBlock(std::function<void()> block);
-  /// The same with the operation itself, as its own class, and starts it in the background. The operation is
-  /// kept until the handler has run.
+  /// The same with the operation itself, by reference or `std::shared_ptr` to its own class, and starts it in
+  /// the background. The operation is kept until the handler has run.
   template <std::invocable<detail::AnyOperation> Handler>
   void startInBackgroundWithMainThreadCompletionHandler(Handler handler) {
     const auto self = std::static_pointer_cast<QVOperation>(shared_from_this());
+    if constexpr (requires { handler == nullptr; }) {
+      if (handler == nullptr) setMainThreadCompletionBlock({});  // raises
+    }
     setMainThreadCompletionBlock(
         [self, handler = std::move(handler)]() mutable { handler(detail::AnyOperation(self)); });
     try {
@@ -176,13 +182,14 @@ public:
   [[nodiscard]] std::optional<NSError> checkForCancellation();
   /// Throws that error.
   void checkForCancellationAndReturnError();
-  /// Runs a block before it throws.
+  /// The same, after a block, if there is one.
   void checkForCancellation(const std::function<void()>& cleanupBlock);
 
   // Pausing
 
   /// Has the body, and that of a sub-operation, wait at its next check until `resume`. Two pauses are undone
-  /// by one `resume`. The same happens when the progress is paused.
+  /// by one `resume`. A progress that is paused or resumed does the same, but knows of its own calls alone:
+  /// one that was never paused has nothing to resume.
   virtual void pause();
   virtual void resume();
   /// Follows on the main thread.
@@ -191,8 +198,8 @@ public:
   // Time-outs
 
   /// Calls a handler once on a background thread when the time is up, unless it is cancelled before; a later
-  /// time-out takes its place. It is the handler that does something about it, such as `cancel`. Whatever the
-  /// time, it is within a century. Replacing, cancelling and destroying it wait for a handler that is running
+  /// time-out takes its place. It is the handler that does something about it, such as `cancel`. A time
+  /// is clamped to 0 to 100 years; NaN is 100 years. Replacing, cancelling and destroying it wait for a handler that is running
   /// elsewhere, so a handler must not wait for the operation.
   void addTimeout(std::chrono::duration<double> seconds, std::function<void()> handler);
   void cancelTimeout();
@@ -200,8 +207,9 @@ public:
   // Progress
 
   [[nodiscard]] std::shared_ptr<NSProgress> progress() const override;
+  /// Raises `NSInvalidArgumentException` where it is null.
   void setProgress(std::shared_ptr<NSProgress> progress);
-  /// A new progress in place of the old one, for another run.
+  /// A new progress in place of the old one, before `main` is called for another run.
   void resetProgress();
   /// That of the segment that is running; null outside of segments.
   [[nodiscard]] std::shared_ptr<NSProgress> currentSegmentProgress() const;
@@ -219,9 +227,11 @@ public:
   // Parts of an operation, and the whole
 
   [[nodiscard]] std::shared_ptr<QVOperation> subOperation() const;
-  /// The one that had been there loses its logger and its super-operation; the new one gets this one's.
+  /// The one that had been there loses its logger and its super-operation; the new one gets this one's logger,
+  /// and this one as its super-operation.
   void setSubOperation(std::shared_ptr<QVOperation> operation);
   [[nodiscard]] std::shared_ptr<QVOperation> superOperation() const;
+  /// Raises `NSInvalidArgumentException` for one that is this one, or a part of it.
   void setSuperOperation(const std::shared_ptr<QVOperation>& operation);
   /// The top of the chain of super-operations; maybe this one.
   [[nodiscard]] std::shared_ptr<QVOperation> rootOperation();
@@ -248,7 +258,7 @@ public:
 
   // What the body uses
 
-  /// Declares what a segment costs, compared to others; in `calculateSegmentCosts`.
+  /// Declares what a segment costs, compared to others, in `calculateSegmentCosts`; not less than 0.
   void setCost(std::int64_t cost, QVProgressSegmentName forSegment);
   /// Calls `setCost` for each segment, before the run begins. Here it does nothing.
   virtual void calculateSegmentCosts() {}
@@ -270,8 +280,9 @@ public:
 
   /// Runs another operation within this one, on this thread if it blocks, and returns its value or throws its
   /// error. Its progress stands for so many units of `topLevelProgress()`; of none, and then it is not seen
-  /// there at all. Raises `NSInvalidArgumentException` for one that is a part of another one already. Where
-  /// this operation is cancelled it does not run, and the error 1002 is thrown.
+  /// there at all. Raises `NSInvalidArgumentException` for one that is a part of another one already, or runs.
+  /// One that has finished gives what it ended in. Where this operation is cancelled the other one does not
+  /// run, and the error 1002 is thrown.
   template <std::derived_from<QVOperation> Operation>
   typename Operation::ResultType performSubOperation(const std::shared_ptr<Operation>& operation,
                                                      std::int64_t withUnitCount) {
@@ -303,11 +314,11 @@ public:
     const RegisteredCondition condition(*this, withConditionName);
     return std::invoke(std::forward<Block>(block));
   }
-  /// Waits until the condition is signalled, or the operation is cancelled; one that is cancelled already
-  /// waits for 50 milliseconds. A name that there is no `performBlock` around for ends the process.
+  /// Waits until the condition is signalled, or the operation is cancelled; a wait that begins after that ends
+  /// after 50 milliseconds. A name that there is no `performBlock` around for ends the process.
   void wait(const QVOperationConditionName& onConditionName);
-  /// Waits until the condition is signalled, the operation is cancelled meanwhile, or a question is answered
-  /// with yes. It is asked at the beginning and every 50 milliseconds. What it throws ends the wait.
+  /// The same, or until a question is answered with yes. It is asked at the beginning and every 50
+  /// milliseconds. What it throws ends the wait.
   void wait(const QVOperationConditionName& onConditionName, const std::function<bool()>& conditionChecker);
   /// Wakes one that waits; lost where nobody does, or there is no such condition.
   void signal(const QVOperationConditionName& conditionName);
@@ -430,6 +441,7 @@ private:
   void addUpSegmentCosts();
   void setUpProgress();
   void setUp(NSProgress& progress) const;
+  void nameMainThreadProgress();
   void setCurrentSegmentProgress(std::shared_ptr<NSProgress> progress);
   void setupProgressPauseHandlers(NSProgress& progress) const;
   void reportIfNested(QVProgressSegmentName name) const;
@@ -447,6 +459,7 @@ private:
   void wakeAllConditions();
   void setPaused(bool paused);
   void spreadPause();
+  void setGate() QV_REQUIRES(lock_);
   void updateIsPaused();
   void setIsPaused(bool isPaused);
   void updateMainThreadProgress();
@@ -485,6 +498,7 @@ private:
   std::shared_ptr<QVOperation> subOperation_ QV_GUARDED_BY(lock_);
   std::shared_ptr<NSProgress> progressOfSubOperation_ QV_GUARDED_BY(lock_);  // where it is in the tree
   std::weak_ptr<QVOperation> superOperation_ QV_GUARDED_BY(lock_);
+  OSSignpostID laneOfSubOperation_{nullptr};  // to be given back; the body's thread's
   Conditions conditionsByName_ QV_GUARDED_BY(lock_);
   std::shared_ptr<DispatchTimerSource> timeoutSource_ QV_GUARDED_BY(lock_);
   // Of several threads that pause and resume, one at a time spreads what is wanted, until all has been.

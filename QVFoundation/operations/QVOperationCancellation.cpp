@@ -59,7 +59,7 @@ void QVOperation::checkForCancellationAndReturnError() {
 void QVOperation::checkForCancellation(const std::function<void()>& cleanupBlock) {
   const auto error = checkForCancellation();
   if (!error) return;
-  cleanupBlock();
+  if (cleanupBlock) cleanupBlock();
   throw NSError(*error);
 }
 

@@ -53,7 +53,7 @@ void QVOperation::wait(const QVOperationConditionName& onConditionName,
   detail::NamedCondition::Wait wait(*condition);
   do {
     if (conditionChecker && conditionChecker()) return;
-  } while (!wait.isSignalledWithin(tick) && (conditionChecker || !hasToEnd()));
+  } while (!wait.isSignalledWithin(tick) && !hasToEnd());
 }
 
 void QVOperation::signal(const QVOperationConditionName& conditionName) {

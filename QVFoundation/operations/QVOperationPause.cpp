@@ -7,6 +7,7 @@
 
 #include "QVFoundation/operations/QVOperationState_p.h"
 #include "QVFoundation/platform/concurrency/DispatchQueue.h"
+#include "QVFoundation/platform/concurrency/ReservedQueue_p.h"
 #include "QVFoundation/platform/concurrency/SteadyTime_p.h"
 #include "QVFoundation/platform/runtime/ChangeNotice.h"
 #include "QVFoundation/platform/runtime/EscapedException_p.h"
@@ -50,7 +51,7 @@ void QVOperation::spreadPause() {
   {
     const UnfairLockGuard guard(lock_);
     hasPauseToSpread_ = true;
-    if (std::exchange(isSpreadingPause_, true)) return;
+    if (std::exchange(isSpreadingPause_, true)) return setGate();  // the other thread sees to the parts
   }
   for (;;) {
     bool pauses = false;
@@ -63,10 +64,17 @@ void QVOperation::spreadPause() {
       sub = subOperation_;
     }
     if (sub != nullptr) pauseOrResume(*sub, pauses);
-    pauseConditionLock_.lock();
-    pauseConditionLock_.unlockWithCondition(pauses ? detail::gateIsClosed : detail::gateIsOpen);
+    {
+      const UnfairLockGuard guard(lock_);
+      setGate();
+    }
     updateIsPaused();
   }
+}
+
+void QVOperation::setGate() {
+  pauseConditionLock_.lock();
+  pauseConditionLock_.unlockWithCondition(wantsPause_ ? detail::gateIsClosed : detail::gateIsOpen);
 }
 
 // What is on its way to the main thread tells the state that it finds there.
@@ -103,9 +111,12 @@ void QVOperation::addTimeout(std::chrono::duration<double> seconds, std::functio
   if (!handler) {
     throw NSException(NSInvalidArgumentException, "A time-out of " + shortDescription() + " needs a handler");
   }
-  const auto source = std::make_shared<DispatchTimerSource>(DispatchQueue::global());
+  // However many operations wait in their bodies for the handlers of others.
+  const auto source = std::make_shared<DispatchTimerSource>(detail::reservedQueue());
   source->schedule(delayOf(seconds));
-  source->setEventHandler([handler = std::move(handler)]() mutable { std::exchange(handler, nullptr)(); });
+  source->setEventHandler([handler = std::move(handler), its = nameOrNull()]() mutable {
+    detail::callGuarded(std::exchange(handler, nullptr), "The time-out handler of the operation " + its);
+  });
   const auto replaced = exchange(&QVOperation::timeoutSource_, source);
   if (replaced != nullptr) replaced->cancel();
   source->resume();

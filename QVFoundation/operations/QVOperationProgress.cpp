@@ -5,6 +5,7 @@
 #include "QVFoundation/operations/QVOperationState_p.h"
 #include "QVFoundation/operations/QVProgressUtilities.h"
 #include "QVFoundation/platform/concurrency/DispatchQueue.h"
+#include "QVFoundation/platform/concurrency/MainQueue.h"
 #include "QVFoundation/platform/runtime/ChangeNotice.h"
 #include "QVFoundation/platform/runtime/NSException.h"
 #include "QVFoundation/platform/text/Format.h"
@@ -38,10 +39,18 @@ void QVOperation::setUpProgress() {
     present = progress_;
   }
   if (present != nullptr) setUp(*present);
-  // The two names of the copy differ, here and where it is made, as they always have.
-  if (const auto shown = mainThreadProgress()) {
-    QVFoundation::setName(*shown, QVFoundation::name(*progress()).value_or("null") + ": (main)");
-  }
+  if (mainThreadProgress() == nullptr) return;
+  if (isMainThread()) return nameMainThreadProgress();
+  DispatchQueue::main()->async([weak = weakSelf()] {
+    if (const auto self = weak.lock()) self->nameMainThreadProgress();
+  });
+}
+
+// The two names of the copy differ, here and where it is made, as they always have.
+void QVOperation::nameMainThreadProgress() {
+  const auto shown = mainThreadProgress();
+  if (shown == nullptr) return;
+  QVFoundation::setName(*shown, QVFoundation::name(*progress()).value_or("null") + ": (main)");
 }
 
 void QVOperation::setUp(NSProgress& progress) const {
@@ -108,14 +117,14 @@ void QVOperation::setEnableMainThreadProgress(bool enabled) {
 }
 
 void QVOperation::updateMainThreadProgress() {
+  std::shared_ptr<NSProgress> shown;
   if (enableMainThreadProgress_) {
-    const auto shown = std::make_shared<NSProgress>();
+    shown = std::make_shared<NSProgress>();
     QVFoundation::setName(*shown, QVFoundation::name(*progress()).value_or("null") + " (main)");
-    setMainThreadProgress(shown);
-  } else {
-    setMainThreadProgress(nullptr);
   }
-  installMirror();
+  const ChangeNotice notice(*this, "mainThreadProgress");
+  (void)exchange(&QVOperation::mainThreadProgress_, std::move(shown));
+  installMirror();  // before observers hear
 }
 
 std::shared_ptr<NSProgress> QVOperation::mainThreadProgress() const {

@@ -117,6 +117,10 @@ std::shared_ptr<QVOperation> QVOperation::superOperation() const {
 }
 
 void QVOperation::setSuperOperation(const std::shared_ptr<QVOperation>& operation) {
+  for (auto above = operation; above != nullptr; above = above->superOperation()) {
+    if (above.get() != this) continue;
+    throw NSException(NSInvalidArgumentException, shortDescription() + " cannot be a part of itself");
+  }
   (void)exchange(&QVOperation::superOperation_, std::weak_ptr(operation));
 }
 
@@ -136,6 +140,7 @@ void QVOperation::refuseUnlessFree(const QVOperation* operation) const {
   if (why == nullptr && operation->superOperation() != nullptr) {
     why = " cannot run a sub-operation that another operation runs";
   }
+  if (why == nullptr && operation->isExecuting()) why = " cannot run a sub-operation that runs already";
   if (why != nullptr) throw NSException(NSInvalidArgumentException, shortDescription() + why);
 }
 
@@ -155,7 +160,9 @@ void QVOperation::runSubOperation(const std::shared_ptr<QVOperation>& operation,
 
 void QVOperation::setupSuboperation(const std::shared_ptr<QVOperation>& operation,
                                     std::int64_t withUnitCount) {
-  operation->timingInfo()->setSignpostLane(timingInfo()->signpostLane());
+  const auto timings = operation->timingInfo();
+  laneOfSubOperation_ = timings->signpostLane();
+  timings->setSignpostLane(timingInfo()->signpostLane());
   setSubOperation(operation);
   if (hasToEnd()) operation->cancel();
   if (locked(&QVOperation::wantsPause_)) spreadPause();
@@ -197,7 +204,9 @@ void QVOperation::teardownSuboperation(const std::shared_ptr<QVOperation>& opera
       if (const auto parent = child->parent()) parent->endChild(*child);
     }
   }
-  timingInfo()->addTimingInfo(*operation->timingInfo());
+  const auto timings = operation->timingInfo();
+  timingInfo()->addTimingInfo(*timings);
+  timings->setSignpostLane(laneOfSubOperation_);
   setSubOperation(nullptr);
 }
 

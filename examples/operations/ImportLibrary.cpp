@@ -70,7 +70,6 @@ void ImportAlbum::calculateSegmentCosts() {
 std::vector<Track> ImportAlbum::perform() {
   auto tracks =
       performSegment(reading, tracksPerAlbum, [&](NSProgress& progress) { return readTracks(progress); });
-  checkForCancellationAndReturnError();  // or an operation that begins now runs to its end
   return performSubOperation(std::make_shared<CheckTracks>(std::move(tracks)), checking);
 }
 

@@ -4,9 +4,11 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
+#include <cstddef>
 #include <latch>
 #include <limits>
 #include <memory>
+#include <semaphore>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -106,8 +108,40 @@ TEST(QVOperationPauseTest, holdsForAProgressAndForOperationsWithin) {
   outer->waitUntilFinished();
 }
 
+/// Takes its time to go on, on the thread that resumes it.
+struct SlowlyResumed : OpenOperation {
+  void resume() override {
+    isResuming.release();
+    mayResume.acquire();
+    OpenOperation::resume();
+  }
+  std::binary_semaphore isResuming{0}, mayResume{0};
+};
+
+TEST(QVOperationPauseTest, holdsAsSoonAsItIsAskedForThoughAnotherThreadResumes) {
+  const auto operation = operationOf([](auto&) {});
+  const auto part = std::make_shared<SlowlyResumed>();
+  operation->pause();
+  operation->setSubOperation(part);
+  std::thread other([&] { operation->resume(); });
+  part->isResuming.acquire();
+  operation->pause();
+  std::atomic<bool> hasPassed = false;
+  std::thread checking([&] {
+    (void)operation->checkForCancellation();
+    hasPassed = true;
+  });
+  std::this_thread::sleep_for(5ms);  // time for a check that must not pass
+  EXPECT_FALSE(hasPassed);
+  part->mayResume.release();
+  other.join();
+  operation->setSubOperation(nullptr);
+  operation->resume();
+  checking.join();
+}
+
 TEST(QVOperationPauseTest, leavesThreadsForOthersWhileManyArePaused) {
-  constexpr int many = 64;
+  constexpr std::size_t many = 64;
   const auto queue = std::make_shared<NSOperationQueue>();
   const auto passes = [](BodyOperation<>& self) { self.checkForCancellationAndReturnError(); };
   std::vector<std::shared_ptr<BodyOperation<>>> paused(many);
@@ -122,12 +156,12 @@ TEST(QVOperationPauseTest, leavesThreadsForOthersWhileManyArePaused) {
   const auto other = operationOf(passes);
   queue->addOperation(other);
   other->waitUntilFinished();
-  for (int i = 0; i < many; ++i) {
+  for (std::size_t i = 0; i < many; ++i) {
     EXPECT_TRUE(paused[i]->isExecuting());
     i % 2 == 0 ? paused[i]->resume() : paused[i]->cancel();
   }
   queue->waitUntilAllOperationsAreFinished();
-  for (int i = 0; i < many; ++i) EXPECT_EQ(paused[i]->operationError().has_value(), i % 2 != 0);
+  for (std::size_t i = 0; i < many; ++i) EXPECT_EQ(paused[i]->operationError().has_value(), i % 2 != 0);
 }
 
 TEST(QVOperationPauseTest, holdsForWhatBeginsLater) {
@@ -221,6 +255,17 @@ TEST(QVOperationConditionTest, endsForACancellationWheneverItComes) {
   }
 }
 
+TEST(QVOperationConditionTest, endsThoughItBeginsAfterTheCancellation) {
+  const auto operation = operationOf([](BodyOperation<>& self) {
+    self.cancel();
+    self.performBlock("never", [&] { self.wait("never"); });
+    self.performBlock("never", [&] { self.wait("never", [] { return false; }); });
+    self.checkForCancellationAndReturnError();
+  });
+  operation->start();
+  EXPECT_EQ(operation->operationError()->code(), 1002);
+}
+
 TEST(QVOperationConditionDeathTest, endsTheProcessWhereNobodyCanSignal) {
   const auto operation = operationOf([](BodyOperation<>& self) {
     self.performBlock("one", [] {});
@@ -251,6 +296,40 @@ TEST(QVOperationTimeoutTest, callsTheLastHandlerOnce) {
   EXPECT_EQ(second, 1);
   operation->cancelTimeout();
   EXPECT_THAT(raisedBy([&] { operation->addTimeout(1s, {}); }), HasSubstr("needs a handler"));
+}
+
+// The handlers end what all threads wait for.
+TEST(QVOperationTimeoutTest, comesThoughOperationsHaveTakenAllThreads) {
+  constexpr int moreThanThereAre = 520;
+  std::vector<std::shared_ptr<BodyOperation<>>> operations(moreThanThereAre);
+  std::ranges::generate(operations, [] {
+    return operationOf([](BodyOperation<>& self) { self.checkForCancellationAndReturnError(); });
+  });
+  for (const auto& operation : operations) {
+    operation->pause();
+    operation->startInBackground();
+    operation->addTimeout(300ms, [operation = operation.get()] { operation->cancel(); });
+  }
+  for (const auto& operation : operations) operation->waitUntilFinished();
+}
+
+TEST(QVOperationTimeoutDeathTest, endsTheProcessForAnEscapedException) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto operation = operationOf([](auto&) {});
+  operation->setName("Import");
+  EXPECT_DEATH(
+      {
+        operation->addTimeout(0s, [] { throw std::runtime_error("no"); });
+        for (;;) std::this_thread::sleep_for(1s);
+      },
+      "time-out handler of the operation Import");
+  EXPECT_DEATH(
+      {
+        operation->startInBackgroundWithMainThreadCompletionHandler(
+            [](BodyOperation<>&) { throw std::runtime_error("no"); });
+        runMainQueueUntil([] { return false; });
+      },
+      "completion handler of the operation Import");
 }
 
 TEST(QVOperationTimeoutTest, takesAnyTimeAndKeepsNothing) {

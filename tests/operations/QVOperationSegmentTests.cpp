@@ -250,12 +250,20 @@ TEST(QVSubOperationTest, isPartOfOneOperationAtATime) {
                 HasSubstr("another operation runs"));
     EXPECT_THAT(raisedBy([&] { self.performSubOperation(shared, 0); }), HasSubstr("its own"));
     EXPECT_THAT(raisedBy([&] { self.performSubOperation(whole, 1); }), HasSubstr("it is a part of"));
+    EXPECT_THAT(raisedBy([&] { whole->setSuperOperation(shared); }), HasSubstr("a part of itself"));
     EXPECT_EQ(self.superOperation(), whole);
     EXPECT_EQ(self.logger(), logger);
     EXPECT_EQ(self.rootOperation(), whole);
   });
   whole->performSubOperation(child, 1);
   EXPECT_EQ(other->subOperation(), nullptr);
+  const auto alone = operationOf([&](BodyOperation<>& self) {
+    const auto running = std::static_pointer_cast<BodyOperation<>>(self.shared_from_this());
+    self.setLogger(logger);
+    EXPECT_THAT(raisedBy([&] { other->performSubOperation(running, 1); }), HasSubstr("runs already"));
+    EXPECT_EQ(self.logger(), logger);
+  });
+  alone->start();
 }
 
 TEST(QVSubOperationTest, isLetGoOfWhereItCannotJoinTheTree) {
@@ -287,8 +295,14 @@ TEST(QVOperationProgressTest, hasACopyForTheMainThreadThatFollowsTheProgress) {
     self.progress()->setCompletedUnitCount(33);
     return 0;
   });
+  bool isFollowed = false;
+  const auto observation =
+      observe(*operation, "mainThreadProgress", [&](CopyOperation& self, const NSKeyValueChange&) {
+        isFollowed = self.mainThreadProgressMirror() != nullptr;
+      });
   operation->setEnableMainThreadProgress(true);
   const auto shown = operation->mainThreadProgress();
+  EXPECT_TRUE(isFollowed) << "once it is there";
   EXPECT_EQ(name(*shown), "null (main)");
   operation->calculateSegmentCosts();
   operation->progress()->setTotalUnitCount(3);
@@ -302,8 +316,13 @@ TEST(QVOperationProgressTest, hasACopyForTheMainThreadThatFollowsTheProgress) {
   operation->resetProgress();
   EXPECT_NE(operation->progress(), before);
   EXPECT_EQ(operation->mainThreadProgress(), shown);
-  operation->start();
-  EXPECT_EQ(name(*shown), "CopyOperation: (main)");
+  bool isToldElsewhere = false;
+  const auto naming = observe(*shown, "userInfo", [&](NSProgress&, const NSKeyValueChange&) {
+    isToldElsewhere = isToldElsewhere || !isMainThread();
+  });
+  operation->startInBackground();
+  runMainQueueUntil([&] { return name(*shown) == "CopyOperation: (main)"; });
+  EXPECT_FALSE(isToldElsewhere);
   runMainQueueUntil([&] { return shown->isFinished(); });
   operation->setEnableMainThreadProgress(false);
   EXPECT_EQ(operation->mainThreadProgress(), nullptr);

@@ -1,6 +1,7 @@
 #include <array>
 
 #include "QVFoundation/platform/concurrency/DispatchQueue.h"
+#include "QVFoundation/platform/concurrency/ReservedQueue_p.h"
 #include "QVFoundation/platform/concurrency/ThreadPool_p.h"
 #include "QVFoundation/platform/concurrency/UnfairLock.h"
 #include "QVFoundation/platform/concurrency/WorkList_p.h"
@@ -11,8 +12,8 @@ namespace {
 
 class GlobalQueue final : public DispatchQueue {
 public:
-  GlobalQueue(const char* label, QualityOfService qualityOfService)
-      : DispatchQueue(label), qualityOfService_(qualityOfService) {}
+  GlobalQueue(const char* label, QualityOfService qualityOfService, detail::ThreadPool& pool)
+      : DispatchQueue(label), pool_(pool), qualityOfService_(qualityOfService) {}
   bool runsSideBySide() const noexcept override { return true; }
 
 protected:
@@ -20,7 +21,7 @@ protected:
   void runAndWait(const std::function<void()>& block) override { block(); }
 
 private:
-  detail::ThreadPool& pool_ = detail::ThreadPool::shared();
+  detail::ThreadPool& pool_;
   const QualityOfService qualityOfService_;
 };
 
@@ -72,13 +73,19 @@ private:
 
 const std::shared_ptr<DispatchQueue>& DispatchQueue::global(QualityOfService qualityOfService) {
   const auto make = [](QualityOfService its, const char* label) -> std::shared_ptr<DispatchQueue> {
-    return std::make_shared<GlobalQueue>(label, its);
+    return std::make_shared<GlobalQueue>(label, its, detail::ThreadPool::shared());
   };
   static const auto& queues = *new std::array{
       make(QualityOfService::background, "background"), make(QualityOfService::utility, "utility"),
       make(QualityOfService::standard, "standard"), make(QualityOfService::userInitiated, "user initiated"),
       make(QualityOfService::userInteractive, "user interactive")};
   return queues[static_cast<std::size_t>(qualityOfService)];
+}
+
+const std::shared_ptr<DispatchQueue>& detail::reservedQueue() {
+  static const auto& queue = *new std::shared_ptr<DispatchQueue>(std::make_shared<GlobalQueue>(
+      "reserved", QualityOfService::standard, *new ThreadPool(2, ThreadPool::idleTimeOfShared)));
+  return queue;
 }
 
 std::shared_ptr<DispatchQueue> DispatchQueue::serial(std::string label, QualityOfService qualityOfService) {

@@ -80,7 +80,7 @@ private:
 
 ThreadPool& ThreadPool::shared() {
   static ThreadPool& pool =
-      *new ThreadPool(std::max<std::size_t>(2, std::thread::hardware_concurrency()), 5s);
+      *new ThreadPool(std::max<std::size_t>(2, std::thread::hardware_concurrency()), idleTimeOfShared);
   return pool;
 }
 

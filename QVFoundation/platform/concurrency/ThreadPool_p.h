@@ -37,10 +37,11 @@ namespace QVFoundation::detail {
 /// Threads: any.
 class QV_TEST_EXPORT ThreadPool {
 public:
-  /// That of the process. It is never destroyed.
+  /// That of the process.
   static ThreadPool& shared();
+  static constexpr std::chrono::milliseconds idleTimeOfShared = std::chrono::seconds(5);
 
-  /// For tests. No pool is ever destroyed.
+  /// No pool is ever destroyed.
   ThreadPool(std::size_t busyAtMost, std::chrono::milliseconds idleTime);
   ThreadPool(const ThreadPool&) = delete;
   ThreadPool& operator=(const ThreadPool&) = delete;

@@ -9,4 +9,14 @@ namespace QVFoundation::detail {
 /// Threads: any.
 [[noreturn]] void endForEscapedException(std::string_view who) noexcept;
 
+/// Calls what must not let any exception out.
+template <class Function>
+void callGuarded(const Function& function, std::string_view who) noexcept {
+  try {
+    function();
+  } catch (...) {
+    endForEscapedException(who);
+  }
+}
+
 }  // namespace QVFoundation::detail
