@@ -441,7 +441,7 @@ private:
   void addUpSegmentCosts();
   void setUpProgress();
   void setUp(NSProgress& progress) const;
-  void nameMainThreadProgress();
+  void nameMainThreadProgress() const;
   void setCurrentSegmentProgress(std::shared_ptr<NSProgress> progress);
   void setupProgressPauseHandlers(NSProgress& progress) const;
   void reportIfNested(QVProgressSegmentName name) const;

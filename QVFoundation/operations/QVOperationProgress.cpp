@@ -47,7 +47,7 @@ void QVOperation::setUpProgress() {
 }
 
 // The two names of the copy differ, here and where it is made, as they always have.
-void QVOperation::nameMainThreadProgress() {
+void QVOperation::nameMainThreadProgress() const {
   const auto shown = mainThreadProgress();
   if (shown == nullptr) return;
   QVFoundation::setName(*shown, QVFoundation::name(*progress()).value_or("null") + ": (main)");
