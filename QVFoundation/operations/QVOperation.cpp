@@ -12,6 +12,7 @@
 #include "QVFoundation/platform/runtime/NSException.h"
 #include "QVFoundation/platform/runtime/TypeName.h"
 #include "QVFoundation/platform/text/Format.h"
+#include "QVFoundation/platform/tracing/SignpostDelivery_p.h"
 
 namespace QVFoundation {
 
@@ -125,6 +126,9 @@ void QVOperation::setMainThreadCompletionBlock(std::function<void()> block) {
 
 void QVOperation::main() {
   const auto timing = timingInfo();
+  if (detail::signpostsMayBeWanted.load(std::memory_order_relaxed) && superOperation() == nullptr) {
+    detail::nameSignpostLane(timing->signpostLane(), nameOrNull());
+  }
   const auto start = std::chrono::steady_clock::now();
   timing->startTiming(timingName_, start);
   try {

@@ -15,6 +15,7 @@
 #include "QVFoundation/platform/concurrency/MainQueue.h"
 #include "QVFoundation/platform/runtime/NSException.h"
 #include "QVFoundation/platform/runtime/NSKeyValueObserving.h"
+#include "QVFoundation/platform/tracing/OSSignpostSink.h"
 #include "tests/logging/LogTesting.h"
 #include "tests/operations/TestOperations.h"
 #include "tests/platform/runtime/RaisedException.h"
@@ -222,6 +223,26 @@ TEST(QVOperationTest, saysWhatASubclassDoesWrong) {
   EXPECT_THAT(lying->result().error().localizedDescription(),
               AllOf(StartsWith("Operation LyingOperation returned incorrect result type (expected "),
                     HasSubstr("Size got text")));
+}
+
+TEST(QVOperationTest, callsItsRowOfATimelineByItsNameAndLeavesItsPartsThere) {
+  struct NamesOfLanes : OSSignpostSink {
+    void write(const OSSignpost& signpost) override { EXPECT_EQ(signpost.lane, lane); }
+    void nameLane(OSSignpostID its, std::string_view name) override {
+      names.emplace_back(name);
+      lane = its;
+    }
+    Steps names;
+    OSSignpostID lane{nullptr};
+  };
+  const auto part = operationOf([](auto&) {});
+  const auto whole = operationOf([&](BodyOperation<>& self) { self.performSubOperation(part, 0); });
+  whole->setName("Classical");
+  const auto sink = std::make_shared<NamesOfLanes>();
+  const auto previous = setOSSignpostSink(sink);
+  whole->start();
+  setOSSignpostSink(previous);
+  EXPECT_THAT(sink->names, ElementsAre("Classical"));
 }
 
 TEST(QVOperationTest, mayRunAgain) {

@@ -76,17 +76,24 @@ void flushAtExit() noexcept {
 /// Whether a sink of this thread is at work.
 constinit thread_local bool isWritingSignpost = false;
 
+template <class Use>
+void useSink(const Use& use) noexcept {
+  if (isWritingSignpost) return;
+  isWritingSignpost = true;
+  if (const auto place = SignpostSinkPlace::shared().current()) place->call(use, reportFailure);
+  isWritingSignpost = false;
+}
+
 }  // namespace
 
 namespace detail {
 
 void deliver(const OSSignpost& signpost) noexcept {
-  if (isWritingSignpost) return;
-  isWritingSignpost = true;
-  if (const auto place = SignpostSinkPlace::shared().current()) {
-    place->call([&](OSSignpostSink& sink) { sink.write(signpost); }, reportFailure);
-  }
-  isWritingSignpost = false;
+  useSink([&](OSSignpostSink& sink) { sink.write(signpost); });
+}
+
+void nameSignpostLane(OSSignpostID lane, std::string_view name) noexcept {
+  useSink([&](OSSignpostSink& sink) { sink.nameLane(lane, name); });
 }
 
 }  // namespace detail

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <string_view>
 
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/text/StaticText.h"
@@ -42,6 +43,9 @@ public:
 
   /// Takes one signpost. Those that are put up in here are dropped.
   virtual void write(const OSSignpost& signpost) = 0;
+
+  /// Hears what is shown in a lane, such as an operation by its name, before anything is. Here it does nothing.
+  virtual void nameLane(OSSignpostID /*lane*/, std::string_view /*name*/) {}
 
   /// Called when the process exits, if the sink is in place then: what is kept back has to go out now.
   /// Signposts that come later are dropped.

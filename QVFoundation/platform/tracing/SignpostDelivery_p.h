@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <string_view>
 
 #include "QVFoundation/platform/tracing/OSSignpostSink.h"
 
@@ -13,5 +14,10 @@ extern constinit std::atomic<bool> signpostsMayBeWanted;
 ///
 /// Threads: any.
 void deliver(const OSSignpost& signpost) noexcept;
+
+/// Tells the sink, if one is in place, what a lane shows.
+///
+/// Threads: any.
+void nameSignpostLane(OSSignpostID lane, std::string_view name) noexcept;
 
 }  // namespace QVFoundation::detail

@@ -38,7 +38,7 @@ std::string TraceEvents::firstRecord() const {
 }
 
 void TraceEvents::append(std::string& out, const OSSignpost& signpost) {
-  Lane& lane = laneOf(signpost);
+  Lane& lane = laneWith(signpost.lane);
   switch (signpost.type) {
     case OSSignpostType::event: appendRecord(out, lane, signpost, "i"); return;
     case OSSignpostType::begin: begin(out, lane, signpost); return;
@@ -46,16 +46,23 @@ void TraceEvents::append(std::string& out, const OSSignpost& signpost) {
   }
 }
 
-TraceEvents::Lane& TraceEvents::laneOf(const OSSignpost& signpost) {
-  Lane& lane = lanes_[signpost.lane];
+void TraceEvents::appendName(std::string& out, OSSignpostID id, std::string_view name) {
+  Lane& lane = laneWith(id);
+  if (lane.isNamed) return;
+  appendLine(out, R"({"ph":"M","pid":%d,"tid":%u,"name":"thread_name","args":{"name":%@}})", process_,
+             lane.number, quoted(name));
+  lane.isNamed = true;
+}
+
+TraceEvents::Lane& TraceEvents::laneWith(OSSignpostID id) {
+  Lane& lane = lanes_[id];
   if (lane.number == 0) lane.number = static_cast<unsigned>(lanes_.size());
   return lane;
 }
 
-void TraceEvents::begin(std::string& out, Lane& lane, const OSSignpost& signpost) const {
+void TraceEvents::begin(std::string& out, Lane& lane, const OSSignpost& signpost) {
   end(out, lane, signpost);  // if it has begun before
-  if (!lane.isNamed) appendLaneName(out, lane, signpost.name);
-  lane.isNamed = true;
+  appendName(out, signpost.lane, signpost.name.view());
   lane.open.push_back(signpost);
   appendRecord(out, lane, signpost, "B");
 }
@@ -71,11 +78,6 @@ void TraceEvents::end(std::string& out, Lane& lane, const OSSignpost& signpost) 
   }
   const auto rest = lane.open.erase(std::prev(found.base()));
   for (auto inner = rest; inner != lane.open.end(); ++inner) appendRecord(out, lane, *inner, "B");
-}
-
-void TraceEvents::appendLaneName(std::string& out, const Lane& lane, StaticText name) const {
-  appendLine(out, R"({"ph":"M","pid":%d,"tid":%u,"name":"thread_name","args":{"name":%@}})", process_,
-             lane.number, quoted(name));
 }
 
 void TraceEvents::appendRecord(std::string& out, const Lane& lane, const OSSignpost& signpost,

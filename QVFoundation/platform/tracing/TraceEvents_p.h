@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <sys/types.h>
 #include <unordered_map>
 #include <vector>
@@ -24,6 +25,8 @@ public:
   /// The name of the process. All others begin with a comma.
   [[nodiscard]] std::string firstRecord() const;
   void append(std::string& out, const OSSignpost& signpost);
+  /// Gives a lane a name, unless it has one.
+  void appendName(std::string& out, OSSignpostID id, std::string_view name);
 
 private:
   struct Lane {
@@ -32,10 +35,9 @@ private:
     std::vector<OSSignpost> open;  // where intervals began that have not ended, each inside of the one before
   };
 
-  Lane& laneOf(const OSSignpost& signpost);
-  void begin(std::string& out, Lane& lane, const OSSignpost& signpost) const;
+  Lane& laneWith(OSSignpostID id);
+  void begin(std::string& out, Lane& lane, const OSSignpost& signpost);
   void end(std::string& out, Lane& lane, const OSSignpost& signpost) const;
-  void appendLaneName(std::string& out, const Lane& lane, StaticText name) const;
   void appendRecord(std::string& out, const Lane& lane, const OSSignpost& signpost, const char* phase) const;
 
   const pid_t process_;

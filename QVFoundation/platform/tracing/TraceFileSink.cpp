@@ -59,6 +59,15 @@ void TraceFileSink::write(const OSSignpost& signpost) {
   writeRecordsOrThrow();
 }
 
+void TraceFileSink::nameLane(OSSignpostID lane, std::string_view name) {
+  if (isInForkedProcess()) return;
+  const MutexLock lock(mutex_);
+  if (descriptor_ < 0) return;
+  std::string record;
+  events_->appendName(record, lane, name);
+  records_ += record;
+}
+
 void TraceFileSink::flush() {
   if (isInForkedProcess()) return;
   const MutexLock lock(mutex_);

@@ -25,7 +25,7 @@ class TraceEvents;
 /// setOSSignpostSink(previous);
 /// ```
 ///
-/// Each lane is a row of the timeline, called by the name of the first interval that begins in it. In a
+/// Each lane is a row of the timeline, called by its name, or else by that of the first interval in it. In a
 /// row, intervals lie inside of each other or side by side: one that ends before another that began later
 /// cuts that one in two. One that begins anew before it has ended ends there. An end without a begin, as of
 /// an interval that was open when recording began, is left out.
@@ -48,6 +48,7 @@ public:
   [[nodiscard]] const std::filesystem::path& path() const noexcept { return path_; }
 
   void write(const OSSignpost& signpost) override;
+  void nameLane(OSSignpostID lane, std::string_view name) override;
   /// Writes what has come together so far.
   void flush() override;
 

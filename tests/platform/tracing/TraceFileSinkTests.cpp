@@ -131,6 +131,18 @@ TEST(TraceFileSink, drawsALaneARowInWhichIntervalsNest) {
   for (const auto& c : cases) EXPECT_EQ(wordsOf(recordsOf(c.marks)), c.words) << c.row;
 }
 
+TEST(TraceFileSink, callsALaneByTheNameThatItGetsFirst) {
+  const TemporaryFolder folder;
+  {
+    TraceFileSink sink(folder / "trace.json");
+    const OSSignpost whole = signpostOf({begin, "import", 1, 1});
+    sink.nameLane(whole.lane, "\"Classical\"");
+    sink.write(whole);
+    sink.nameLane(whole.lane, "late");
+  }
+  EXPECT_EQ(wordsOf(recordsIn(contentOf(folder / "trace.json"))), "1M \"Classical\", 1B import");
+}
+
 TEST(TraceFileSink, saysWhenAndWhoseAndWhereACutIs) {
   using std::chrono::nanoseconds;
   const auto records = recordsOf({{begin, "a", 1, 1, nanoseconds(0)},
