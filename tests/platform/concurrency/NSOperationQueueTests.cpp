@@ -337,18 +337,27 @@ TEST_F(OperationQueue, startsTheNextWhateverWaitsForIt) {
   const auto observation = observe(*queue, "operationCount", [&](NSOperationQueue&, const NSKeyValueChange&) {
     if (waits.exchange(false)) second.wait(), waited = true;
   });
+  queue->setSuspended(true);  // what is added does not start before observers have heard of it
   queue->addOperationWithBlock([&] { waits = true; });
   queue->addOperationWithBlock([&] { secondRan.set_value(); });
+  queue->setSuspended(false);
+  queue->waitUntilAllOperationsAreFinished();
   while (!waited) std::this_thread::yield();
 
   std::promise<void> fourthRan;
-  std::shared_ptr<void> whenThirdGoes(nullptr, [&](void*) { fourthRan.get_future().wait(); });
+  const auto fourth = fourthRan.get_future().share();
+  std::atomic<bool> hasGone = false;
+  std::shared_ptr<void> whenThirdGoes(nullptr, [&](void*) {
+    fourth.wait();
+    hasGone = true;
+  });
   auto unlimited = std::make_shared<NSOperationQueue>();
   unlimited->setSuspended(true);
   unlimited->addOperationWithBlock([kept = std::move(whenThirdGoes)] {});
   unlimited->addOperationWithBlock([&] { fourthRan.set_value(); });
   unlimited->setSuspended(false);
   unlimited->waitUntilAllOperationsAreFinished();
+  while (!hasGone) std::this_thread::yield();
 }
 
 TEST_F(OperationQueue, leavesAnOperationAloneThatObserversKeepFromIt) {
