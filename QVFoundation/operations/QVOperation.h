@@ -116,9 +116,10 @@ using Returned = std::conditional_t<std::is_void_v<std::invoke_result_t<Callable
 /// "isPaused" and "mainThreadProgress" change on the main thread.
 /// Ownership: held by `std::shared_ptr`. It owns its progress, its conditions and its sub-operation; a
 /// sub-operation does not keep the one that runs it.
-/// Errors: what leaves the body or a hook as an exception is the operation's failure; an `NSException` is so as
-/// the error 1003. What leaves a hook, and an `NSException` also from the body, ends the run there: then the
-/// progress is not shown complete. What leaves a completion block or a time-out handler ends the process.
+/// Errors: what leaves the body or a hook as an exception is the operation's failure; an `NSException` is
+/// so as the error 1003. What leaves a hook, and an `NSException` also from the body, ends the run there:
+/// then the progress is not shown complete. What leaves a completion block or a time-out handler ends the
+/// process.
 class QV_EXPORT QVOperation : public NSOperation, public NSProgressReporting {
 public:
   static const NSClass& staticClass();
@@ -141,8 +142,8 @@ public:
   /// Hands the operation to the queue that all share in the background. Raises `NSInvalidArgumentException`
   /// where it has been started, or is on a queue.
   virtual void startInBackground();
-  /// Runs a block on the main thread when the operation has finished, in place of any completion block. Raises
-  /// `NSInvalidArgumentException` where it is empty.
+  /// Runs a block on the main thread when the operation has finished, in place of any completion block.
+  /// Raises `NSInvalidArgumentException` where it is empty.
   void setMainThreadCompletionBlock(std::function<void()> block);
   /// The same with the operation itself, by reference or `std::shared_ptr` to its own class, and starts it in
   /// the background. The operation is kept until the handler has run.
@@ -197,10 +198,10 @@ public:
 
   // Time-outs
 
-  /// Calls a handler once on a background thread when the time is up, unless it is cancelled before; a later
-  /// time-out takes its place. It is the handler that does something about it, such as `cancel`. A time
-  /// is clamped to 0 to 100 years; NaN is 100 years. Replacing, cancelling and destroying it wait for a handler that is running
-  /// elsewhere, so a handler must not wait for the operation.
+  /// Calls a handler once on a background thread when the time is up, unless it is cancelled before; a
+  /// later time-out takes its place. It is the handler that does something about it, such as `cancel`. A
+  /// time is clamped to 0 to 100 years; NaN is 100 years. Replacing, cancelling and destroying it wait for
+  /// a handler that is running elsewhere, so a handler must not wait for the operation.
   void addTimeout(std::chrono::duration<double> seconds, std::function<void()> handler);
   void cancelTimeout();
 
@@ -227,8 +228,8 @@ public:
   // Parts of an operation, and the whole
 
   [[nodiscard]] std::shared_ptr<QVOperation> subOperation() const;
-  /// The one that had been there loses its logger and its super-operation; the new one gets this one's logger,
-  /// and this one as its super-operation.
+  /// The one that had been there loses its logger and its super-operation; the new one gets this one's
+  /// logger, and this one as its super-operation.
   void setSubOperation(std::shared_ptr<QVOperation> operation);
   [[nodiscard]] std::shared_ptr<QVOperation> superOperation() const;
   /// Raises `NSInvalidArgumentException` for one that is this one, or a part of it.
@@ -278,11 +279,11 @@ public:
     });
   }
 
-  /// Runs another operation within this one, on this thread if it blocks, and returns its value or throws its
-  /// error. Its progress stands for so many units of `topLevelProgress()`; of none, and then it is not seen
-  /// there at all. Raises `NSInvalidArgumentException` for one that is a part of another one already, or runs.
-  /// One that has finished gives what it ended in. Where this operation is cancelled the other one does not
-  /// run, and the error 1002 is thrown.
+  /// Runs another operation within this one, on this thread if it blocks, and returns its value or throws
+  /// its error. Its progress stands for so many units of `topLevelProgress()`; of none, and then it is not
+  /// seen there at all. Raises `NSInvalidArgumentException` for one that is a part of another one already,
+  /// or runs. One that has finished gives what it ended in. Where this operation is cancelled the other one
+  /// does not run, and the error 1002 is thrown.
   template <std::derived_from<QVOperation> Operation>
   typename Operation::ResultType performSubOperation(const std::shared_ptr<Operation>& operation,
                                                      std::int64_t withUnitCount) {
@@ -314,8 +315,8 @@ public:
     const RegisteredCondition condition(*this, withConditionName);
     return std::invoke(std::forward<Block>(block));
   }
-  /// Waits until the condition is signalled, or the operation is cancelled; a wait that begins after that ends
-  /// after 50 milliseconds. A name that there is no `performBlock` around for ends the process.
+  /// Waits until the condition is signalled, or the operation is cancelled; a wait that begins after that
+  /// ends after 50 milliseconds. A name that there is no `performBlock` around for ends the process.
   void wait(const QVOperationConditionName& onConditionName);
   /// The same, or until a question is answered with yes. It is asked at the beginning and every 50
   /// milliseconds. What it throws ends the wait.

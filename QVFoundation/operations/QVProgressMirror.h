@@ -20,9 +20,9 @@ namespace QVFoundation {
 /// const auto mirror = std::make_shared<QVProgressMirror>(operation->progress(), shown, DispatchQueue::main());
 /// ```
 ///
-/// A destination has 10,000 units, whatever the source counts in; fractions of a unit are dropped: one of three
-/// is 3,333. While the source is indeterminate its counts are copied as they are. Each copy is a whole one,
-/// whether the source has changed or not. Its texts are also set on all above the destination.
+/// A destination has 10,000 units, whatever the source counts in; fractions of a unit are dropped: one of
+/// three is 3,333. While the source is indeterminate its counts are copied as they are. Each copy is a
+/// whole one, whether the source has changed or not. Its texts are also set on all above the destination.
 ///
 /// Threads: any. The destination is written on the queue alone, and by those who call
 /// `updateDestinationProgress`.

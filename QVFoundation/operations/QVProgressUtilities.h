@@ -26,7 +26,8 @@ QV_EXPORT void setName(NSProgress& progress, const std::optional<std::string>& n
 
 /// Its `debugDictionary` as JSON, on one line.
 [[nodiscard]] QV_EXPORT std::string customDescription(const NSProgress& progress);
-/// Its description and those of all that stand below it, one a line, each two blanks further in than its parent.
+/// Its description and those of all that stand below it, one a line, each two blanks further in than its
+/// parent.
 [[nodiscard]] QV_EXPORT std::string hierarchyDescriptionWithIndent(const NSProgress& progress, int indent);
 
 /// Set the text here and on all above.

@@ -320,7 +320,7 @@ TEST(QVOperationTimeoutDeathTest, endsTheProcessForAnEscapedException) {
   EXPECT_DEATH(
       {
         operation->addTimeout(0s, [] { throw std::runtime_error("no"); });
-        for (;;) std::this_thread::sleep_for(1s);
+        for (;;) std::this_thread::sleep_for(1s);  // until the handler has ended the process
       },
       "time-out handler of the operation Import");
   EXPECT_DEATH(

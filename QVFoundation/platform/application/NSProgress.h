@@ -131,8 +131,8 @@ public:
   [[nodiscard]] std::string localizedDescription() const;
   /// Absent for the default.
   void setLocalizedDescription(std::optional<std::string> description);
-  /// The details. Until somebody sets them: the counts, the throughput where it is of files, and the time that is
-  /// left.
+  /// The details. Until somebody sets them: the counts, the throughput where it is of files, and the time
+  /// that is left.
   [[nodiscard]] std::string localizedAdditionalDescription() const;
   void setLocalizedAdditionalDescription(std::optional<std::string> description);
 

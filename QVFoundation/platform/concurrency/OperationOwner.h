@@ -45,10 +45,11 @@ struct PlaceOnQueue {
   std::uint8_t rank = 0;                // likewise, by priority
 };
 
-/// What an operation tells the queue that it is on. No lock is held meanwhile. It lives at least as long as the
-/// operation is on it.
+/// What an operation tells the queue that it is on. No lock is held meanwhile. The queue lives at least as
+/// long as the operation is on it.
 class OperationOwner {
 public:
+  /// Keeps it for longer. This alone is asked under the operation's lock.
   [[nodiscard]] virtual std::shared_ptr<OperationOwner> kept() = 0;
   virtual void operationIsReady(NSOperation& operation) = 0;
   virtual void operationWillHaveOtherPriority() = 0;

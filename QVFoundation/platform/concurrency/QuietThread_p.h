@@ -8,9 +8,9 @@
 
 namespace QVFoundation::detail {
 
-/// Starts a thread that runs until its body returns, under a name for debuggers. It takes no signals but those
-/// for its own faults: they are the application's. It wakes at the time that it asks for; else the kernel may
-/// let 50 microseconds more pass.
+/// Starts a thread that runs until its body returns, under a name for debuggers. It takes no signals but
+/// those for its own faults: they are the application's. It wakes at the time that it asks for; else the
+/// kernel may let 50 microseconds more pass.
 ///
 /// Errors: `std::system_error` where the system has no thread to give.
 template <class Body>

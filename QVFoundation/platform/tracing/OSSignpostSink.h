@@ -44,7 +44,8 @@ public:
   /// Takes one signpost. Those that are put up in here are dropped.
   virtual void write(const OSSignpost& signpost) = 0;
 
-  /// Hears what is shown in a lane, such as an operation by its name, before anything is. Here it does nothing.
+  /// Hears what is shown in a lane, such as an operation by its name, before anything is. Here it does
+  /// nothing.
   virtual void nameLane(OSSignpostID /*lane*/, std::string_view /*name*/) {}
 
   /// Called when the process exits, if the sink is in place then: what is kept back has to go out now.
