@@ -8,6 +8,7 @@
 #include <unistd.h>
 #include <utility>
 
+#include "QVFoundation/platform/files/FileLocation_p.h"
 #include "QVFoundation/platform/files/FileOutput_p.h"
 #include "QVFoundation/platform/files/SystemCalls_p.h"
 #include "QVFoundation/platform/runtime/NSException.h"
@@ -44,27 +45,20 @@ const std::shared_ptr<NSFileHandle>& NSFileHandle::standardOutput() { return sta
 
 const std::shared_ptr<NSFileHandle>& NSFileHandle::standardError() { return standardHandle(STDERR_FILENO); }
 
-std::shared_ptr<NSFileHandle> NSFileHandle::fileHandleForReadingAtPath(const std::filesystem::path& path) {
+std::shared_ptr<NSFileHandle> NSFileHandle::fileHandleForReadingAtPath(PathView path) {
   const int descriptor = openDescriptor(path, O_RDONLY);
-  return descriptor < 0 ? nullptr : std::make_shared<NSFileHandle>(descriptor, CloseOnRelease::yes, path);
+  return descriptor < 0 ? nullptr
+                        : std::make_shared<NSFileHandle>(descriptor, CloseOnRelease::yes, path.text());
 }
 
-std::shared_ptr<NSFileHandle> NSFileHandle::fileHandleForWritingAtPath(const std::filesystem::path& path) {
+std::shared_ptr<NSFileHandle> NSFileHandle::fileHandleForWritingAtPath(PathView path) {
   const int descriptor = openDescriptor(path, O_WRONLY);
-  return descriptor < 0 ? nullptr : std::make_shared<NSFileHandle>(descriptor, CloseOnRelease::yes, path);
+  return descriptor < 0 ? nullptr
+                        : std::make_shared<NSFileHandle>(descriptor, CloseOnRelease::yes, path.text());
 }
 
-int NSFileHandle::openDescriptor(const std::filesystem::path& path, int flags, mode_t mode) noexcept {
-  if (path.native().find('\0') !=
-      std::string::npos) {  // the system would open the file whose name ends there
-    errno = ENOENT;
-    return -1;
-  }
-  int descriptor = -1;
-  do {
-    descriptor = detail::systemCalls().open(path.c_str(), flags | O_CLOEXEC, mode);
-  } while (descriptor < 0 && errno == EINTR);
-  return descriptor;
+int NSFileHandle::openDescriptor(PathView path, int flags, mode_t mode) {
+  return detail::FileLocation(path).open(flags, mode).release();
 }
 
 NSData NSFileHandle::readDataOfLength(std::size_t length) {

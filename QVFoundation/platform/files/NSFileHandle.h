@@ -12,6 +12,7 @@
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/concurrency/ThreadSafety.h"
 #include "QVFoundation/platform/concurrency/UnfairLock.h"
+#include "QVFoundation/platform/files/PathView.h"
 #include "QVFoundation/platform/runtime/NSObject.h"
 #include "QVFoundation/platform/runtime/Value.h"
 
@@ -45,11 +46,9 @@ public:
   [[nodiscard]] static const std::shared_ptr<NSFileHandle>& standardError();
 
   // Null where the file cannot be opened; `errno` then says why.
-  [[nodiscard]] static std::shared_ptr<NSFileHandle> fileHandleForReadingAtPath(
-      const std::filesystem::path& path);
+  [[nodiscard]] static std::shared_ptr<NSFileHandle> fileHandleForReadingAtPath(PathView path);
   /// Writes to an existing file, from its beginning.
-  [[nodiscard]] static std::shared_ptr<NSFileHandle> fileHandleForWritingAtPath(
-      const std::filesystem::path& path);
+  [[nodiscard]] static std::shared_ptr<NSFileHandle> fileHandleForWritingAtPath(PathView path);
 
   /// -1 once it is closed.
   [[nodiscard]] int fileDescriptor() const noexcept { return descriptor_.load(std::memory_order_relaxed); }
@@ -73,8 +72,7 @@ public:
 
 protected:
   /// Opens a file whose descriptor is not inherited by child processes; -1 where that fails.
-  [[nodiscard]] static int openDescriptor(const std::filesystem::path& path, int flags,
-                                          mode_t mode = 0) noexcept;
+  [[nodiscard]] static int openDescriptor(PathView path, int flags, mode_t mode = 0);
 
   /// Writes a line and a line break in one piece. After a line that was cut off by a failure the next one
   /// begins on a line of its own.

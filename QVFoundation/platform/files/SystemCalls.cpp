@@ -1,5 +1,9 @@
+#include <cstdio>
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/socket.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include "QVFoundation/platform/files/SystemCalls_p.h"
@@ -8,7 +12,8 @@ namespace QVFoundation::detail {
 
 [[gnu::hot]] SystemCalls& systemCalls() noexcept {
   static constinit SystemCalls calls = {
-      .open = [](const char* path, int flags, mode_t mode) { return ::open(path, flags, mode); },
+      .open = [](int folder, const char* path, int flags,
+                 mode_t mode) { return ::openat(folder, path, flags, mode); },
       .close = ::close,
       .stat = ::fstat,
       .read = ::read,
@@ -16,6 +21,23 @@ namespace QVFoundation::detail {
       .send = ::send,
       .poll = ::poll,
       .sync = ::fsync,
+      .changeMode = ::fchmod,
+      .changeOwner = ::fchown,
+      .lock = ::flock,
+      .seek = ::lseek,
+      .readEntries = ::getdents64,
+      .status = ::statx,
+      .readLink = ::readlinkat,
+      .makeFolder = ::mkdirat,
+      .link = ::linkat,
+      .rename = ::renameat2,
+      .remove = ::unlinkat,
+      .handleOf = ::name_to_handle_at,
+      .openHandle = ::open_by_handle_at,
+      .listAttributes = ::llistxattr,
+      .getAttribute = ::lgetxattr,
+      .setAttribute = ::lsetxattr,
+      .removeAttribute = ::lremovexattr,
   };
   return calls;
 }

@@ -22,7 +22,7 @@ constexpr std::chrono::seconds longPause{1};
 
 int openNew(const std::filesystem::path& path) {
   const int descriptor =
-      detail::systemCalls().open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+      detail::systemCalls().open(AT_FDCWD, path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
   if (descriptor < 0) throw std::system_error(errno, std::generic_category(), path.native());
   return descriptor;
 }

@@ -42,20 +42,18 @@ class ScriptedCalls {
 public:
   explicit ScriptedCalls(mode_t mode = S_IFREG) : mode_(mode), original_(detail::systemCalls()) {
     self_ = this;
-    detail::systemCalls() = {
-        .open = [](const char*, int, mode_t) { return self_->take("open", 1) < 0 ? -1 : descriptor; },
-        .close = [](int) { return static_cast<int>(self_->take("close", 0)); },
-        .stat = [](int, struct stat* status) { return status->st_mode = self_->mode_, 0; },
-        .read = [](int, void*, std::size_t size) { return self_->take("read", size); },
-        .write = [](int, const void* from, std::size_t size) { return self_->write(from, size, 0); },
-        .send = [](int, const void* from, std::size_t size, int f) { return self_->write(from, size, f); },
-        .poll =
-            [](pollfd* request, nfds_t, int timeout) {
-              EXPECT_EQ(timeout, -1);
-              return static_cast<int>(self_->take(request->events == POLLIN ? "poll-in" : "poll-out", 1));
-            },
-        .sync = [](int) { return static_cast<int>(self_->take("sync", 0)); },
+    detail::SystemCalls& system = detail::systemCalls();
+    system.open = [](int, const char*, int, mode_t) { return self_->take("open", 1) < 0 ? -1 : descriptor; };
+    system.close = [](int) { return static_cast<int>(self_->take("close", 0)); };
+    system.stat = [](int, struct stat* status) { return status->st_mode = self_->mode_, 0; };
+    system.read = [](int, void*, std::size_t size) { return self_->take("read", size); };
+    system.write = [](int, const void* from, std::size_t size) { return self_->write(from, size, 0); };
+    system.send = [](int, const void* from, std::size_t size, int f) { return self_->write(from, size, f); };
+    system.poll = [](pollfd* request, nfds_t, int timeout) {
+      EXPECT_EQ(timeout, -1);
+      return static_cast<int>(self_->take(request->events == POLLIN ? "poll-in" : "poll-out", 1));
     };
+    system.sync = [](int) { return static_cast<int>(self_->take("sync", 0)); };
   }
   ScriptedCalls(const ScriptedCalls&) = delete;
   ScriptedCalls& operator=(const ScriptedCalls&) = delete;
