@@ -38,6 +38,8 @@
 #include "QVFoundation/platform/concurrency/ThreadSafety.h"
 #include "QVFoundation/platform/concurrency/UnfairLock.h"
 #include "QVFoundation/platform/files/NSFileHandle.h"
+#include "QVFoundation/platform/files/PathComponents.h"
+#include "QVFoundation/platform/files/PathView.h"
 #include "QVFoundation/platform/runtime/Array.h"
 #include "QVFoundation/platform/runtime/ChangeNotice.h"
 #include "QVFoundation/platform/runtime/CustomNSError.h"

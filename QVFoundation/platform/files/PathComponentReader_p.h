@@ -1,0 +1,37 @@
+#pragma once
+
+#include <algorithm>
+#include <string_view>
+
+namespace QVFoundation::detail {
+
+/// Walks over the components of a path, as `pathComponents` gives them, and copies none.
+///
+/// Threads: as a plain value.
+/// Ownership: borrows the path.
+class PathComponentReader {
+public:
+  explicit PathComponentReader(std::string_view path) noexcept : rest_(path) {}
+
+  /// The next component; empty after the last one, which no component is.
+  std::string_view next() noexcept {
+    if (rest_.starts_with('/')) {  // what is left is the whole path, or the slashes at its end
+      const std::string_view slash = rest_.substr(0, 1);
+      skipSlashes();
+      return slash;
+    }
+    const std::string_view name = rest_.substr(0, rest_.find('/'));
+    rest_.remove_prefix(name.size());
+    if (rest_.find_first_not_of('/') != std::string_view::npos) skipSlashes();
+    return name;
+  }
+
+  [[nodiscard]] bool isAtEnd() const noexcept { return rest_.empty(); }
+
+private:
+  void skipSlashes() noexcept { rest_.remove_prefix(std::min(rest_.find_first_not_of('/'), rest_.size())); }
+
+  std::string_view rest_;
+};
+
+}  // namespace QVFoundation::detail
