@@ -63,6 +63,11 @@ int FileLocation::renameTo(const FileLocation& other, unsigned flags) const noex
   });
 }
 
+int FileLocation::linkTo(const FileLocation& other) const noexcept {
+  return callUnless(error_ != 0 ? error_ : other.error_,
+                    [&] { return systemCalls().link(folder(), name(), other.folder(), other.name(), 0); });
+}
+
 int FileLocation::readLink(std::string& text) const {
   for (std::size_t size = 256;; size *= 2) {
     text.resize(size);

@@ -32,6 +32,8 @@ public:
   [[nodiscard]] int makeFolder(mode_t mode) const noexcept;
   [[nodiscard]] int remove(int flags) const noexcept;
   [[nodiscard]] int renameTo(const FileLocation& other, unsigned flags) const noexcept;
+  /// Gives the item a second name.
+  [[nodiscard]] int linkTo(const FileLocation& other) const noexcept;
   /// The text of a link, however long it is, without a zero at its end.
   [[nodiscard]] int readLink(std::string& text) const;
   /// For calls that take a path and no folder.

@@ -26,6 +26,7 @@ namespace QVFoundation::detail {
       .lock = ::flock,
       .seek = ::lseek,
       .readEntries = ::getdents64,
+      .statAt = ::fstatat,
       .status = ::statx,
       .readLink = ::readlinkat,
       .makeFolder = ::mkdirat,

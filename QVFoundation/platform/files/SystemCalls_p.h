@@ -31,6 +31,7 @@ struct SystemCalls {
   ssize_t (*readEntries)(int folder, void* buffer, std::size_t size);  // getdents64
 
   // Names
+  int (*statAt)(int folder, const char* path, struct stat* status, int flags);  // costs less than statx
   int (*status)(int folder, const char* path, int flags, unsigned mask, struct statx* status);
   ssize_t (*readLink)(int folder, const char* path, char* buffer, std::size_t size);
   int (*makeFolder)(int folder, const char* path, mode_t mode);

@@ -17,9 +17,16 @@ inline constexpr std::string_view NSCocoaErrorDomain = "NSCocoaErrorDomain";
 inline constexpr std::string_view QVErrorDomain = "QVErrorDomain";  ///< the library's own
 
 // Codes in `NSCocoaErrorDomain`.
+inline constexpr std::int64_t NSFileNoSuchFileError = 4;  ///< to be changed, moved or removed
 inline constexpr std::int64_t NSFileReadUnknownError = 256;
+inline constexpr std::int64_t NSFileReadNoPermissionError = 257;
 inline constexpr std::int64_t NSFileReadNoSuchFileError = 260;
+inline constexpr std::int64_t NSFileReadTooLargeError = 263;
 inline constexpr std::int64_t NSFileWriteUnknownError = 512;
+inline constexpr std::int64_t NSFileWriteNoPermissionError = 513;
+inline constexpr std::int64_t NSFileWriteFileExistsError = 516;
+inline constexpr std::int64_t NSFileWriteOutOfSpaceError = 640;
+inline constexpr std::int64_t NSFileWriteVolumeReadOnlyError = 642;
 inline constexpr std::int64_t NSUserCancelledError = 3072;
 inline constexpr std::int64_t NSPropertyListReadCorruptError = 3840;
 inline constexpr std::int64_t NSPropertyListWriteInvalidError = 3852;

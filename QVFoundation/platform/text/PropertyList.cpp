@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "QVFoundation/platform/text/FileContents_p.h"
+#include "QVFoundation/platform/text/DictionaryFromFile_p.h"
 #include "QVFoundation/platform/text/PropertyListForms_p.h"
 #include "QVFoundation/platform/text/TextDecoding_p.h"
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "QVFoundation/platform/text/FileContents_p.h"
+#include "QVFoundation/platform/text/DictionaryFromFile_p.h"
 #include "QVFoundation/platform/text/PropertyList.h"
 #include "QVFoundation/platform/text/PropertyListForms_p.h"
 #include "QVFoundation/platform/text/SyntaxError_p.h"

@@ -27,6 +27,8 @@ std::size_t asciiPrefixLength(std::string_view text) noexcept {
   return length;
 }
 
+bool isContinuation(char byte) noexcept { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
+
 /// What a first byte promises: the number of bytes that follow, its share of the code point, and the range of
 /// the second byte, which alone tells overlong forms, surrogates and too large values from good ones.
 struct Lead {
@@ -155,6 +157,15 @@ std::size_t utf16UnitCount(std::string_view text) noexcept { return unitCount<un
 
 std::string_view prefixOfCodePoints(std::string_view text, std::size_t count) noexcept {
   return prefixOfUnits<unitsOfUTF32>(text, count);
+}
+
+std::string_view prefixOfBytes(std::string_view text, std::size_t count) noexcept {
+  if (text.size() <= count) return text;
+  // The code point at the cut begins at most three bytes before it.
+  std::size_t begin = count;
+  while (begin > 0 && count - begin < 3 && isContinuation(text[begin])) --begin;
+  const bool isSplit = begin + decodeUTF8(text.substr(begin)).length > count;
+  return text.substr(0, isSplit ? begin : count);
 }
 
 std::string_view prefixOfUTF16Units(std::string_view text, std::size_t count) noexcept {

@@ -43,6 +43,9 @@ inline constexpr char32_t replacementCharacter = U'\uFFFD';
 [[nodiscard]] QV_EXPORT std::string_view prefixOfUTF16Units(std::string_view text,
                                                             std::size_t count) noexcept;
 
+/// The longest beginning with at most `count` bytes that splits no code point.
+[[nodiscard]] QV_EXPORT std::string_view prefixOfBytes(std::string_view text, std::size_t count) noexcept;
+
 /// One code point and the number of bytes that it takes. What is not UTF-8 gives U+FFFD and the bytes
 /// to skip.
 struct DecodedCodePoint {

@@ -238,7 +238,7 @@ TEST(PropertyList, ofAFileIsADictionaryOrAnErrorThatNamesTheFileAndKeepsTheCause
   std::filesystem::resize_file(folder / "huge", 1ULL << 32);  // holes only
   for (const auto& [name, code, cause] : {std::tuple{"absent", NSFileReadNoSuchFileError, ENOENT},
                                           {"", NSFileReadUnknownError, EISDIR},
-                                          {"huge", NSFileReadUnknownError, EFBIG},
+                                          {"huge", NSFileReadTooLargeError, EFBIG},
                                           {"pipe", NSFileReadUnknownError, EINVAL}}) {
     EXPECT_FALSE(dictionaryFromPropertyListFile(folder / name, &error));
     EXPECT_EQ(error->code(), code) << name;

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <sys/stat.h>
+
+#include "QVFoundation/platform/files/FileLocation_p.h"
+
+namespace QVFoundation::detail {
+
+/// A file that is written under another name beside its own, and takes its own once it is whole. It goes if
+/// that never happens.
+///
+/// Threads: one at a time.
+/// Errors: `open` and `commit` return 0, or an `errno`.
+class AtomicFile {
+public:
+  enum class Existing { replace, refuse };
+  /// Links are followed.
+  AtomicFile(PathView path, Existing existing);
+  AtomicFile(const AtomicFile&) = delete;
+  AtomicFile& operator=(const AtomicFile&) = delete;
+  ~AtomicFile();
+
+  [[nodiscard]] int open();
+  [[nodiscard]] int descriptor() const noexcept { return file_.number(); }
+
+  /// Returns when the file is on the disk and has its name.
+  [[nodiscard]] int commit();
+
+private:
+  [[nodiscard]] int takeAttributes(const struct statx& replaced) const;
+
+  const Existing existing_;
+  Descriptor folder_;
+  std::string name_;
+  int error_ = 0;
+  std::optional<FileLocation> waiting_;  // while there is something to remove
+  Descriptor file_;
+};
+
+}  // namespace QVFoundation::detail

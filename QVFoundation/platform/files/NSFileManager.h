@@ -1,0 +1,66 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/files/NSDirectoryEnumerator.h"
+#include "QVFoundation/platform/files/NSFileAttributes.h"
+#include "QVFoundation/platform/files/PathView.h"
+#include "QVFoundation/platform/runtime/NSError.h"
+#include "QVFoundation/platform/runtime/NSObject.h"
+
+namespace QVFoundation {
+
+/// What can be asked of the file system and done in it.
+///
+/// ```cpp
+/// const auto& files = *NSFileManager::defaultManager();
+/// std::optional<NSError> error;
+/// if (!files.moveItemAtPath("draft.txt", "letter.txt", &error)) throw *error;
+/// for (auto& item : files.enumeratorAtPath("Music")) total += item.fileSize();
+/// ```
+///
+/// Paths may be longer than `PATH_MAX`; relative ones are taken from the current folder.
+///
+/// Threads: without state; any thread may use any manager.
+/// Errors: `NSCocoaErrorDomain` with the path under `NSFilePathErrorKey` and the system's reason, in
+/// `NSPOSIXErrorDomain`, as underlying error. Functions that take no error say nothing of one.
+class QV_EXPORT NSFileManager : public NSObject {
+public:
+  [[nodiscard]] static const std::shared_ptr<NSFileManager>& defaultManager();
+
+  static const NSClass& staticClass();
+  [[nodiscard]] const NSClass& dynamicClass() const override { return staticClass(); }
+
+  /// Whether there is something at a path, links followed: a link that leads nowhere counts as nothing.
+  [[nodiscard]] bool fileExistsAtPath(PathView path, bool* isDirectory = nullptr) const;
+  /// Of the item itself; links are not followed.
+  [[nodiscard]] std::optional<NSFileAttributes> attributesOfItemAtPath(
+      PathView path, std::optional<NSError>* error = nullptr) const;
+  /// The text of a link as it stands.
+  [[nodiscard]] std::optional<std::filesystem::path> destinationOfSymbolicLinkAtPath(
+      PathView path, std::optional<NSError>* error = nullptr) const;
+  /// The names of what is in a folder, in no order.
+  [[nodiscard]] std::optional<std::vector<std::string>> contentsOfDirectoryAtPath(
+      PathView path, std::optional<NSError>* error = nullptr) const;
+  /// All that is in a folder, however deep: see there.
+  [[nodiscard]] NSDirectoryEnumerator enumeratorAtPath(
+      PathView path, NSDirectoryEnumerator::ErrorHandler errorHandler = nullptr) const;
+
+  enum class WithIntermediateDirectories { no, yes };
+  /// Creates a folder that everybody may read, less what the process's mask takes away. With intermediate
+  /// ones, those on the way are created too, and one that exists already is no failure.
+  bool createDirectoryAtPath(PathView path, WithIntermediateDirectories intermediates,
+                             std::optional<NSError>* error = nullptr) const;
+  /// Removes an item, and all that is in it. No link is followed out of the folder, whatever others do
+  /// meanwhile. Ends at the first item that cannot be removed; what was removed before stays so.
+  bool removeItemAtPath(PathView path, std::optional<NSError>* error = nullptr) const;
+  /// Gives an item another path on the same volume, in one step. What is there already is never replaced.
+  bool moveItemAtPath(PathView path, PathView toPath, std::optional<NSError>* error = nullptr) const;
+};
+
+}  // namespace QVFoundation

@@ -1,0 +1,55 @@
+#include <utility>
+
+#include "QVFoundation/platform/files/DirectoryWalk_p.h"
+#include "QVFoundation/platform/files/TreeRemoval_p.h"
+
+namespace QVFoundation::detail {
+
+namespace {
+
+// Who fills a folder faster than it is emptied does not keep us here for ever.
+constexpr int mostRepetitions = 100;
+
+int removeFromFolder(const DirectoryWalk& walk, int flags) {
+  return uninterrupted([&] { return systemCalls().remove(walk.folder(), walk.name(), flags); });
+}
+
+/// Removes what the walk is about. 0, or an `errno`.
+int removeVisited(DirectoryWalk& walk, DirectoryWalk::Event event, int& repetitions) {
+  using Event = DirectoryWalk::Event;
+  switch (event) {
+    case Event::item: return removeFromFolder(walk, 0) == 0 || errno == ENOENT ? 0 : errno;
+    case Event::left:
+      if (removeFromFolder(walk, AT_REMOVEDIR) == 0 || errno == ENOENT) return 0;
+      // Something came meanwhile, or the file system passed over entries since others were removed.
+      if ((errno != ENOTEMPTY && errno != EEXIST) || ++repetitions > mostRepetitions) return errno;
+      return walk.again() ? 0 : ENOTEMPTY;
+    case Event::unreadable:  // an empty folder goes also if nobody may read it
+      return walk.error() == ENOENT || removeFromFolder(walk, AT_REMOVEDIR) == 0 ? 0 : walk.error();
+    case Event::directory:
+    case Event::end: return 0;
+  }
+  return 0;
+}
+
+}  // namespace
+
+int removeTree(FileLocation location, PathView path, std::string& failed) {
+  if (location.remove(0) == 0) return 0;
+  const int code = errno;
+  failed = path.text();
+  if (code != EISDIR && code != EPERM) return code;  // POSIX has the second for folders (unlink(2))
+
+  DirectoryWalk walk(std::move(location), path, DirectoryWalk::Links::items);
+  int repetitions = 0;
+  for (auto event = walk.next(); event != DirectoryWalk::Event::end; event = walk.next()) {
+    int failure = removeVisited(walk, event, repetitions);
+    if (failure == ENOTDIR && walk.depth() == 0) failure = code;  // a file that the system protects
+    if (failure == 0) continue;
+    failed = walk.path();
+    return failure;
+  }
+  return 0;
+}
+
+}  // namespace QVFoundation::detail

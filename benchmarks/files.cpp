@@ -1,0 +1,226 @@
+// Trees of files that are measured and walked through, names for new files, and the first line of a new log.
+
+#include <cstdint>
+#include <cstdlib>
+#include <dirent.h>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <fts.h>
+#include <ftw.h>
+#include <memory>
+#include <spawn.h>
+#include <string>
+#include <string_view>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+#include "QVFoundation/files/QVDirectoryIteration.h"
+#include "QVFoundation/files/QVFileMeasures.h"
+#include "QVFoundation/operations/QVOperation.h"
+#include "QVFoundation/platform/files/NSFileManager.h"
+
+namespace {
+
+using namespace QVFoundation;
+namespace fs = std::filesystem;
+
+/// Folders with the same number of small files in each; gone when the program ends.
+class Tree {
+public:
+  Tree(int outer, int inner, int files) {
+    std::string name = (fs::temp_directory_path() / "qv-bench-XXXXXX").native();
+    if (mkdtemp(name.data()) == nullptr) std::abort();
+    path_ = name;
+    for (int i = 0; i < outer * inner; ++i) {
+      const fs::path folder = path_ / std::to_string(i / inner) / std::to_string(i % inner);
+      fs::create_directories(folder);
+      for (int file = 0; file < files; ++file) {
+        std::ofstream(folder / ("file-" + std::to_string(file) + ".txt")) << std::string(1 + i % 5000, 'x');
+      }
+    }
+  }
+  Tree(const Tree&) = delete;
+  Tree& operator=(const Tree&) = delete;
+  ~Tree() { fs::remove_all(path_); }
+  [[nodiscard]] const fs::path& path() const { return path_; }
+
+private:
+  fs::path path_;
+};
+
+/// 100,000 files in 2,000 folders.
+const fs::path& largeTree() {
+  static const Tree tree(40, 50, 50);
+  return tree.path();
+}
+
+/// Runs a program to its end; what it prints is dropped.
+void run(benchmark::State& state, std::vector<const char*> arguments) {
+  static const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  arguments.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, nowhere, STDOUT_FILENO);
+  pid_t child = 0;
+  int status = -1;
+  if (posix_spawnp(&child, arguments[0], &actions, nullptr, const_cast<char**>(arguments.data()), environ) ==
+      0) {
+    waitpid(child, &status, 0);
+  }
+  posix_spawn_file_actions_destroy(&actions);
+  if (status != 0) state.SkipWithError("the program failed");
+}
+
+// The sizes of all files, as an operation that can be cancelled at each item.
+
+class MeasureFolder : public QVOperation, public QVSyncOperationProtocol<std::uint64_t> {
+public:
+  explicit MeasureFolder(fs::path folder) : QVOperation("MeasureFolder"), folder_(std::move(folder)) {}
+  std::uint64_t perform() override {
+    std::uint64_t total = 0;
+    for (auto& item : NSFileManager::defaultManager()->enumeratorAtPath(folder_)) {
+      checkForCancellationAndReturnError();
+      total += item.fileSize();
+    }
+    return total;
+  }
+
+private:
+  const fs::path folder_;
+};
+
+void totalSizeOurs(benchmark::State& state) {
+  const fs::path& tree = largeTree();
+  for (auto _ : state) {
+    const auto operation = std::make_shared<MeasureFolder>(tree);
+    operation->start();
+    benchmark::DoNotOptimize(operation->result());
+  }
+}
+
+std::uint64_t sumOfFtw = 0;
+void totalSizeFtw(benchmark::State& state) {
+  const fs::path& tree = largeTree();
+  for (auto _ : state) {
+    sumOfFtw = 0;
+    nftw(
+        tree.c_str(),
+        [](const char*, const struct stat* status, int type, FTW*) {
+          if (type == FTW_F) sumOfFtw += static_cast<std::uint64_t>(status->st_size);
+          return 0;
+        },
+        32, FTW_PHYS);
+    benchmark::DoNotOptimize(sumOfFtw);
+  }
+}
+
+void totalSizeFilesystem(benchmark::State& state) {
+  const fs::path& tree = largeTree();
+  for (auto _ : state) {
+    std::uint64_t total = 0;
+    for (const auto& entry : fs::recursive_directory_iterator(tree)) {
+      if (entry.is_regular_file()) total += entry.file_size();
+    }
+    benchmark::DoNotOptimize(total);
+  }
+}
+
+void totalSizeDu(benchmark::State& state) {
+  const fs::path& tree = largeTree();
+  for (auto _ : state) run(state, {"du", "-sb", tree.c_str()});
+}
+
+// A call for each item.
+
+void walkOurs(benchmark::State& state) {
+  const fs::path& tree = largeTree();
+  for (auto _ : state) {
+    std::size_t bytes = 0;
+    qv_iterateDirectory(tree, QVDirectoryRecursionPostOrder,
+                        [&](std::string_view path) { bytes += path.size(); });
+    benchmark::DoNotOptimize(bytes);
+  }
+}
+
+void walkFts(benchmark::State& state) {
+  const fs::path& tree = largeTree();
+  for (auto _ : state) {
+    std::size_t bytes = 0;
+    char* const roots[] = {const_cast<char*>(tree.c_str()), nullptr};
+    FTS* const walk = fts_open(roots, FTS_PHYSICAL | FTS_NOSTAT | FTS_NOCHDIR, nullptr);
+    while (const FTSENT* const entry = fts_read(walk)) {
+      if (entry->fts_info != FTS_D) bytes += entry->fts_pathlen;
+    }
+    fts_close(walk);
+    benchmark::DoNotOptimize(bytes);
+  }
+}
+
+void walkFilesystem(benchmark::State& state) {
+  const fs::path& tree = largeTree();
+  for (auto _ : state) {
+    std::size_t bytes = 0;
+    for (const auto& entry : fs::recursive_directory_iterator(tree)) bytes += entry.path().native().size();
+    benchmark::DoNotOptimize(bytes);
+  }
+}
+
+void walkFind(benchmark::State& state) {
+  const fs::path& tree = largeTree();
+  for (auto _ : state) run(state, {"find", tree.c_str(), "-depth"});
+}
+
+// What the system takes for the names alone.
+std::size_t readNames(int parent, const char* name) {
+  const int folder = openat(parent, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  std::vector<char> buffer(64UL * 1024);
+  std::size_t bytes = 0;
+  for (;;) {
+    const ssize_t size = getdents64(folder, buffer.data(), buffer.size());
+    if (size <= 0) break;
+    for (ssize_t at = 0; at < size;) {
+      const auto* const entry = reinterpret_cast<const dirent64*>(buffer.data() + at);
+      at += entry->d_reclen;
+      bytes += std::string_view(entry->d_name).size();
+      if (entry->d_type == DT_DIR && entry->d_name[0] != '.') bytes += readNames(folder, entry->d_name);
+    }
+  }
+  close(folder);
+  return bytes;
+}
+
+void walkBare(benchmark::State& state) {
+  const fs::path& tree = largeTree();
+  for (auto _ : state) benchmark::DoNotOptimize(readNames(AT_FDCWD, tree.c_str()));
+}
+
+// The room that files take.
+
+void physicalSizeOurs(benchmark::State& state) {
+  const fs::path& tree = largeTree();
+  for (auto _ : state) benchmark::DoNotOptimize(qv_physicalSizeOfFolderAtPath(tree));
+}
+
+void physicalSizeDu(benchmark::State& state) {
+  const fs::path& tree = largeTree();
+  for (auto _ : state) run(state, {"du", "-s", tree.c_str()});
+}
+
+void milliseconds(benchmark::internal::Benchmark* row) { row->UseRealTime()->Unit(benchmark::kMillisecond); }
+BENCHMARK(totalSizeOurs)->Name("files/total-size/ours")->Apply(milliseconds);
+BENCHMARK(totalSizeFtw)->Name("files/total-size/nftw")->Apply(milliseconds);
+BENCHMARK(totalSizeDu)->Name("files/total-size/du")->Apply(milliseconds);
+BENCHMARK(totalSizeFilesystem)->Name("files/total-size/filesystem")->Apply(milliseconds);
+BENCHMARK(walkOurs)->Name("files/walk/ours")->Apply(milliseconds);
+BENCHMARK(walkFts)->Name("files/walk/fts")->Apply(milliseconds);
+BENCHMARK(walkFind)->Name("files/walk/find")->Apply(milliseconds);
+BENCHMARK(walkFilesystem)->Name("files/walk/filesystem")->Apply(milliseconds);
+BENCHMARK(walkBare)->Name("files/walk/getdents")->Apply(milliseconds);
+BENCHMARK(physicalSizeOurs)->Name("files/physical-size/ours")->Apply(milliseconds);
+BENCHMARK(physicalSizeDu)->Name("files/physical-size/du")->Apply(milliseconds);
+
+}  // namespace
