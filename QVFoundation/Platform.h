@@ -38,6 +38,7 @@
 #include "QVFoundation/platform/concurrency/ThreadSafety.h"
 #include "QVFoundation/platform/concurrency/UnfairLock.h"
 #include "QVFoundation/platform/files/NSFileHandle.h"
+#include "QVFoundation/platform/files/NSSearchPath.h"
 #include "QVFoundation/platform/files/PathComponents.h"
 #include "QVFoundation/platform/files/PathView.h"
 #include "QVFoundation/platform/runtime/Array.h"
