@@ -39,6 +39,8 @@
 #include "QVFoundation/platform/concurrency/UnfairLock.h"
 #include "QVFoundation/platform/files/NSFileHandle.h"
 #include "QVFoundation/platform/files/NSSearchPath.h"
+#include "QVFoundation/platform/files/NSURL.h"
+#include "QVFoundation/platform/files/NSURLResourceKeys.h"
 #include "QVFoundation/platform/files/PathComponents.h"
 #include "QVFoundation/platform/files/PathView.h"
 #include "QVFoundation/platform/runtime/Array.h"

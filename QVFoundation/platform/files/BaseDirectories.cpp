@@ -7,7 +7,7 @@
 
 #include "QVFoundation/platform/files/BaseDirectories_p.h"
 #include "QVFoundation/platform/files/PathComponents.h"
-#include "QVFoundation/platform/text/FileContents_p.h"
+#include "QVFoundation/platform/files/FileContents_p.h"
 
 namespace QVFoundation::detail {
 

@@ -21,6 +21,7 @@ inline constexpr std::int64_t NSFileNoSuchFileError = 4;  ///< to be changed, mo
 inline constexpr std::int64_t NSFileReadUnknownError = 256;
 inline constexpr std::int64_t NSFileReadNoPermissionError = 257;
 inline constexpr std::int64_t NSFileReadNoSuchFileError = 260;
+inline constexpr std::int64_t NSFileReadUnsupportedSchemeError = 262;  ///< the URL is none of a file
 inline constexpr std::int64_t NSFileReadTooLargeError = 263;
 inline constexpr std::int64_t NSFileWriteUnknownError = 512;
 inline constexpr std::int64_t NSFileWriteNoPermissionError = 513;
