@@ -6,6 +6,7 @@
 
 #include "QVFoundation/Collections.h"
 #include "QVFoundation/Errors.h"
+#include "QVFoundation/Files.h"
 #include "QVFoundation/Logging.h"
 #include "QVFoundation/Observation.h"
 #include "QVFoundation/Operations.h"

@@ -1,0 +1,7 @@
+#pragma once
+
+/// Everything about files and paths.
+///
+/// Threads: each header says its own rule.
+
+#include "QVFoundation/files/QVPathUtilities.h"
