@@ -5,3 +5,4 @@
 /// Threads: each header says its own rule.
 
 #include "QVFoundation/files/QVPathUtilities.h"
+#include "QVFoundation/files/QVStandardDirectories.h"
