@@ -6,3 +6,4 @@
 
 #include "QVFoundation/files/QVPathUtilities.h"
 #include "QVFoundation/files/QVStandardDirectories.h"
+#include "QVFoundation/files/QVURLProperties.h"
