@@ -4,6 +4,7 @@
 
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/files/NSDataFiles.h"
+#include "QVFoundation/platform/files/NSURL.h"
 #include "QVFoundation/platform/files/PathView.h"
 #include "QVFoundation/platform/runtime/Dictionary.h"
 #include "QVFoundation/platform/runtime/NSError.h"

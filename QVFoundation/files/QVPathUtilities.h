@@ -40,8 +40,9 @@ concept PathComponentRange =
 template <detail::PathComponentRange Range>
 [[nodiscard]] std::string qv_stringWithPathComponents(Range&& components) {
   std::string path;
-  for (const PathView component : components) {
-    if (component.text() != "/") (path += '/') += component.text();
+  for (auto&& component : components) {
+    const std::string_view text = PathView(component);
+    if (text != "/") (path += '/') += text;
   }
   return path.empty() ? "/" : path;
 }
@@ -61,7 +62,7 @@ template <detail::PathComponentRange Range>
 template <detail::PathComponentRange Range>
 [[nodiscard]] std::string qv_stringByAppendingPathComponents(PathView path, Range&& components) {
   std::string joined(path.text());
-  for (const PathView component : components) joined = stringByAppendingPathComponent(joined, component);
+  for (auto&& component : components) joined = stringByAppendingPathComponent(joined, component);
   return joined;
 }
 template <std::convertible_to<PathView>... Components>

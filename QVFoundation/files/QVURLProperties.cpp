@@ -2,6 +2,8 @@
 
 #include <string_view>
 
+#include "QVFoundation/platform/files/NSFileManager.h"
+
 namespace QVFoundation {
 
 namespace {
@@ -37,6 +39,12 @@ std::optional<std::string> typeIdentifier(const NSURL& url) {
 
 std::optional<NSDate> creationDate(const NSURL& url) {
   return url.resourceValueForKey(NSURLCreationDateKey).as<NSDate>();
+}
+
+bool isInTrash(const NSURL& url) {
+  return url.isFileURL() &&
+         NSFileManager::defaultManager()->getRelationship(
+             NSSearchPathDirectory::trash, NSSearchPathDomainMask::user, url) == NSURLRelationship::contains;
 }
 
 }  // namespace QVFoundation

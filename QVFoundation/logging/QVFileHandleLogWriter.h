@@ -26,8 +26,13 @@ public:
 
   /// Opens a file for appending, never truncating it, and creates it with the permission bits `mode` where it
   /// is missing. Null where the path is empty or the file cannot be opened.
-  [[nodiscard]] static std::shared_ptr<QVFileHandleLogWriter> fileHandleForLoggingAtPath(
-      const std::filesystem::path& path, mode_t mode);
+  ///
+  /// While it is open it is marked (a shared `flock(2)`) as one that is written to, so that pruning spares it.
+  [[nodiscard]] static std::shared_ptr<QVFileHandleLogWriter> fileHandleForLoggingAtPath(PathView path,
+                                                                                         mode_t mode);
+  /// The same, but for a file that is not there yet: where it is, null and `errno` EEXIST.
+  [[nodiscard]] static std::shared_ptr<QVFileHandleLogWriter> newFileHandleForLoggingAtPath(PathView path,
+                                                                                            mode_t mode);
   /// The process's standard output; one writer, shared by all.
   [[nodiscard]] static const std::shared_ptr<QVFileHandleLogWriter>& standardOutput();
 

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "QVFoundation/platform/runtime/ChangeNotice.h"
 #include "QVFoundation/platform/runtime/NSClass.h"
 
 namespace QVFoundation {
@@ -23,6 +24,11 @@ const NSClass& QVToggleLogWriter::staticClass() {
           .property("writingEnabled", &QVToggleLogWriter::writingEnabled,
                     &QVToggleLogWriter::setWritingEnabled));
   return cls;
+}
+
+void QVToggleLogWriter::setWritingEnabled(bool enabled) {
+  const ChangeNotice notice(*this, "writingEnabled");
+  writingEnabled_.store(enabled, std::memory_order_relaxed);
 }
 
 QVToggleLogWriter::QVToggleLogWriter(std::shared_ptr<QVLogWriter> subWriter)

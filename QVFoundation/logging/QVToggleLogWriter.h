@@ -29,7 +29,8 @@ public:
   [[nodiscard]] bool writingEnabled() const noexcept {
     return writingEnabled_.load(std::memory_order_relaxed);
   }
-  void setWritingEnabled(bool enabled) { writingEnabled_.store(enabled, std::memory_order_relaxed); }
+  /// Observers of "writingEnabled" hear of it, also where it is the same again.
+  void setWritingEnabled(bool enabled);
 
   void logMessage(std::string_view message, QVLoggerLevel level) override;
   [[nodiscard]] Dictionary debugDictionary() const override;

@@ -6,8 +6,8 @@
 #include <unistd.h>
 
 #include "QVFoundation/platform/files/BaseDirectories_p.h"
-#include "QVFoundation/platform/files/PathComponents.h"
 #include "QVFoundation/platform/files/FileContents_p.h"
+#include "QVFoundation/platform/files/PathComponents.h"
 
 namespace QVFoundation::detail {
 

@@ -9,15 +9,12 @@ namespace QVFoundation::detail {
 
 namespace {
 
-// Far more than settings and texts take. A file with holes can pretend to any size.
-constexpr off_t mostBytes = 256 * 1024 * 1024;
-
 /// The bytes; empty and a code other than 0 where they cannot be read.
-int readFile(const Descriptor& file, NSData& bytes) {
+int readFile(const Descriptor& file, std::size_t mostBytes, NSData& bytes) {
   struct stat status{};
   if (systemCalls().stat(file.number(), &status) != 0) return errno;
   if (!S_ISREG(status.st_mode)) return S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-  if (status.st_size > mostBytes) return EFBIG;
+  if (status.st_size > static_cast<off_t>(mostBytes)) return EFBIG;
 
   // One byte more than the size that is told, to see the end; files of the kernel tell none at all.
   bytes.resize(static_cast<std::size_t>(status.st_size) + 1);
@@ -28,7 +25,7 @@ int readFile(const Descriptor& file, NSData& bytes) {
     if (count < 0) return errno;
     if (count == 0) break;
     length += static_cast<std::size_t>(count);
-    if (length > static_cast<std::size_t>(mostBytes)) return EFBIG;
+    if (length > mostBytes) return EFBIG;
     if (length == bytes.size()) bytes.resize(2 * length + 4096);
   }
   bytes.resize(length);
@@ -37,10 +34,10 @@ int readFile(const Descriptor& file, NSData& bytes) {
 
 }  // namespace
 
-NSData contentsOfFile(PathView path, NSDataReadingOptions options) {
+NSData contentsOfFile(PathView path, std::size_t mostBytes, NSDataReadingOptions options) {
   const Descriptor file = FileLocation(path).open(O_RDONLY | O_NONBLOCK);
   NSData bytes;
-  const int code = file.isOpen() ? readFile(file, bytes) : errno;
+  const int code = file.isOpen() ? readFile(file, mostBytes, bytes) : errno;
   if (code != 0) throw fileReadError(path, code);
   if (options == NSDataReadingOptions::uncached) posix_fadvise(file.number(), 0, 0, POSIX_FADV_DONTNEED);
   return bytes;

@@ -53,4 +53,10 @@ NSError fileWriteError(PathView path, std::string_view action, int code) {
   return fileError(writeCode(code), path, action, code);
 }
 
+NSError unsupportedSchemeError(std::string_view url) {
+  return {NSCocoaErrorDomain,
+          NSFileReadUnsupportedSchemeError,
+          {{NSLocalizedDescriptionKey, "The URL \"" + std::string(url) + "\" is not that of a file."}}};
+}
+
 }  // namespace QVFoundation::detail

@@ -16,4 +16,7 @@ namespace QVFoundation::detail {
 /// `The file "PATH" could not be ACTION: REASON`.
 [[nodiscard]] NSError fileWriteError(PathView path, std::string_view action, int code);
 
+/// For what is no file's URL, where one is needed: `NSFileReadUnsupportedSchemeError`.
+[[nodiscard]] NSError unsupportedSchemeError(std::string_view url);
+
 }  // namespace QVFoundation::detail

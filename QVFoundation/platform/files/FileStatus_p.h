@@ -12,6 +12,7 @@
 namespace QVFoundation::detail {
 
 [[nodiscard]] NSFileType fileTypeOfMode(mode_t mode) noexcept;
+/// The nearest date that can be told: file systems know years that are too far for nanoseconds in 64 bits.
 [[nodiscard]] QV_TEST_EXPORT NSDate dateOfTimestamp(const statx_timestamp& time) noexcept;
 [[nodiscard]] NSFileAttributes attributesOfStatus(const struct statx& status) noexcept;
 

@@ -6,9 +6,9 @@
 #include <sys/stat.h>
 
 #include "QVFoundation/platform/files/BaseDirectories_p.h"
+#include "QVFoundation/platform/files/FileContents_p.h"
 #include "QVFoundation/platform/files/MimeTypes_p.h"
 #include "QVFoundation/platform/runtime/NSError.h"
-#include "QVFoundation/platform/files/FileContents_p.h"
 
 namespace QVFoundation::detail {
 

@@ -50,7 +50,7 @@ int write(std::span<const std::byte> data, PathView path, NSDataWritingOptions o
 std::optional<NSData> dataWithContentsOfFile(PathView path, NSDataReadingOptions options,
                                              std::optional<NSError>* error) {
   try {
-    return detail::contentsOfFile(path, options);
+    return detail::contentsOfFile(path, detail::mostBytesOfFile, options);
   } catch (const NSError& problem) {
     if (error != nullptr) *error = problem;
     return {};

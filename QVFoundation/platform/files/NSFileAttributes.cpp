@@ -1,5 +1,6 @@
 #include "QVFoundation/platform/files/NSFileAttributes.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <sys/stat.h>
@@ -25,10 +26,11 @@ NSFileType fileTypeOfMode(mode_t mode) noexcept {
 }
 
 NSDate dateOfTimestamp(const statx_timestamp& time) noexcept {
-  // Beyond what a date can hold: the nearest that it can.
-  constexpr std::int64_t most = std::chrono::floor<std::chrono::seconds>(NSDate::duration::max()).count() - 1;
-  const std::int64_t seconds = std::clamp<std::int64_t>(time.tv_sec, -most, most);
-  return NSDate(std::chrono::seconds(seconds) + std::chrono::nanoseconds(time.tv_nsec));
+  using Duration = NSDate::duration;
+  constexpr auto first = std::chrono::ceil<std::chrono::seconds>(Duration::min());
+  constexpr auto last = std::chrono::floor<std::chrono::seconds>(Duration::max()) - std::chrono::seconds(1);
+  const auto seconds = std::clamp(std::chrono::seconds(time.tv_sec), first, last);
+  return NSDate(seconds + std::chrono::duration_cast<Duration>(std::chrono::nanoseconds(time.tv_nsec)));
 }
 
 NSFileAttributes attributesOfStatus(const struct statx& status) noexcept {

@@ -9,11 +9,18 @@
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/files/NSDirectoryEnumerator.h"
 #include "QVFoundation/platform/files/NSFileAttributes.h"
+#include "QVFoundation/platform/files/NSSearchPath.h"
+#include "QVFoundation/platform/files/NSURL.h"
 #include "QVFoundation/platform/files/PathView.h"
 #include "QVFoundation/platform/runtime/NSError.h"
 #include "QVFoundation/platform/runtime/NSObject.h"
 
 namespace QVFoundation {
+
+/// How a folder stands to an item.
+///
+/// Threads: constants.
+enum class NSURLRelationship { contains = 0, same = 1, other = 2 };
 
 /// What can be asked of the file system and done in it.
 ///
@@ -61,6 +68,15 @@ public:
   bool removeItemAtPath(PathView path, std::optional<NSError>* error = nullptr) const;
   /// Gives an item another path on the same volume, in one step. What is there already is never replaced.
   bool moveItemAtPath(PathView path, PathView toPath, std::optional<NSError>* error = nullptr) const;
+
+  /// How a folder stands to an item: `contains` it at any depth, is the `same`, or neither. A link to the
+  /// folder is followed, one that is the item is not.
+  [[nodiscard]] std::optional<NSURLRelationship> getRelationship(
+      const NSURL& ofDirectory, const NSURL& toItem, std::optional<NSError>* error = nullptr) const;
+  /// The same for a standard folder; for the trash, the one on the item's volume.
+  [[nodiscard]] std::optional<NSURLRelationship> getRelationship(
+      NSSearchPathDirectory ofDirectory, NSSearchPathDomainMask inDomain, const NSURL& toItem,
+      std::optional<NSError>* error = nullptr) const;
 };
 
 }  // namespace QVFoundation

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "QVFoundation/platform/files/PathComponents.h"
+#include "QVFoundation/platform/runtime/NSException.h"
 
 namespace QVFoundation {
 
@@ -153,6 +154,11 @@ std::optional<NSURL> NSURL::URLWithString(std::string_view text) {
 }
 
 std::string_view NSURL::scheme() const noexcept { return std::string_view(text_).substr(0, schemeLength_); }
+
+NSURL::operator PathView() const {
+  if (isFileURL()) return path_;
+  throw NSException(NSInvalidArgumentException, "\"" + text_ + "\" is not the URL of a file");
+}
 
 std::string NSURL::lastPathComponent() const { return QVFoundation::lastPathComponent(path_); }
 

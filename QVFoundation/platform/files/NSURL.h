@@ -53,6 +53,9 @@ public:
   /// Decoded, and without the one slash at the end that says that it is a directory; "/" stays.
   [[nodiscard]] const std::string& path() const noexcept { return path_; }
   [[nodiscard]] std::filesystem::path filePath() const { return path_; }
+  /// So that a file's URL serves wherever a path does. Throws `NSException` named
+  /// `NSInvalidArgumentException` for what is no file's.
+  operator PathView() const;
   [[nodiscard]] bool hasDirectoryPath() const noexcept { return hasDirectoryPath_; }
   [[nodiscard]] std::string lastPathComponent() const;  ///< Of the decoded path, like the next one.
   [[nodiscard]] std::string pathExtension() const;

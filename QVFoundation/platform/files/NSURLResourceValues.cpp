@@ -1,14 +1,15 @@
 #include "QVFoundation/platform/files/NSURL.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <iterator>
 #include <sys/stat.h>
 
-#include "QVFoundation/platform/files/FileLocation_p.h"
-#include "QVFoundation/platform/files/MimeTypes_p.h"
 #include "QVFoundation/platform/files/FileErrors_p.h"
+#include "QVFoundation/platform/files/FileLocation_p.h"
+#include "QVFoundation/platform/files/FileStatus_p.h"
+#include "QVFoundation/platform/files/MimeTypes_p.h"
+#include "QVFoundation/platform/runtime/NSErrorKeys.h"
 
 namespace QVFoundation {
 
@@ -25,15 +26,6 @@ struct ResourceKey {
 
 bool isKind(const Status& status, unsigned kind) { return (status.stx_mode & S_IFMT) == kind; }
 
-/// The nearest date that can be told: file systems know years that are too far for nanoseconds in 64 bits.
-NSDate dateOf(const statx_timestamp& time) {
-  using Duration = NSDate::duration;
-  constexpr auto first = std::chrono::ceil<std::chrono::seconds>(Duration::min());
-  constexpr auto last = std::chrono::floor<std::chrono::seconds>(Duration::max()) - std::chrono::seconds(1);
-  const auto seconds = std::clamp(std::chrono::seconds(time.tv_sec), first, last);
-  return NSDate(seconds + std::chrono::duration_cast<Duration>(std::chrono::nanoseconds(time.tv_nsec)));
-}
-
 Value sizeOf(const NSURL& /*url*/, const Status& status) {
   return isKind(status, S_IFDIR) ? Value() : Value(std::uint64_t{status.stx_size});
 }
@@ -45,16 +37,15 @@ Value hasKind(const NSURL& /*url*/, const Status& status) {
 
 Value nameOf(const NSURL& url, const Status& /*status*/) { return url.lastPathComponent(); }
 
-Value allocatedSizeOf(const NSURL& /*url*/, const Status& status) {
-  constexpr std::uint64_t blockSize = 512;  // statx(2), whatever the file system's own blocks are
-  return status.stx_blocks * blockSize;
-}
+Value allocatedSizeOf(const NSURL& /*url*/, const Status& status) { return detail::allocatedSize(status); }
 
 Value creationDateOf(const NSURL& /*url*/, const Status& status) {
-  return (status.stx_mask & STATX_BTIME) != 0 ? Value(dateOf(status.stx_btime)) : Value();
+  return (status.stx_mask & STATX_BTIME) != 0 ? Value(detail::dateOfTimestamp(status.stx_btime)) : Value();
 }
 
-Value modificationDateOf(const NSURL& /*url*/, const Status& status) { return dateOf(status.stx_mtime); }
+Value modificationDateOf(const NSURL& /*url*/, const Status& status) {
+  return detail::dateOfTimestamp(status.stx_mtime);
+}
 
 Value typeOf(const NSURL& url, const Status& status) {
   return detail::MimeTypes::shared().typeForItem(status.stx_mode, url.lastPathComponent());
@@ -73,16 +64,16 @@ constexpr ResourceKey resourceKeys[] = {
     {NSURLTypeIdentifierKey, STATX_TYPE, typeOf},
 };
 
-NSError urlError(std::int64_t code, std::string description) {
-  return {NSCocoaErrorDomain, code, {{NSLocalizedDescriptionKey, std::move(description)}}};
+NSError unknownKeyError(std::string_view key) {
+  return {NSCocoaErrorDomain,
+          NSFileReadUnknownError,
+          {{NSLocalizedDescriptionKey, "There is no resource value \"" + std::string(key) + "\"."}}};
 }
 
 /// Asks the system for what a URL leads to; what went wrong where that is not possible.
 std::optional<NSError> readStatus(const NSURL& url, detail::FollowLinks follow, unsigned mask,
                                   Status& status) {
-  if (!url.isFileURL())
-    return urlError(NSFileReadUnsupportedSchemeError,
-                    "The URL \"" + url.absoluteString() + "\" is not that of a file.");
+  if (!url.isFileURL()) return detail::unsupportedSchemeError(url.absoluteString());
   if (detail::FileLocation(url.path()).status(follow, mask, status) == 0) return {};
   return detail::fileReadError(url.path(), errno);
 }
@@ -97,8 +88,7 @@ void report(NSError problem, std::optional<NSError>* error) {
 Value NSURL::resourceValueForKey(std::string_view key, std::optional<NSError>* error) const {
   const auto* found = std::ranges::find(resourceKeys, key, &ResourceKey::name);
   if (found == std::end(resourceKeys)) {
-    report(urlError(NSFileReadUnknownError, "There is no resource value \"" + std::string(key) + "\"."),
-           error);
+    report(unknownKeyError(key), error);
     return {};
   }
   Status status{};
