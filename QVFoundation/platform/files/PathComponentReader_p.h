@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <string_view>
 
 namespace QVFoundation::detail {
@@ -22,7 +23,8 @@ public:
     }
     const std::string_view name = rest_.substr(0, rest_.find('/'));
     rest_.remove_prefix(name.size());
-    if (rest_.find_first_not_of('/') != std::string_view::npos) skipSlashes();
+    const std::size_t following = rest_.find_first_not_of('/');
+    if (following != std::string_view::npos) rest_.remove_prefix(following);
     return name;
   }
 

@@ -10,6 +10,8 @@ namespace QVFoundation {
 
 namespace {
 
+constexpr std::size_t usualDepth = 12;
+
 /// Without the slashes at its end; "/" where it has nothing else.
 std::string_view withoutFinalSlashes(std::string_view path) {
   const std::size_t last = path.find_last_not_of('/');
@@ -33,6 +35,7 @@ std::size_t extensionDot(std::string_view path) {
 
 std::vector<std::string> pathComponents(PathView path) {
   std::vector<std::string> components;
+  if (!path.empty()) components.reserve(usualDepth);  // growing would take as long as all the rest
   for (detail::PathComponentReader reader(path); !reader.isAtEnd();) components.emplace_back(reader.next());
   return components;
 }
