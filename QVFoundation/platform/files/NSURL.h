@@ -69,8 +69,8 @@ public:
   /// What the file system says of the item now, by the keys of NSURLResourceKeys.h.
   ///
   /// Nothing, without an error, where the item has no such value. Nothing, with an error in
-  /// `NSCocoaErrorDomain`, where there is no item (`NSFileReadNoSuchFileError`), where the system refuses or
-  /// the key is unknown (`NSFileReadUnknownError`), and for what is no file's URL
+  /// `NSCocoaErrorDomain`, where there is no item (`NSFileReadNoSuchFileError`), it may not be looked at
+  /// (`NSFileReadNoPermissionError`), the key is unknown (`NSFileReadUnknownError`), or this is no file's URL
   /// (`NSFileReadUnsupportedSchemeError`). The reason of the system is the underlying error.
   [[nodiscard]] Value resourceValueForKey(std::string_view key,
                                           std::optional<NSError>* error = nullptr) const;

@@ -216,14 +216,16 @@ TEST(NSURLResources, tellDatesAndSizesAsFarAsTheyAreKnown) {
 
 TEST(NSURLResources, sayWhatWentWrong) {
   const NSURL url("/a b");
-  for (const int code : {ENOENT, ENOTDIR, EACCES, EIO}) {
+  for (const auto& [code, expected] : {std::pair(ENOENT, NSFileReadNoSuchFileError),
+                                       {ENOTDIR, NSFileReadNoSuchFileError},
+                                       {EACCES, NSFileReadNoPermissionError},
+                                       {EIO, NSFileReadUnknownError}}) {
     PlayedStatus system;
     system.code = code;
-    const bool isMissing = code == ENOENT || code == ENOTDIR;
     std::optional<NSError> ofValue, ofReach;
     EXPECT_EQ(url.resourceValueForKey(NSURLFileSizeKey, &ofValue), Value());
     EXPECT_FALSE(url.checkResourceIsReachable(&ofReach));
-    EXPECT_EQ(ofValue->code(), isMissing ? NSFileReadNoSuchFileError : NSFileReadUnknownError);
+    EXPECT_EQ(ofValue->code(), expected);
     EXPECT_EQ(ofValue->userInfo()[NSFilePathErrorKey], "/a b");
     EXPECT_EQ(ofValue->underlyingErrors().at(0).code(), code);
     EXPECT_EQ(ofReach, ofValue);

@@ -6,25 +6,35 @@
 #include <iterator>
 #include <string>
 #include <string_view>
+#include <unistd.h>
 
 namespace QVFoundation::testing {
 
 /// A new, empty folder; gone with all that is in it when the scope ends.
 class TemporaryFolder {
 public:
-  TemporaryFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "qv-test-XXXXXX").native();
+  TemporaryFolder() : TemporaryFolder(std::filesystem::temp_directory_path()) {}
+  explicit TemporaryFolder(const std::filesystem::path& place) {
+    std::string name = (place / "qv-test-XXXXXX").native();
     if (mkdtemp(name.data()) != nullptr) path_ = name;
   }
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
   ~TemporaryFolder() { std::filesystem::remove_all(path_); }
 
+  [[nodiscard]] const std::filesystem::path& path() const { return path_; }
   std::filesystem::path operator/(std::string_view name) const { return path_ / name; }
 
 private:
   std::filesystem::path path_;
 };
+
+/// Where folders are made and removed by the thousand: in memory, if the system has a place there. Some file
+/// systems take long to make a folder after others have just been removed.
+[[nodiscard]] inline std::filesystem::path placeForManyFolders() {
+  const std::filesystem::path memory = "/dev/shm";
+  return access(memory.c_str(), W_OK) == 0 ? memory : std::filesystem::temp_directory_path();
+}
 
 [[nodiscard]] inline std::string contentOf(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <cerrno>
+#include <filesystem>
+#include <iterator>
+#include <type_traits>
+
+#include "QVFoundation/platform/files/SystemCalls_p.h"
+
+namespace QVFoundation::testing {
+
+/// Makes one call of the system fail for a scope: the first, the second, …, whichever comes. One thread only.
+class FailingSystem {
+public:
+  FailingSystem(int failingCall, int code)
+      : remaining_(failingCall), code_(code), original_(detail::systemCalls()) {
+    self_ = this;
+    detail::SystemCalls& calls = detail::systemCalls();
+    fail<&detail::SystemCalls::open>(calls);
+    fail<&detail::SystemCalls::close>(calls);
+    fail<&detail::SystemCalls::stat>(calls);
+    fail<&detail::SystemCalls::read>(calls);
+    fail<&detail::SystemCalls::write>(calls);
+    fail<&detail::SystemCalls::sync>(calls);
+    fail<&detail::SystemCalls::changeMode>(calls);
+    fail<&detail::SystemCalls::changeOwner>(calls);
+    fail<&detail::SystemCalls::lock>(calls);
+    fail<&detail::SystemCalls::seek>(calls);
+    fail<&detail::SystemCalls::readEntries>(calls);
+    fail<&detail::SystemCalls::statAt>(calls);
+    fail<&detail::SystemCalls::status>(calls);
+    fail<&detail::SystemCalls::readLink>(calls);
+    fail<&detail::SystemCalls::makeFolder>(calls);
+    fail<&detail::SystemCalls::link>(calls);
+    fail<&detail::SystemCalls::rename>(calls);
+    fail<&detail::SystemCalls::remove>(calls);
+    fail<&detail::SystemCalls::handleOf>(calls);
+    fail<&detail::SystemCalls::openHandle>(calls);
+    fail<&detail::SystemCalls::listAttributes>(calls);
+    fail<&detail::SystemCalls::getAttribute>(calls);
+    fail<&detail::SystemCalls::setAttribute>(calls);
+    fail<&detail::SystemCalls::removeAttribute>(calls);
+  }
+  FailingSystem(const FailingSystem&) = delete;
+  FailingSystem& operator=(const FailingSystem&) = delete;
+  ~FailingSystem() { detail::systemCalls() = original_; }
+
+  /// Whether as many calls came.
+  [[nodiscard]] bool hasFailed() const { return remaining_ < 0; }
+
+private:
+  template <auto Call>
+  struct Failing;
+  template <class Result, class... Args, Result (*detail::SystemCalls::*Call)(Args...)>
+  struct Failing<Call> {
+    static Result call(Args... args) {
+      const bool fails = self_->remaining_-- == 0;
+      // A descriptor is gone even where closing it fails.
+      if (!fails || std::is_same_v<Failing, Failing<&detail::SystemCalls::close>>) {
+        const Result result = (self_->original_.*Call)(args...);
+        if (!fails) return result;
+      }
+      errno = self_->code_;
+      return -1;
+    }
+  };
+
+  template <auto Call>
+  static void fail(detail::SystemCalls& calls) {
+    calls.*Call = &Failing<Call>::call;
+  }
+
+  static inline FailingSystem* self_ = nullptr;
+  int remaining_;
+  const int code_;
+  const detail::SystemCalls original_;
+};
+
+[[nodiscard]] inline std::ptrdiff_t openDescriptorCount() {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+}  // namespace QVFoundation::testing
