@@ -24,7 +24,7 @@ struct Pair {
 
 /// Paths as an importer meets them: most lie below the base, some are its neighbours or strangers.
 const std::vector<Pair> pairs = [] {
-  const std::string music = "/home/ada/Music/Collections/Baroque";
+  const std::string music = "/media/ada/Music/Collections/Baroque";
   std::vector<Pair> made;
   for (int album = 0; album < 8; ++album) {
     const std::string folder = music + "/Bach, Johann Sebastian/Album " + std::to_string(album);

@@ -16,17 +16,17 @@ using Paths = std::vector<std::filesystem::path>;
 TEST(StandardDirectories, lieBelowThoseOfThePlatform) {
   constexpr auto kind = NSSearchPathDirectory::caches;
   constexpr auto domains = NSSearchPathDomainMask::user | NSSearchPathDomainMask::local;
-  const EnvironmentVariable home("HOME", "/home/ada"), caches("XDG_CACHE_HOME", std::nullopt);
+  const EnvironmentVariable home("HOME", "/users/ada"), caches("XDG_CACHE_HOME", std::nullopt);
 
-  EXPECT_EQ(QVSearchPathForDirectoriesInDomains(kind, domains), Paths({"/home/ada/.cache", "/var/cache"}));
+  EXPECT_EQ(QVSearchPathForDirectoriesInDomains(kind, domains), Paths({"/users/ada/.cache", "/var/cache"}));
   EXPECT_EQ(QVSearchPathForDirectoriesInDomains(kind, domains, ExpandTilde::no, "player/covers"),
             Paths({"~/.cache/player/covers", "/var/cache/player/covers"}));
 
   const std::string name = NSBundle::mainBundle()->name();  // that of the program, which has no identifier
   EXPECT_EQ(QVApplicationSupportSubPath(), "Application Support/" + name);
-  EXPECT_EQ(QVCacheDirectory(), std::filesystem::path("/home/ada/.cache") / name);
+  EXPECT_EQ(QVCacheDirectory(), std::filesystem::path("/users/ada/.cache") / name);
   EXPECT_EQ(QVCacheDirectoryURL().filePath(), QVCacheDirectory());
-  EXPECT_EQ(QVHomeDirectoryURL().absoluteString(), "file:///home/ada/");
+  EXPECT_EQ(QVHomeDirectoryURL().absoluteString(), "file:///users/ada/");
 }
 
 }  // namespace

@@ -42,8 +42,8 @@ TEST(URLProperties, tellOfItems) {
   const auto* web = "https://example.org/file";
   const struct {
     NSURL url;
-    std::int64_t size;
-    bool exists, isFolder, hasType;
+    std::int64_t size = 0;
+    bool exists = false, isFolder = false, hasType = false;
   } cases[] = {
       {folder / "file", 5, true, false, true},      {folder / "sub", 0, true, true, true},
       {folder / "link", 4, true, false, true},      {folder / "dangling", 7, false, false, true},

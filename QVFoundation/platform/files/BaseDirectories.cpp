@@ -55,8 +55,8 @@ std::optional<std::string> unquoted(std::string_view rest) {
   std::string text;
   for (std::size_t at = 0; at < rest.size(); ++at) {
     if (rest[at] == '"') return text;
-    if (rest[at] == '\\' && ++at == rest.size()) break;
-    text += rest[at];
+    if (rest[at] == '\\') ++at;
+    if (at < rest.size()) text += rest[at];
   }
   return {};
 }

@@ -125,11 +125,11 @@ void addFinalSlash(std::string& path) {
 
 }  // namespace
 
-NSURL::NSURL(Encoded url) : text_(std::move(url.text)) {
-  const URLParts parts = partsOf(text_);
-  schemeLength_ = parts.scheme.size();
-  path_ = percentDecoded(parts.path);
-  hasDirectoryPath_ = path_.ends_with('/');
+NSURL::NSURL(Encoded url)
+    : text_(std::move(url.text)),
+      schemeLength_(partsOf(text_).scheme.size()),
+      path_(percentDecoded(partsOf(text_).path)),
+      hasDirectoryPath_(path_.ends_with('/')) {
   if (hasDirectoryPath_ && path_.size() > 1) path_.pop_back();
 }
 

@@ -19,9 +19,9 @@ namespace QVFoundation {
 /// Where something is: the place of a file, or of anything else that has a URL (RFC 3986).
 ///
 /// ```cpp
-/// const NSURL music("/home/ada/My Music/");
+/// const NSURL music("/media/ada/My Music/");
 /// const NSURL cover = music.URLByAppendingPathComponent("cover.png");
-/// cover.absoluteString();                                  // "file:///home/ada/My%20Music/cover.png"
+/// cover.absoluteString();                                  // "file:///media/ada/My%20Music/cover.png"
 /// const auto size = cover.resourceValueForKey(NSURLFileSizeKey).as<std::int64_t>();
 /// ```
 ///
@@ -88,16 +88,16 @@ private:
   [[nodiscard]] NSURL withEncodedPath(std::string_view path) const;
 
   std::string text_;
-  std::size_t schemeLength_ = 0;
+  std::size_t schemeLength_;
   std::string path_;
-  bool hasDirectoryPath_ = false;
+  bool hasDirectoryPath_;
 };
 
 template <>
 struct ValueTraits<NSURL> {
   static Value toValue(const NSURL& url) { return Value::boxed(url); }
   static std::optional<NSURL> fromValue(const Value& value) {
-    const NSURL* url = value.boxedContent<NSURL>();
+    const auto* url = value.boxedContent<NSURL>();
     return url != nullptr ? std::optional(*url) : std::nullopt;
   }
 };

@@ -192,8 +192,8 @@ TEST(NSURLResources, tellDatesAndSizesAsFarAsTheyAreKnown) {
   EXPECT_EQ(url.resourceValueForKey(NSURLCreationDateKey), Value());
   system.status.stx_mask = STATX_BTIME;
   const struct {
-    std::int64_t seconds;
-    std::uint32_t nanoseconds;
+    std::int64_t seconds = 0;
+    std::uint32_t nanoseconds = 0;
     NSDate want;
   } cases[] = {
       {1, 500'000'000, NSDate(1500ms)},
