@@ -20,6 +20,8 @@
 
 #include "QVFoundation/files/QVDirectoryIteration.h"
 #include "QVFoundation/files/QVFileMeasures.h"
+#include "QVFoundation/files/QVFileNaming.h"
+#include "QVFoundation/logging/QVLogManager.h"
 #include "QVFoundation/operations/QVOperation.h"
 #include "QVFoundation/platform/files/NSFileManager.h"
 
@@ -210,6 +212,67 @@ void physicalSizeDu(benchmark::State& state) {
   for (auto _ : state) run(state, {"du", "-s", tree.c_str()});
 }
 
+// A name for a file in a folder that has as many with numbers already.
+
+const fs::path& folderOfTakers() {
+  static const Tree tree(1, 1, 0);
+  static const bool isFilled = [] {
+    for (int i = 1; i <= 1000; ++i) {
+      std::ofstream(tree.path() / (i == 1 ? "Report.pdf" : "Report " + std::to_string(i) + ".pdf"));
+    }
+    return true;
+  }();
+  benchmark::DoNotOptimize(isFilled);
+  return tree.path();
+}
+
+void uniqueNameOurs(benchmark::State& state) {
+  const fs::path& folder = folderOfTakers();
+  for (auto _ : state) benchmark::DoNotOptimize(qv_uniqueFilePathForName("Report.pdf", folder));
+}
+
+// A new log file with its first line.
+
+/// A folder for logs; emptied now and then, so that it stays as real ones are.
+class LogFolder {
+public:
+  const fs::path& next(benchmark::State& state) {
+    if (++count_ % 200 == 0) {
+      state.PauseTiming();
+      fs::remove_all(tree_.path());
+      fs::create_directory(tree_.path());
+      state.ResumeTiming();
+    }
+    return tree_.path();
+  }
+  [[nodiscard]] std::size_t count() const { return count_; }
+
+private:
+  const Tree tree_{1, 1, 0};
+  std::size_t count_ = 0;
+};
+
+void newLoggerOurs(benchmark::State& state) {
+  LogFolder folder;
+  const auto logs = std::make_shared<QVLogManager>();
+  for (auto _ : state) {
+    logs->setLogFolderURL(folder.next(state));
+    logs->newLoggerWithName("Job" + std::to_string(folder.count()))->logInfoString("begun");
+  }
+}
+
+void newFileBare(benchmark::State& state) {
+  LogFolder folder;
+  for (auto _ : state) {
+    const std::string path =
+        folder.next(state) / ("2024-03-05-140709-Job" + std::to_string(folder.count()) + ".log");
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    constexpr std::string_view line = "2024-03-05 14:07:09.000 begun\n";
+    if (write(file, line.data(), line.size()) < 0) state.SkipWithError("not written");
+    close(file);
+  }
+}
+
 void milliseconds(benchmark::internal::Benchmark* row) { row->UseRealTime()->Unit(benchmark::kMillisecond); }
 BENCHMARK(totalSizeOurs)->Name("files/total-size/ours")->Apply(milliseconds);
 BENCHMARK(totalSizeFtw)->Name("files/total-size/nftw")->Apply(milliseconds);
@@ -222,5 +285,8 @@ BENCHMARK(walkFilesystem)->Name("files/walk/filesystem")->Apply(milliseconds);
 BENCHMARK(walkBare)->Name("files/walk/getdents")->Apply(milliseconds);
 BENCHMARK(physicalSizeOurs)->Name("files/physical-size/ours")->Apply(milliseconds);
 BENCHMARK(physicalSizeDu)->Name("files/physical-size/du")->Apply(milliseconds);
+BENCHMARK(uniqueNameOurs)->Name("files/unique-name/ours")->UseRealTime();
+BENCHMARK(newLoggerOurs)->Name("files/new-logger/ours")->UseRealTime();
+BENCHMARK(newFileBare)->Name("files/new-logger/open-and-write")->UseRealTime();
 
 }  // namespace

@@ -1,11 +1,11 @@
 #include <cerrno>
 #include <ctime>
 
-#include "QVFoundation/files/LocalizedErrors_p.h"
 #include "QVFoundation/files/QVFileManagerUtilities.h"
 #include "QVFoundation/files/QVFileNaming.h"
 #include "QVFoundation/logging/LogFileCreation_p.h"
 #include "QVFoundation/logging/LogFileName_p.h"
+#include "QVFoundation/platform/files/FileErrors_p.h"
 
 namespace QVFoundation::detail {
 
@@ -30,15 +30,15 @@ std::shared_ptr<QVFileHandleLogWriter> createLogFile(std::string_view name, cons
     if (auto file = QVFileHandleLogWriter::newFileHandleForLoggingAtPath(path, logFileMode)) return file;
     const int code = errno;
     if (code == EEXIST) continue;
-    if (code != ENOENT || folderWasMissing) {
-      error = localizedPOSIXError(code, "The log file “%@” could not be created.", path.native());
+    if ((code != ENOENT && code != ENOTDIR) || folderWasMissing) {
+      error = fileWriteError(path, "created", code);
       return nullptr;
     }
     folderWasMissing = true;
     error = qv_createDirectoryAtPath(folder);
     if (error) return nullptr;
   }
-  error = localizedPOSIXError(EEXIST, "The log file “%@” could not be created.", path.native());
+  error = fileWriteError(path, "created", EEXIST);
   return nullptr;
 }
 

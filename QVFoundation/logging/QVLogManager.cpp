@@ -190,9 +190,10 @@ std::vector<QVLogFile> QVLogManager::logFiles() const {
                       .size = attributes.size},
                      attributes.creationDate});
   }
-  // Of those that were begun within one second the file system knows which came first.
-  std::ranges::sort(found, std::ranges::greater(),
-                    [](const Found& log) { return std::tuple(log.file.date, log.created, log.file.url); });
+  // Of those that were begun within one second the file system may know which came first, else their numbers.
+  std::ranges::sort(found, std::ranges::greater(), [](const Found& log) {
+    return std::tuple(log.file.date, log.created, log.file.name.size(), log.file.name);
+  });
   std::vector<QVLogFile> files;
   files.reserve(found.size());
   for (Found& log : found) files.push_back(std::move(log.file));
