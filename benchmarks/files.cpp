@@ -254,6 +254,7 @@ private:
 
 void newLoggerOurs(benchmark::State& state) {
   LogFolder folder;
+  setenv("HOME", folder.next(state).c_str(), 1);  // the general log belongs in there, too
   const auto logs = std::make_shared<QVLogManager>();
   for (auto _ : state) {
     logs->setLogFolderURL(folder.next(state));
