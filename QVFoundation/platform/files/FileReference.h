@@ -18,7 +18,7 @@ struct FileRecord;
 }
 
 /// A lasting reference to an item of a file system, which finds it again after it was renamed or moved. It
-/// can be kept as bytes.
+/// can be kept as bytes, or in a file of its own that stands for the item, an alias file.
 ///
 /// ```cpp
 /// auto recent = FileReference::referenceToPath("draft.txt");
@@ -81,6 +81,13 @@ public:
   [[nodiscard]] NSData data() const;
   [[nodiscard]] static std::optional<FileReference> fromData(std::span<const std::byte> data,
                                                              std::optional<NSError>* error = nullptr);
+
+  /// Makes an alias file, whole or not at all. One that is already there is an error.
+  bool writeAliasFile(PathView path, std::optional<NSError>* error = nullptr) const;
+  /// Goes by how the file begins. A link to an alias file is none.
+  [[nodiscard]] static bool isAliasFile(PathView path);
+  [[nodiscard]] static std::optional<FileReference> fromAliasFile(PathView path,
+                                                                  std::optional<NSError>* error = nullptr);
 
   /// Whether both are to the same item, whatever the paths.
   friend QV_EXPORT bool operator==(const FileReference& a, const FileReference& b) noexcept;
