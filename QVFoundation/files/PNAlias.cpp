@@ -6,9 +6,11 @@
 #include <utility>
 
 #include "QVFoundation/errors/QVErrorConstructors.h"
+#include "QVFoundation/files/QVPathUtilities.h"
 #include "QVFoundation/platform/application/LocalizedText_p.h"
 #include "QVFoundation/platform/files/FileErrors_p.h"
 #include "QVFoundation/platform/files/FileLocation_p.h"
+#include "QVFoundation/platform/files/PathComponents.h"
 #include "QVFoundation/platform/runtime/NSClass.h"
 #include "QVFoundation/platform/text/Format.h"
 
@@ -42,24 +44,6 @@ void handBack(std::optional<NSError>* error, const std::optional<NSError>& probl
   if (error != nullptr) *error = problem;
 }
 
-std::vector<std::string> splitComponents(std::string_view path) {
-  std::vector<std::string> components;
-  if (path.starts_with('/')) components.emplace_back("/");
-  while (!path.empty()) {
-    const std::string_view name = path.substr(0, path.find('/'));
-    if (!name.empty()) components.emplace_back(name);
-    path.remove_prefix(std::min(name.size() + 1, path.size()));
-  }
-  return components;
-}
-
-std::string joinedComponents(const std::vector<std::string>& components) {
-  std::string path;
-  for (const std::string& component : components)
-    if (component != "/") (path += '/') += component;
-  return path.empty() ? "/" : path;
-}
-
 std::optional<std::filesystem::path> endOfAliasChain(std::filesystem::path path,
                                                      std::optional<NSError>& problem) {
   for (int steps = 0; FileReference::isAliasFile(path); ++steps) {
@@ -84,7 +68,7 @@ public:
   void take(const std::string& name) {
     std::vector<std::string> components = resolved_;
     components.push_back(name);
-    std::string candidate = joinedComponents(components);
+    std::string candidate = qv_stringWithPathComponents(components);
     for (int steps = 0;; ++steps) {
       // What a link does not lead to, or leads to in a circle, does not exist, deliberately: the name stays.
       if (!exists(candidate)) return resolved_.push_back(name);
@@ -95,12 +79,12 @@ public:
       // The text of a link is taken as it stands, deliberately: without a slash at its beginning it is looked
       // for from the current folder, and in the result it begins at the root.
       candidate = *std::move(destination);
-      resolved_ = splitComponents(candidate);
+      resolved_ = pathComponents(candidate);
     }
-    resolved_ = splitComponents(candidate);
+    resolved_ = pathComponents(candidate);
   }
 
-  [[nodiscard]] std::string path() const { return joinedComponents(resolved_); }
+  [[nodiscard]] std::string path() const { return qv_stringWithPathComponents(resolved_); }
 
 private:
   static bool exists(const std::string& path) {
@@ -187,7 +171,7 @@ std::filesystem::path PNAlias::pathByResolvingSymlinksAndAliasesInPath(PathView 
                                                                        std::optional<NSError>* error) {
   PathWalk walk(path);
   try {
-    for (const std::string& component : splitComponents(path)) walk.take(component);
+    for (const std::string& component : pathComponents(path)) walk.take(component);
   } catch (const NSError& problem) {
     handBack(error, problem);
   }
@@ -213,6 +197,10 @@ std::shared_ptr<PNAlias> PNAlias::aliasWithPath(std::optional<PathView> path, st
 std::shared_ptr<PNAlias> PNAlias::aliasWithPath(PathView path, PathView relativeToPath) {
   if (!FileReference::referenceToPath(relativeToPath)) return nullptr;
   return aliasOf(FileReference::referenceToPath(path, relativeToPath));
+}
+
+std::shared_ptr<PNAlias> PNAlias::aliasWithURL(const NSURL& url) {
+  return url.isFileURL() ? aliasWithPath(PathView(url)) : nullptr;
 }
 
 std::shared_ptr<PNAlias> PNAlias::aliasWithFSRef(const FileReference& reference,

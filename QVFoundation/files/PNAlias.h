@@ -12,6 +12,7 @@
 
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/files/FileReference.h"
+#include "QVFoundation/platform/files/NSURL.h"
 #include "QVFoundation/platform/files/PathView.h"
 #include "QVFoundation/platform/runtime/NSError.h"
 #include "QVFoundation/platform/runtime/NSObject.h"
@@ -82,6 +83,7 @@ public:
                                                               std::optional<NSError>* error = nullptr);
   /// Remembers the way from one path to the other as well.
   [[nodiscard]] static std::shared_ptr<PNAlias> aliasWithPath(PathView path, PathView relativeToPath);
+  [[nodiscard]] static std::shared_ptr<PNAlias> aliasWithURL(const NSURL& url);
   /// To the item where it is now.
   [[nodiscard]] static std::shared_ptr<PNAlias> aliasWithFSRef(const FileReference& reference,
                                                                std::optional<NSError>* error = nullptr);

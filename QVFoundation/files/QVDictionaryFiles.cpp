@@ -1,6 +1,7 @@
 #include "QVFoundation/files/QVDictionaryFiles.h"
 
-#include "QVFoundation/files/LocalizedErrors_p.h"
+#include "QVFoundation/errors/QVErrorConstructors.h"
+#include "QVFoundation/platform/application/LocalizedText_p.h"
 #include "QVFoundation/platform/text/PropertyList.h"
 
 namespace QVFoundation {

@@ -1,7 +1,7 @@
 #include "QVFoundation/files/QVDirectoryIteration.h"
 
 #include "QVFoundation/errors/QVErrorConstructors.h"
-#include "QVFoundation/files/LocalizedErrors_p.h"
+#include "QVFoundation/platform/application/LocalizedText_p.h"
 #include "QVFoundation/platform/files/DirectoryWalk_p.h"
 
 namespace QVFoundation::detail {
@@ -56,7 +56,7 @@ private:
 
   Value askAboutError() {
     const NSError error =
-        *localizedPOSIXError(walk_.error(), "The directory %@ could not be read", walk_.path());
+        *POSIXError(walk_.error(), localizedText("The directory %@ could not be read", walk_.path()));
     if (shouldContinue_ && shouldContinue_(error, walk_.path())) return {};
     return error;
   }

@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <array>
 
-#include "QVFoundation/files/LocalizedErrors_p.h"
+#include "QVFoundation/errors/QVErrorConstructors.h"
+#include "QVFoundation/platform/application/LocalizedText_p.h"
 #include "QVFoundation/platform/files/FileLocation_p.h"
 
 namespace QVFoundation {
@@ -85,7 +86,8 @@ ssize_t readWhatHasGrown(const Read& read) {
 std::optional<NSError> attributeError(ssize_t result, std::string_view text, std::string_view name,
                                       PathView path) {
   if (result >= 0) return {};
-  return detail::localizedPOSIXError(errno, text, name, path.text());
+  const int code = errno;  // before the text is made
+  return POSIXError(code, detail::localizedText(text, name, path.text()));
 }
 
 }  // namespace
@@ -98,8 +100,8 @@ std::vector<std::string> qv_extendedAttributeNamesAtPath(PathView path, std::opt
     if (expected < 0) {
       const int code = errno;
       if (error != nullptr) {
-        *error = detail::localizedPOSIXError(code, "Unable to read extended attribute names for path “%@”.",
-                                             path.text());
+        *error = POSIXError(code, detail::localizedText(
+                                      "Unable to read extended attribute names for path “%@”.", path.text()));
       }
       return 0;
     }

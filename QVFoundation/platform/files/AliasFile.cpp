@@ -1,13 +1,11 @@
 #include <cerrno>
 #include <cstdint>
-#include <cstdio>
 #include <fcntl.h>
-#include <random>
 #include <string>
 #include <string_view>
 #include <sys/stat.h>
 
-#include "QVFoundation/platform/files/Descriptor_p.h"
+#include "QVFoundation/platform/files/AtomicFile_p.h"
 #include "QVFoundation/platform/files/FileErrors_p.h"
 #include "QVFoundation/platform/files/FileOutput_p.h"
 #include "QVFoundation/platform/files/FileRecord_p.h"
@@ -28,39 +26,13 @@ using detail::uninterrupted;
 constexpr std::string_view aliasFileMagic = "QVFoundation alias file\n";
 constexpr std::size_t mostAliasFileBytes = 2 * detail::mostPathBytes + 4096;  // two paths, and the rest
 
-/// For one file of a kind that no other program knows of, so that chance will do.
-std::string temporaryAliasName() {
-  std::random_device random;
-  return ".qv-alias-" + std::to_string(std::uint64_t{random()} << 32 | random());
-}
-
-/// Gives a file its name unless that is taken. Returns 0 or an `errno`.
-int renameNewAliasFile(const FileLocation& file, const FileLocation& target) noexcept {
-  if (file.renameTo(target, RENAME_NOREPLACE) == 0) return 0;
-  if (errno != EINVAL && errno != ENOSYS) return errno;  // else the file system does not know this way
-  const int result = uninterrupted(
-      [&] { return systemCalls().link(file.folder(), file.name(), target.folder(), target.name(), 0); });
-  if (result != 0) return errno;
-  (void)file.remove(0);
-  return 0;
-}
-
-/// Returns 0 or an `errno`; then there is nothing of the file.
-int writeNewAliasFile(std::string_view absolutePath, std::string_view content) {
-  const std::string_view folderPath = detail::folderOf(absolutePath);
-  const Descriptor folder = FileLocation(folderPath).open(O_PATH | O_DIRECTORY);
-  if (!folder.isOpen()) return errno;
-  const FileLocation temporary(folder.number(), temporaryAliasName());
-  const FileLocation target(folder.number(), std::string(absolutePath.substr(absolutePath.rfind('/') + 1)));
-
-  const Descriptor file = temporary.open(O_WRONLY | O_CREAT | O_EXCL, 0666);
-  if (!file.isOpen()) return errno;
+/// 0, or an `errno`; then there is nothing of the file.
+int writeNewAliasFile(const std::string& path, std::string_view content) {
+  detail::AtomicFile file(path, detail::AtomicFile::Existing::refuse);
+  if (const int code = file.open(); code != 0) return code;
   std::size_t written = 0;
-  int code = writeAll(file.number(), detail::OutputKind::file, content, written);
-  if (code == 0 && uninterrupted([&] { return systemCalls().sync(file.number()); }) != 0) code = errno;
-  if (code == 0) code = renameNewAliasFile(temporary, target);
-  if (code != 0) (void)temporary.remove(0);
-  return code;
+  const int code = writeAll(file.descriptor(), detail::OutputKind::file, content, written);
+  return code != 0 ? code : file.commit();
 }
 
 /// The content of a regular file that is not too long for an alias file, or the beginning of it. Nothing else

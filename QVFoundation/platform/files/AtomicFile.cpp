@@ -36,7 +36,8 @@ std::string waitingName(std::string_view name) {
 }  // namespace
 
 AtomicFile::AtomicFile(PathView path, Existing existing) : existing_(existing) {
-  const std::string target = pathBehindLinks(std::string(path));
+  std::string target(path);
+  if (existing == Existing::replace) target = pathBehindLinks(std::move(target));
   const std::string_view folder = folderOfPath(target);
   folder_ = FileLocation(folder.empty() ? std::string_view(".") : folder).open(O_RDONLY | O_DIRECTORY);
   if (!folder_.isOpen()) error_ = errno;

@@ -16,7 +16,7 @@ namespace QVFoundation::detail {
 class AtomicFile {
 public:
   enum class Existing { replace, refuse };
-  /// Links are followed.
+  /// A link is followed where the file may be replaced; else it has taken the name.
   AtomicFile(PathView path, Existing existing);
   AtomicFile(const AtomicFile&) = delete;
   AtomicFile& operator=(const AtomicFile&) = delete;

@@ -1,6 +1,4 @@
 #include <algorithm>
-#include <span>
-#include <sys/sysmacros.h>
 #include <utility>
 
 #include "QVFoundation/platform/files/DirectoryWalk_p.h"
@@ -162,26 +160,22 @@ bool DirectoryWalk::followLink() {
   if (!isDirectory(status)) return true;
   type_ = NSFileType::directory;
   isThroughLink_ = true;
-  leadsBack_ = isOnTheWay(identityOf(status));
+  leadsBack_ = isOnTheWay(ItemIdentity::of(status));
   return true;
 }
 
-bool DirectoryWalk::isOnTheWay(const Identity& identity) {
+bool DirectoryWalk::isOnTheWay(const ItemIdentity& identity) {
   return std::ranges::any_of(frames_, [&](Frame& frame) {
     identify(frame);
     return frame.identity == identity;
   });
 }
 
-DirectoryWalk::Identity DirectoryWalk::identityOf(const struct statx& status) noexcept {
-  return {.device = makedev(status.stx_dev_major, status.stx_dev_minor), .number = status.stx_ino};
-}
-
-std::optional<DirectoryWalk::Identity> DirectoryWalk::identityOf(const Descriptor& folder) noexcept {
+std::optional<ItemIdentity> DirectoryWalk::identityOf(const Descriptor& folder) noexcept {
   struct statx status{};
   const int result = uninterrupted(
       [&] { return systemCalls().status(folder.number(), "", AT_EMPTY_PATH, STATX_INO, &status); });
-  return result == 0 ? std::optional(identityOf(status)) : std::nullopt;
+  return result == 0 ? std::optional(ItemIdentity::of(status)) : std::nullopt;
 }
 
 void DirectoryWalk::identify(Frame& frame) noexcept {

@@ -10,6 +10,7 @@
 
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/files/FileLocation_p.h"
+#include "QVFoundation/platform/files/ItemIdentity_p.h"
 #include "QVFoundation/platform/files/NSFileAttributes.h"
 
 namespace QVFoundation::detail {
@@ -73,11 +74,6 @@ public:
 
 private:
   enum class Pending { nothing, enter, leave };
-  struct Identity {
-    dev_t device;
-    ino_t number;
-    friend bool operator==(const Identity&, const Identity&) = default;
-  };
   struct Frame {
     Frame(std::size_t offset, std::size_t length, bool throughLink)
         : nameOffset(offset), pathLength(length), isThroughLink(throughLink) {}
@@ -85,10 +81,10 @@ private:
     std::size_t nameOffset;  // in path_
     std::size_t pathLength;
     bool isThroughLink;
-    Descriptor folder;                 // closed while the walk is deep below
-    std::optional<Identity> identity;  // looked up when it is first needed
-    std::vector<char> kept;            // entries that were read but not yet had, while others used buffer_
-    std::size_t position = 0;          // in kept, or for the last frame in buffer_
+    Descriptor folder;                     // closed while the walk is deep below
+    std::optional<ItemIdentity> identity;  // looked up when it is first needed
+    std::vector<char> kept;    // entries that were read but not yet had, while others used buffer_
+    std::size_t position = 0;  // in kept, or for the last frame in buffer_
     std::size_t size = 0;
     bool usesBuffer = false;
     bool isAtEnd = false;
@@ -102,14 +98,13 @@ private:
   bool refill(Frame& frame);
   bool take(const dirent64& entry);
   bool followLink();
-  bool isOnTheWay(const Identity& identity);
+  bool isOnTheWay(const ItemIdentity& identity);
   void keepEntries(Frame& frame);
   bool closeOne();
   void reopen(std::size_t index);
   Descriptor openByNames(std::size_t index);
   Descriptor openFolder(int folder, const char* name, bool followsLink);
-  static Identity identityOf(const struct statx& status) noexcept;
-  static std::optional<Identity> identityOf(const Descriptor& folder) noexcept;
+  static std::optional<ItemIdentity> identityOf(const Descriptor& folder) noexcept;
   static void identify(Frame& frame) noexcept;
 
   const Links links_;

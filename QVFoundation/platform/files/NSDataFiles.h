@@ -29,7 +29,7 @@ enum class NSDataReadingOptions {
 enum class NSDataWritingOptions {
   none,    ///< into the file that is there, or a new one; a failure leaves it cut off
   atomic,  ///< all or nothing: a new file takes the place of the old one once it is whole and on the disk
-  /// The same, but only where there is nothing yet.
+  /// The same, but only where there is nothing yet, not even a link.
   atomicWithoutOverwriting,
 };
 

@@ -4,14 +4,13 @@
 #include <cerrno>
 #include <iterator>
 #include <string>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 #include <utility>
 #include <vector>
 
 #include "QVFoundation/platform/files/FileErrors_p.h"
 #include "QVFoundation/platform/files/FileLocation_p.h"
-#include "QVFoundation/platform/files/FileStatus_p.h"
+#include "QVFoundation/platform/files/ItemIdentity_p.h"
 #include "QVFoundation/platform/files/MountTable_p.h"
 #include "QVFoundation/platform/files/PathComponents.h"
 
@@ -22,20 +21,14 @@ namespace {
 using detail::Descriptor;
 using detail::FileLocation;
 using detail::FollowLinks;
-
-/// What tells an item from all others.
-struct ItemIdentity {
-  std::uint64_t device = 0;
-  std::uint64_t number = 0;
-  friend bool operator==(const ItemIdentity&, const ItemIdentity&) = default;
-};
+using detail::ItemIdentity;
 
 // Each returns 0, or an `errno`.
 
 int identify(const FileLocation& location, FollowLinks follow, ItemIdentity& identity) {
   struct statx status{};
   if (location.status(follow, STATX_INO, status) != 0) return errno;
-  identity = {makedev(status.stx_dev_major, status.stx_dev_minor), status.stx_ino};
+  identity = ItemIdentity::of(status);
   return 0;
 }
 

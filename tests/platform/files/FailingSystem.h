@@ -6,14 +6,14 @@
 #include <type_traits>
 
 #include "QVFoundation/platform/files/SystemCalls_p.h"
+#include "tests/platform/files/SystemCallsOverride.h"
 
 namespace QVFoundation::testing {
 
 /// Makes one call of the system fail for a scope: the first, the second, …, whichever comes. One thread only.
 class FailingSystem {
 public:
-  FailingSystem(int failingCall, int code)
-      : remaining_(failingCall), code_(code), original_(detail::systemCalls()) {
+  FailingSystem(int failingCall, int code) : remaining_(failingCall), code_(code) {
     self_ = this;
     detail::SystemCalls& calls = detail::systemCalls();
     fail<&detail::SystemCalls::open>(calls);
@@ -43,7 +43,6 @@ public:
   }
   FailingSystem(const FailingSystem&) = delete;
   FailingSystem& operator=(const FailingSystem&) = delete;
-  ~FailingSystem() { detail::systemCalls() = original_; }
 
   /// Whether as many calls came.
   [[nodiscard]] bool hasFailed() const { return remaining_ < 0; }
@@ -57,7 +56,7 @@ private:
       const bool fails = self_->remaining_-- == 0;
       // A descriptor is gone even where closing it fails.
       if (!fails || std::is_same_v<Failing, Failing<&detail::SystemCalls::close>>) {
-        const Result result = (self_->original_.*Call)(args...);
+        const Result result = (self_->system_.original.*Call)(args...);
         if (!fails) return result;
       }
       errno = self_->code_;
@@ -73,7 +72,7 @@ private:
   static inline FailingSystem* self_ = nullptr;
   int remaining_;
   const int code_;
-  const detail::SystemCalls original_;
+  const SystemCallsOverride system_;
 };
 
 [[nodiscard]] inline std::ptrdiff_t openDescriptorCount() {
