@@ -43,9 +43,9 @@ namespace detail {
 /// });
 /// ```
 ///
-/// Links are followed: a link to a folder is entered like a folder, and one that leads nowhere is passed over.
-/// So is one that leads back to a folder which the walk is in, since that would have no end. What two links
-/// lead to is visited twice. Items come in the order of the file system.
+/// Links are followed: a link to a folder is entered like a folder, and one that leads nowhere is passed
+/// over. So is one that leads back to a folder which the walk is in, since that would have no end. What two
+/// links lead to is visited twice. Items come in the order of the file system.
 ///
 /// The walk takes neither stack nor open files in proportion to the depth, and for items that are no links
 /// asks the system nothing but their names. `NSFileManager::enumeratorAtPath` is the walk that follows no

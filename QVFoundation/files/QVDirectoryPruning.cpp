@@ -11,6 +11,7 @@
 #include "QVFoundation/platform/files/DirectoryWalk_p.h"
 #include "QVFoundation/platform/files/FileStatus_p.h"
 #include "QVFoundation/platform/files/TreeRemoval_p.h"
+#include "QVFoundation/platform/text/LocalTime_p.h"
 
 namespace QVFoundation {
 
@@ -39,7 +40,7 @@ std::vector<PruningRecord> pruningRecords(const detail::Descriptor& folder, Path
             : static_cast<std::uint64_t>(status.st_size);
     records.push_back({status.st_mtim.tv_sec, status.st_mtim.tv_nsec, size, walk.name()});
   }
-  std::ranges::stable_sort(records, {}, [](const PruningRecord& record) {
+  std::ranges::sort(records, {}, [](const PruningRecord& record) {
     return std::tie(record.seconds, record.nanoseconds, record.name);
   });
   return records;
@@ -50,12 +51,10 @@ std::vector<PruningRecord> pruningRecords(const detail::Descriptor& folder, Path
 std::int64_t detail::secondsOfDaysBefore(std::int64_t seconds, std::int64_t days) {
   // More days than there are in the calendar, but few enough for a count of days.
   constexpr std::int64_t mostDays = 1'000'000'000;
-  const std::time_t now = seconds;
-  std::tm date{};
-  if (localtime_r(&now, &date) == nullptr) return seconds;
-  date.tm_mday -= static_cast<int>(std::clamp(days, -mostDays, mostDays));
-  date.tm_isdst = -1;
-  return std::mktime(&date);
+  std::optional<std::tm> date = localTime(seconds);
+  if (!date) return seconds;
+  date->tm_mday -= static_cast<int>(std::clamp(days, -mostDays, mostDays));
+  return secondsOfLocalTime(*date);
 }
 
 bool detail::removeItem(int folder, const char* name, PathView path) {

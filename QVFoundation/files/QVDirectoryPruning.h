@@ -7,15 +7,15 @@
 
 namespace QVFoundation {
 
-/// Makes room in a folder of caches, logs and the like: while all that is in it takes `sizeLimit` bytes or more, the
-/// oldest item goes, a file or a whole folder, as long as it was last modified that many days ago or earlier. So
-/// a limit of 0 removes all that is old, and one above what is there removes nothing.
+/// Makes room in a folder of caches, logs and the like: while all that is in it takes `sizeLimit` bytes or
+/// more, the oldest item goes, a file or a whole folder, as long as it was last modified that many days ago
+/// or earlier. So a limit of 0 removes all that is old, and one above what is there removes nothing.
 ///
-/// Days are those of the calendar in local time: 1 is this time yesterday. Files count with their size, folders with
-/// the room that they take on the volume.
+/// Days are those of the calendar in local time: 1 is this time yesterday. Files count with their size,
+/// folders with the room that they take on the volume.
 ///
-/// Only what is in the folder itself is looked at, and links are items like others: nothing outside can be removed, also
-/// when somebody exchanges the folder or one in it for a link meanwhile.
+/// Only what is in the folder itself is looked at, and links are items like others: nothing outside can be
+/// removed, also when somebody exchanges the folder or one in it for a link meanwhile.
 ///
 /// Threads: safe from any thread.
 /// Errors: none; what cannot be read or removed stays.

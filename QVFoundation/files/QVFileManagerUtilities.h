@@ -42,8 +42,8 @@ namespace detail {
 }  // namespace detail
 
 /// Whether a folder has nothing in it but items that are ignored, by full path or by name, and folders that
-/// are empty in the same sense. What is no folder is not empty, and neither is what has a link in it, even one
-/// to an empty folder. A folder that cannot be read counts as empty.
+/// are empty in the same sense. What is no folder is not empty, and neither is what has a link in it, even
+/// one to an empty folder. A folder that cannot be read counts as empty.
 ///
 /// ```cpp
 /// if (qv_isDirectoryEmpty(folder, {folder / "cache"}, {".directory"})) …

@@ -17,10 +17,12 @@ namespace QVFoundation {
 
 /// The bytes of a regular file; of anything else 0, of a link too.
 [[nodiscard]] QV_EXPORT std::uint64_t qv_totalSizeOfFileAtPath(PathView path);
-/// The bytes that a regular file takes on its volume: fewer than its size where it has holes, else rounded up.
+/// The bytes that a regular file takes on its volume: fewer than its size where it has holes, else rounded
+/// up.
 [[nodiscard]] QV_EXPORT std::uint64_t qv_physicalSizeOfFileAtPath(PathView path);
 /// The physical sizes of all files in a folder, however deep. Links to folders are followed as in
-/// `qv_iterateDirectory`, links to files are not. A file with several names counts for each. What cannot be read is passed over.
+/// `qv_iterateDirectory`, links to files are not. A file with several names counts for each. What cannot be
+/// read is passed over.
 [[nodiscard]] QV_EXPORT std::uint64_t qv_physicalSizeOfFolderAtPath(PathView path);
 /// Adds the physical size of a file to a sum: a callback for `qv_iterateDirectory`. Returns nothing.
 QV_EXPORT Value addPhysicalSizeOfPath(PathView path, std::uint64_t& sizeData);

@@ -13,8 +13,8 @@
 /// its name. Create it so that this is noticed (`O_EXCL`), and ask again.
 namespace QVFoundation {
 
-/// A path in a folder at which there is nothing yet: the name itself, else with a number before its extension,
-/// as in "Report 2.pdf", "Report 3.pdf" and so on. A slash in the name becomes a colon.
+/// A path in a folder at which there is nothing yet: the name itself, else with a number before its
+/// extension, as in "Report 2.pdf", "Report 3.pdf" and so on. A slash in the name becomes a colon.
 ///
 /// A numbered name that would be longer than the 255 bytes which file systems take is cut before its number.
 [[nodiscard]] QV_EXPORT std::filesystem::path qv_uniqueFilePathForName(std::string_view name,

@@ -31,7 +31,8 @@ namespace QVFoundation {
 /// Whether there is an item; a link that leads nowhere is none.
 [[nodiscard]] QV_EXPORT bool fileExists(const NSURL& url);
 [[nodiscard]] QV_EXPORT bool isDirectory(const NSURL& url);
-/// Whether an item is in the user's trash, the one on the item's volume included; never what is no file's URL.
+/// Whether an item is in the user's trash, the one on the item's volume included; never what is no file's
+/// URL.
 [[nodiscard]] QV_EXPORT bool isInTrash(const NSURL& url);
 /// See `NSURLTypeIdentifierKey`.
 [[nodiscard]] QV_EXPORT std::optional<std::string> typeIdentifier(const NSURL& url);

@@ -4,6 +4,7 @@
 #include <ctime>
 
 #include "QVFoundation/logging/LogFileName_p.h"
+#include "QVFoundation/platform/text/LocalTime_p.h"
 #include "QVFoundation/platform/text/Unicode.h"
 
 namespace QVFoundation::detail {
@@ -14,12 +15,10 @@ constexpr std::string_view extension = ".log";
 constexpr std::string_view timePattern = "dddd-dd-dd-dddddd-";  // "2024-03-05-140709-"
 
 std::string timeStamp(std::int64_t seconds) {
-  tzset();  // localtime_r need not look whether the time zone has changed
-  const std::time_t time = seconds;
-  std::tm date{};
-  if (localtime_r(&time, &date) == nullptr) return {};
+  const std::optional<std::tm> date = localTime(seconds);
+  if (!date) return {};
   std::array<char, 64> text{};
-  return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d-%H%M%S-", &date)};
+  return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d-%H%M%S-", &*date)};
 }
 
 bool matchesTimePattern(std::string_view text) {
@@ -62,10 +61,9 @@ std::optional<LogFileName> parseLogFileName(std::string_view fileName) {
   date.tm_hour = numberAt(fileName, 11, 2);
   date.tm_min = numberAt(fileName, 13, 2);
   date.tm_sec = numberAt(fileName, 15, 2);
-  date.tm_isdst = -1;
   return LogFileName{
       .name = std::string(fileName.substr(timePattern.size(), fileName.size() - least)),
-      .seconds = std::mktime(&date),
+      .seconds = secondsOfLocalTime(date),
   };
 }
 

@@ -18,8 +18,8 @@ using detail::Descriptor;
 using detail::FileLocation;
 using detail::systemCalls;
 
-/// Marks a log as one that is written to, for as long as it is open, so that nobody prunes it. False where somebody is
-/// about to, or has.
+/// Marks a log as one that is written to, for as long as it is open, so that nobody prunes it. False where
+/// somebody is about to, or has.
 bool markAsWritten(const Descriptor& file) {
   const bool isLocked =
       detail::uninterrupted([&] { return systemCalls().lock(file.number(), LOCK_SH | LOCK_NB); }) == 0;

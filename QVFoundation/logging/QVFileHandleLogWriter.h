@@ -27,7 +27,8 @@ public:
   /// Opens a file for appending, never truncating it, and creates it with the permission bits `mode` where it
   /// is missing. Null where the path is empty or the file cannot be opened.
   ///
-  /// While it is open it is marked (a shared `flock(2)`) as one that is written to, so that pruning spares it.
+  /// While it is open it is marked (a shared `flock(2)`) as one that is written to, so that pruning spares
+  /// it.
   [[nodiscard]] static std::shared_ptr<QVFileHandleLogWriter> fileHandleForLoggingAtPath(PathView path,
                                                                                          mode_t mode);
   /// The same, but for a file that is not there yet: where it is, null and `errno` EEXIST.

@@ -68,14 +68,15 @@ public:
   QVLogManager();
   ~QVLogManager() override;
 
-  /// Begins a log file, in a folder that is created where it is missing, and makes a logger that writes to it,
-  /// and to the debug log while that is switched on. Its path, also one that could not be created, goes to
-  /// `logFilePath`.
+  /// Begins a log file, in a folder that is created where it is missing, and makes a logger that writes to
+  /// it, and to the debug log while that is switched on. Its path, also one that could not be created, goes
+  /// to `logFilePath`.
   ///
   /// No two loggers get the same file, whichever threads and programs they are made by: the second within a
   /// second has a number in its name.
   ///
-  /// Null, and the reason in `error`, where folder or file cannot be created. The delegate hears of it in both cases.
+  /// Null, and the reason in `error`, where folder or file cannot be created. The delegate hears of it in
+  /// both cases.
   [[nodiscard]] std::shared_ptr<QVLogger> newLoggerWithName(std::string_view name,
                                                             std::filesystem::path* logFilePath = nullptr,
                                                             std::optional<NSError>* error = nullptr);
@@ -96,8 +97,8 @@ public:
   }
   void setDebugLoggingEnabled(bool enabled);
 
-  /// The switch of the debug log. Each time that it is set to on, the debug log is begun anew; when it is set to
-  /// off, the file stays. Loggers that are made from now on write to a new one; null raises
+  /// The switch of the debug log. Each time that it is set to on, the debug log is begun anew; when it is
+  /// set to off, the file stays. Loggers that are made from now on write to a new one; null raises
   /// `NSInvalidArgumentException`.
   [[nodiscard]] std::shared_ptr<QVToggleLogWriter> debugLogWriter() const { return debugLogWriter_.load(); }
   void setDebugLogWriter(std::shared_ptr<QVToggleLogWriter> writer);
@@ -107,9 +108,9 @@ public:
   /// The log files of the application, newest first: those in the log folder that have the name of one,
   /// whichever run of the program began them.
   [[nodiscard]] std::vector<QVLogFile> logFiles() const;
-  /// Removes what is oldest in the log folder, as long as it is that many days old and all together takes so many bytes
-  /// or more: see `qv_removeFilesInDirectory`. What a logger still writes to stays, in this program or
-  /// another, and so does a folder with such a file in it. A negative size removes nothing.
+  /// Removes what is oldest in the log folder, as long as it is that many days old and all together takes
+  /// so many bytes or more: see `qv_removeFilesInDirectory`. What a logger still writes to stays, in this
+  /// program or another, and so does a folder with such a file in it. A negative size removes nothing.
   void clearLogFilesOlderThanNumDays(std::int64_t days, std::int64_t sizeLimit) const;
 
   [[nodiscard]] NSURL logFolderURL() const;

@@ -5,8 +5,8 @@
 #include "QVFoundation/platform/files/PathView.h"
 #include "QVFoundation/platform/runtime/NSError.h"
 
-/// The errors of the file system: `NSCocoaErrorDomain`, the path under `NSFilePathErrorKey`, and what the system
-/// said, an `errno` in `NSPOSIXErrorDomain`, as underlying error.
+/// The errors of the file system: `NSCocoaErrorDomain`, the path under `NSFilePathErrorKey`, and what the
+/// system said, an `errno` in `NSPOSIXErrorDomain`, as underlying error.
 ///
 /// Threads: functions without state.
 namespace QVFoundation::detail {

@@ -3,6 +3,7 @@
 #include <ctime>
 
 #include "QVFoundation/platform/text/LocalTimeOffsets_p.h"
+#include "QVFoundation/platform/text/LocalTime_p.h"
 
 namespace QVFoundation::detail {
 
@@ -40,7 +41,7 @@ std::uint64_t nextIdentifier() noexcept {
 }  // namespace
 
 LocalTimeOffsets::LocalTimeOffsets(sys_seconds now) : identifier_(nextIdentifier()), end_(now + years(8)) {
-  tzset();  // localtime_r alone need not notice that TZ has changed
+  refreshTimeZone();
   sys_seconds known = now - years(2);
   periods_.push_back({known, askCLibrary(known)});
   while (known < end_) {

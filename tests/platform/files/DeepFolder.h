@@ -10,8 +10,8 @@
 
 namespace QVFoundation::testing {
 
-/// A chain of folders, each in the one before it, whose path may be longer than the system takes. Gone when the
-/// scope ends.
+/// A chain of folders, each in the one before it, whose path may be longer than the system takes. Gone when
+/// the scope ends.
 class DeepFolder {
 public:
   static constexpr const char* name = "a-folder-in-the-one-above";

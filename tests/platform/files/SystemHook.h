@@ -6,8 +6,8 @@
 
 namespace QVFoundation::testing {
 
-/// Puts a callable in the place of one call of the system for a scope. It gets the original first, then what the
-/// call gets. One of a kind at a time, and one thread only.
+/// Puts a callable in the place of one call of the system for a scope. It gets the original first, then
+/// what the call gets. One of a kind at a time, and one thread only.
 template <class Result, class... Args>
 class SystemHook {
 public:
