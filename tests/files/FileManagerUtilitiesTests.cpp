@@ -28,7 +28,7 @@ using testing::makeFile;
 using testing::TemporaryFolder;
 
 TEST(FileManagerUtilities, giveEachThreadAManagerOfItsOwn) {
-  const auto mine = qv_currentThreadFileManager();
+  const auto& mine = qv_currentThreadFileManager();
   EXPECT_EQ(qv_currentThreadFileManager(), mine);
   std::weak_ptr<NSFileManager> others;
   std::thread([&] {

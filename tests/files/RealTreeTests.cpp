@@ -120,7 +120,7 @@ void makeTree(const fs::path& root) {
 
 void expectAgreement(const fs::path& root) {
   SCOPED_TRACE(root);
-  const std::string at = root.native();
+  const std::string& at = root.native();
   std::vector<std::string> visited;
   const auto add = [&](std::string_view path) { visited.emplace_back(path); };
   const auto goOn = [](const NSError&, std::string_view) { return true; };

@@ -95,6 +95,7 @@ TEST_F(LogManagerTest, givesEachLoggerAFileOfItsOwn) {
   std::vector<fs::path> paths(count);
   {
     std::vector<std::jthread> threads;
+    threads.reserve(paths.size());
     for (fs::path& path : paths) {
       threads.emplace_back([&] { logs->newLoggerWithName("Job/1", &path)->logInfo("%@", path.native()); });
     }
@@ -116,7 +117,7 @@ TEST_F(LogManagerTest, saysWhyThereIsNoLogger) {
   fs::create_directory(home / "sealed");
   const testing::SystemHook hook(&detail::SystemCalls::open, [](const auto& original, auto... args) {
     const std::string_view path = std::get<1>(std::tuple(args...));
-    if (path.find("/sealed/") == path.npos) return original(args...);
+    if (path.find("/sealed/") == std::string_view::npos) return original(args...);
     errno = EROFS;
     return -1;
   });
@@ -198,7 +199,6 @@ TEST_F(LogManagerTest, turnsDebugLinesOnForTheGeneralLogAndForLoggersToCome) {
 
 TEST_F(LogManagerTest, listsTheLogsOfAllRunsNewestFirst) {
   auto logs = std::make_shared<QVLogManager>();
-  const fs::path general = logs->logFiles().front().url.filePath();
   for (const char* name : {"2024-03-05-140709-Backup.log", "2024-03-05-140709-Backup 2.log",
                            "2023-12-31-235959-a-b.c.log", "2024-03-05-14070x-no.log", "notes.txt", ".log"}) {
     makeFile(logFolder() / name, name);

@@ -21,7 +21,8 @@ std::string_view folderOfPath(std::string_view path) { return path.substr(0, pat
 std::string pathBehindLinks(std::string path) {
   std::string destination;
   for (int i = 0; i < mostLinks && FileLocation(path).readLink(destination) == 0; ++i) {
-    path = destination.starts_with('/') ? destination : std::string(folderOfPath(path)) + destination;
+    path.resize(destination.starts_with('/') ? 0 : folderOfPath(path).size());
+    path += destination;
   }
   return path;
 }

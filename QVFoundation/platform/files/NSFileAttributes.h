@@ -9,8 +9,6 @@
 #include "QVFoundation/platform/runtime/Dictionary.h"
 #include "QVFoundation/platform/runtime/Value.h"
 
-struct statx;
-
 namespace QVFoundation {
 
 /// What kind of item a name stands for. The numbers are those that programs store.

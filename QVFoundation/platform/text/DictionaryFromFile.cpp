@@ -1,7 +1,6 @@
-#include "QVFoundation/platform/text/DictionaryFromFile_p.h"
-
 #include "QVFoundation/platform/files/FileContents_p.h"
 #include "QVFoundation/platform/runtime/NSErrorKeys.h"
+#include "QVFoundation/platform/text/DictionaryFromFile_p.h"
 #include "QVFoundation/platform/text/SyntaxError_p.h"
 
 namespace QVFoundation::detail {

@@ -1,6 +1,5 @@
-#include "QVFoundation/platform/text/LocalTime_p.h"
-
 #include "QVFoundation/platform/concurrency/UnfairLock.h"
+#include "QVFoundation/platform/text/LocalTime_p.h"
 
 namespace QVFoundation::detail {
 
