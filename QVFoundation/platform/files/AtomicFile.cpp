@@ -1,8 +1,10 @@
-#include <climits>
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <random>
 #include <string_view>
+#include <vector>
 
 #include "QVFoundation/platform/files/AtomicFile_p.h"
 #include "QVFoundation/platform/files/ExclusiveRename_p.h"
@@ -12,6 +14,7 @@ namespace QVFoundation::detail {
 
 namespace {
 
+constexpr int mostNames = 100;
 constexpr int mostLinks = 40;  // as many as the system follows (path_resolution(7))
 
 /// The path with a slash at its end, or nothing where it is but a name.
@@ -34,13 +37,42 @@ std::string waitingName(std::string_view name) {
   return '.' + std::string(name.substr(0, mostOfName)) + '.' + std::to_string(number);
 }
 
+constexpr const char* accessList = "system.posix_acl_access";
+
+bool copyAttribute(const std::string& from, const std::string& to, const char* name) {
+  const ssize_t size = systemCalls().getAttribute(from.c_str(), name, nullptr, 0);
+  if (size < 0) return false;
+  std::vector<std::byte> value(static_cast<std::size_t>(size));
+  const ssize_t read = systemCalls().getAttribute(from.c_str(), name, value.data(), value.size());
+  if (read < 0) return false;
+  return systemCalls().setAttribute(to.c_str(), name, value.data(), static_cast<std::size_t>(read), 0) == 0;
+}
+
+/// Those of programs, as far as that is possible, and who may do what. False where that was said by an
+/// access list that could not be copied.
+bool copyAttributes(const std::string& from, const std::string& to) {
+  std::string names(std::max<ssize_t>(systemCalls().listAttributes(from.c_str(), nullptr, 0), 0), '\0');
+  names.resize(std::max<ssize_t>(systemCalls().listAttributes(from.c_str(), names.data(), names.size()), 0));
+  for (std::size_t at = 0; at < names.size(); at += std::string_view(names.c_str() + at).size() + 1) {
+    const char* const name = names.c_str() + at;
+    if (std::string_view(name).starts_with("user.")) copyAttribute(from, to, name);
+  }
+  const bool hasList = systemCalls().getAttribute(from.c_str(), accessList, nullptr, 0) >= 0;
+  if (hasList) return copyAttribute(from, to, accessList);
+  // The folder may have one for new files.
+  static_cast<void>(systemCalls().removeAttribute(to.c_str(), accessList));
+  return true;
+}
+
 }  // namespace
 
 AtomicFile::AtomicFile(PathView path, Existing existing) : existing_(existing) {
   std::string target(path);
   if (existing == Existing::replace) target = pathBehindLinks(std::move(target));
   const std::string_view folder = folderOfPath(target);
-  folder_ = FileLocation(folder.empty() ? std::string_view(".") : folder).open(O_RDONLY | O_DIRECTORY);
+  const FileLocation place(folder.empty() ? std::string_view(".") : folder);
+  folder_ = place.open(O_RDONLY | O_DIRECTORY);
+  if (!folder_.isOpen()) folder_ = place.open(O_PATH | O_DIRECTORY);  // one that may only be written to
   if (!folder_.isOpen()) error_ = errno;
   name_ = target.substr(folder.size());
 }
@@ -60,26 +92,34 @@ int AtomicFile::open() {
 
   // What will replace a file that few may read is at no time for all to read.
   const mode_t mode = exists ? S_IRUSR | S_IWUSR : 0666;
-  do {
+  for (int attempt = 0; attempt < mostNames && !file_.isOpen(); ++attempt) {
     waiting_.emplace(folder_.number(), waitingName(name_));
     file_ = waiting_->open(O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, mode);
-  } while (!file_.isOpen() && errno == EEXIST);
-  if (!file_.isOpen()) {
-    waiting_.reset();
-    return errno;
+    if (!file_.isOpen() && errno != EEXIST) break;
   }
-  return exists ? takeAttributes(replaced) : 0;
+  if (!file_.isOpen()) {
+    const int code = errno;
+    waiting_.reset();
+    return code;
+  }
+  return exists ? takeAttributes(target, replaced) : 0;
 }
 
-int AtomicFile::takeAttributes(const struct statx& replaced) const {
+int AtomicFile::takeAttributes(const FileLocation& target, const struct statx& replaced) const {
   const auto change = [&](uid_t owner, gid_t group) {
     return uninterrupted([&] { return systemCalls().changeOwner(file_.number(), owner, group); }) == 0;
   };
   constexpr auto same = static_cast<uid_t>(-1);
   const bool keepsOwner = change(replaced.stx_uid, replaced.stx_gid);
-  if (!keepsOwner) change(same, replaced.stx_gid);
-  // What it may do as its owner, it may do only as that owner.
-  const mode_t mode = replaced.stx_mode & (keepsOwner ? 07777 : 0777);
+  const bool keepsGroup = keepsOwner || change(same, replaced.stx_gid);
+  const bool keepsAccessList = copyAttributes(target.pathWithoutFolder(), waiting_->pathWithoutFolder());
+
+  // What it may do as its owner, it may do only as that owner; and where another group would have what was
+  // meant for the old one, none has it.
+  mode_t mode = replaced.stx_mode & (keepsOwner ? 07777 : 0777);
+  if (!keepsGroup || !keepsAccessList) mode &= ~mode_t{S_IRWXG};
+  struct stat status{};
+  if (systemCalls().stat(file_.number(), &status) == 0 && (status.st_mode & 07777) == mode) return 0;
   return uninterrupted([&] { return systemCalls().changeMode(file_.number(), mode); }) == 0 ? 0 : errno;
 }
 

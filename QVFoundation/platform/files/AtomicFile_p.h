@@ -29,7 +29,7 @@ public:
   [[nodiscard]] int commit();
 
 private:
-  [[nodiscard]] int takeAttributes(const struct statx& replaced) const;
+  [[nodiscard]] int takeAttributes(const FileLocation& target, const struct statx& replaced) const;
 
   const Existing existing_;
   Descriptor folder_;

@@ -23,12 +23,19 @@ std::string_view withoutSlashesAtEnd(std::string_view path) {
   return path.substr(0, path.find_last_not_of('/') + 1);
 }
 
+/// Without slashes at its end, unless it is nothing else.
+std::string_view pathOfRoot(std::string_view path) {
+  const std::string_view without = withoutSlashesAtEnd(path);
+  return without.empty() ? path.substr(0, 1) : without;
+}
+
 }  // namespace
 
 DirectoryWalk::DirectoryWalk(FileLocation root, PathView path, Links links)
     : links_(links),
       root_(std::move(root)),
-      path_(path.text()),
+      path_(pathOfRoot(path)),
+      rootLength_(path_.size()),
       buffer_(std::make_unique_for_overwrite<char[]>(bufferSize)) {}
 
 DirectoryWalk::Event DirectoryWalk::next() {
@@ -89,13 +96,10 @@ void DirectoryWalk::comeBackTo(const Frame& frame) {
 }
 
 void DirectoryWalk::enter() {
-  if (depth_ == 0) {
-    path_.resize(std::max(withoutSlashesAtEnd(path_).size(), std::size_t{path_.starts_with('/')}));
-    rootLength_ = path_.size();
-  }
-  const bool followsLink = depth_ == 0 ? links_ != Links::items : isThroughLink_;
   Frame frame(nameOffset_, withoutSlashesAtEnd(path_).size(), isThroughLink_);
-  frame.folder = openFolder(folder(), name(), followsLink);
+  frame.folder = depth_ == 0 ? root_.open(O_RDONLY | O_DIRECTORY | (links_ == Links::items ? O_NOFOLLOW : 0))
+                             : openFolder(folder(), name(), isThroughLink_);
+  linksOnTheWay_ += isThroughLink_ ? 1 : 0;
   if (!frame.folder.isOpen()) {
     frame.error = errno;
     frame.isAtEnd = true;
@@ -106,6 +110,7 @@ void DirectoryWalk::enter() {
 }
 
 void DirectoryWalk::leave() {
+  linksOnTheWay_ -= frames_.back().isThroughLink ? 1 : 0;
   frames_.pop_back();
   firstOpen_ = std::clamp<std::size_t>(frames_.size(), 1, firstOpen_);
 }
@@ -149,7 +154,14 @@ bool DirectoryWalk::take(const dirent64& entry) {
     if (this->status(status) != 0) return false;
     type_ = fileTypeOfMode(status.st_mode);
   }
-  return type_ != NSFileType::symbolicLink || links_ != Links::followed || followLink();
+  if (type_ == NSFileType::symbolicLink && links_ == Links::followed) return followLink();
+  // Behind a link also a plain folder may lead back, down to where the walk came from.
+  if (type_ == NSFileType::directory && linksOnTheWay_ > 0) {
+    struct statx status{};
+    if (this->status(STATX_INO, status) != 0) return false;
+    leadsBack_ = isOnTheWay(ItemIdentity::of(status));
+  }
+  return true;
 }
 
 bool DirectoryWalk::followLink() {
@@ -225,8 +237,8 @@ void DirectoryWalk::reopen(std::size_t index) {
   }
   frame.folder = openByNames(index);
   if (isSame(frame.folder)) return;
+  if (frame.position < frame.size) frame.error = frame.folder.isOpen() ? ENOENT : errno;
   frame.folder.close();
-  if (frame.position < frame.size) frame.error = ENOENT;
   frame.position = frame.size;
 }
 

@@ -110,12 +110,13 @@ private:
   const Links links_;
   FileLocation root_;
   std::string path_;
+  const std::size_t rootLength_;  // of path_ for the root itself
   std::vector<Frame> frames_;
   std::unique_ptr<char[]> buffer_;
-  std::size_t firstOpen_ = 1;   // frames from here on, and the root's, are open
-  std::size_t rootLength_ = 0;  // of path_ for the root itself
+  std::size_t firstOpen_ = 1;  // frames from here on, and the root's, are open
   std::size_t depth_ = 0;
   std::size_t nameOffset_ = 0;
+  std::size_t linksOnTheWay_ = 0;
   int error_ = 0;
   NSFileType type_ = NSFileType::directory;
   bool isThroughLink_ = false;

@@ -35,7 +35,7 @@ int readFile(const Descriptor& file, std::size_t mostBytes, NSData& bytes) {
 }  // namespace
 
 NSData contentsOfFile(PathView path, std::size_t mostBytes, NSDataReadingOptions options) {
-  const Descriptor file = FileLocation(path).open(O_RDONLY | O_NONBLOCK);
+  const Descriptor file = FileLocation(path).open(O_RDONLY | O_NONBLOCK | O_NOCTTY);
   NSData bytes;
   const int code = file.isOpen() ? readFile(file, mostBytes, bytes) : errno;
   if (code != 0) throw fileReadError(path, code);

@@ -32,16 +32,6 @@ private:
   alignas(file_handle) std::array<std::byte, sizeof(file_handle) + MAX_HANDLE_SZ> buffer_{};
 };
 
-/// The nearest folder above that is there. Opened for reading: one that is only a place (O_PATH) will not do
-/// to open handles.
-Descriptor openFolderAbove(std::string_view path) {
-  for (;;) {
-    path = folderOf(path);
-    Descriptor folder = FileLocation(path).open(O_RDONLY | O_DIRECTORY | O_NONBLOCK);
-    if (folder.isOpen() || path == "/") return folder;
-  }
-}
-
 }  // namespace
 
 bool isSameItem(const FileIdentity& a, const FileIdentity& b) noexcept {
@@ -75,7 +65,8 @@ std::optional<FileHandle> handleOf(const FileLocation& item) {
 
 std::optional<std::string> pathOfItem(const FileIdentity& item, std::string_view nearby) {
   if (!item.handle) return {};
-  const Descriptor folder = openFolderAbove(nearby);
+  // One that is only a place (O_PATH) will not do to open handles.
+  const Descriptor folder = FileLocation(existingFolderOf(nearby)).open(O_RDONLY | O_DIRECTORY | O_NONBLOCK);
   HandleBuffer buffer(*item.handle);
   const Descriptor opened(uninterrupted(
       [&] { return systemCalls().openHandle(folder.number(), buffer.handle(), O_PATH | O_CLOEXEC); }));
@@ -91,6 +82,20 @@ std::optional<std::string> pathOfItem(const FileIdentity& item, std::string_view
 std::string_view folderOf(std::string_view absolutePath) noexcept {
   const std::size_t slash = absolutePath.rfind('/');
   return absolutePath.substr(0, std::max<std::size_t>(slash, 1));
+}
+
+// From the root on, so that it takes one step for each name, however many of them are missing.
+std::string_view existingFolderOf(std::string_view absolutePath) {
+  const std::string_view folder = folderOf(absolutePath);
+  Descriptor reached = FileLocation("/").open(O_PATH | O_DIRECTORY);
+  for (std::size_t length = 1; length < folder.size();) {
+    const std::size_t end = std::min(folder.find('/', length), folder.size());
+    reached = FileLocation(reached.number(), std::string(folder.substr(length, end - length)))
+                  .open(O_PATH | O_DIRECTORY);
+    if (!reached.isOpen()) return folder.substr(0, std::max<std::size_t>(length - 1, 1));
+    length = end + 1;
+  }
+  return folder;
 }
 
 }  // namespace QVFoundation::detail

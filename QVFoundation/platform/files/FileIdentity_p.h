@@ -60,4 +60,7 @@ struct FileIdentity {
 /// The path of the folder that an item is in; that of "/" is "/".
 [[nodiscard]] std::string_view folderOf(std::string_view absolutePath) noexcept;
 
+/// The nearest folder above that is there.
+[[nodiscard]] std::string_view existingFolderOf(std::string_view absolutePath);
+
 }  // namespace QVFoundation::detail

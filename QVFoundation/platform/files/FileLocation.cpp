@@ -1,12 +1,19 @@
 #include <algorithm>
 #include <climits>
 #include <string_view>
+#include <utility>
 
 #include "QVFoundation/platform/files/FileLocation_p.h"
 
 namespace QVFoundation::detail {
 
 namespace {
+
+// Leaves room for the way to an open folder, see `pathWithoutFolder`.
+constexpr std::size_t mostRest = PATH_MAX - 64;
+
+/// The system would take the name that ends there.
+bool hasZero(std::string_view text) noexcept { return text.find('\0') != std::string_view::npos; }
 
 /// Calls where there is no error yet.
 template <class Call>
@@ -18,25 +25,42 @@ int callUnless(int error, const Call& call) noexcept {
 
 }  // namespace
 
+FileLocation::FileLocation(int folder, std::string name) noexcept : borrowed_(folder) {
+  if (hasZero(name)) {
+    fail(ENOENT);
+  } else {
+    rest_ = std::move(name);
+  }
+}
+
 FileLocation::FileLocation(PathView path) {
   std::string_view rest = path;
-  if (rest.find('\0') != std::string_view::npos) {  // the system would take the name that ends there
-    error_ = ENOENT;
+  if (hasZero(rest)) {
+    fail(ENOENT);
     return;
   }
-  while (rest.size() >= PATH_MAX && error_ == 0) {
-    const std::size_t slash = rest.rfind('/', PATH_MAX - 2);
+  while (rest.size() > mostRest) {
+    const std::size_t slash = rest.rfind('/', mostRest);
     if (slash == std::string_view::npos) break;  // the system says what it says of such a name
     const std::string way(rest.substr(0, slash + 1));
     Descriptor next(uninterrupted(
         [&] { return systemCalls().open(folder(), way.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC, 0); }));
-    if (!next.isOpen()) error_ = errno;
+    if (!next.isOpen()) {
+      fail(errno);
+      return;
+    }
     folder_ = std::move(next);
     rest.remove_prefix(slash);
     rest.remove_prefix(std::min(rest.find_first_not_of('/'), rest.size()));
     if (rest.empty()) rest = ".";
   }
   rest_ = rest;
+}
+
+void FileLocation::fail(int code) noexcept {
+  error_ = code;
+  folder_.close();
+  borrowed_ = -1;
 }
 
 Descriptor FileLocation::open(int flags, mode_t mode) const noexcept {
@@ -85,7 +109,6 @@ int FileLocation::readLink(std::string& text) const {
 }
 
 std::string FileLocation::pathWithoutFolder() const {
-  if (error_ != 0) return {};
   if (folder() == AT_FDCWD) return rest_;
   return "/proc/self/fd/" + std::to_string(folder()) + '/' + rest_;
 }

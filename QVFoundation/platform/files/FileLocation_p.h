@@ -18,10 +18,11 @@ enum class FollowLinks { no, yes };
 /// Errors: each call returns -1 and sets `errno`, also where the place could not be reached at all.
 class QV_TEST_EXPORT FileLocation {
 public:
-  /// Opens folders on the way only where the path is longer than `PATH_MAX`.
+  /// Opens folders on the way only where the path is nearly as long as `PATH_MAX` or longer. What cannot be
+  /// reached has no name in no folder.
   explicit FileLocation(PathView path);
   /// In an open folder, which is borrowed.
-  FileLocation(int folder, std::string name) noexcept : borrowed_(folder), rest_(std::move(name)) {}
+  FileLocation(int folder, std::string name) noexcept;
 
   [[nodiscard]] int folder() const noexcept { return folder_.isOpen() ? folder_.number() : borrowed_; }
   [[nodiscard]] const char* name() const noexcept { return rest_.c_str(); }
@@ -36,10 +37,14 @@ public:
   [[nodiscard]] int linkTo(const FileLocation& other) const noexcept;
   /// The text of a link, however long it is, without a zero at its end.
   [[nodiscard]] int readLink(std::string& text) const;
-  /// For calls that take a path and no folder.
+  /// Why the place could not be reached; 0 if it could.
+  [[nodiscard]] int error() const noexcept { return error_; }
+  /// For calls that take a path and no folder, unless there is an error.
   [[nodiscard]] std::string pathWithoutFolder() const;
 
 private:
+  void fail(int code) noexcept;
+
   Descriptor folder_;
   int borrowed_ = AT_FDCWD;
   int error_ = 0;  // what kept the place from being reached

@@ -12,7 +12,7 @@
 namespace QVFoundation::detail {
 
 /// Longer paths are refused: they come from damaged or hostile records.
-inline constexpr std::size_t mostPathBytes = std::size_t{1} << 20;
+inline constexpr std::size_t mostPathBytes = std::size_t{64} * 1024;
 
 /// What a file reference remembers.
 ///

@@ -58,7 +58,7 @@ public:
   /// Refers to nothing: it has no path and no bytes, and resolves to nothing.
   FileReference() noexcept = default;
 
-  /// Nothing where there is no such item. A relative path is taken from the current folder; no link is
+  /// Nothing where there is no such item, and for a path of more than 64 KiB. A relative path is taken from the current folder; no link is
   /// resolved, so that the reference is to a link itself where there is one at the end, also before a slash.
   [[nodiscard]] static std::optional<FileReference> referenceToPath(PathView path,
                                                                     std::optional<NSError>* error = nullptr);

@@ -14,8 +14,8 @@ namespace QVFoundation::detail {
 //
 //   8         "QVFILREF"
 //   4         version: 1
-//   field     path: absolute, without zero, at most 1 MiB
-//   field     path relative to the base: the same, not absolute; empty where there is none
+//   field     path: absolute, without zero, empty names or ".", at most 64 KiB
+//   field     path relative to the base, without zero, at most 64 KiB; empty where there is none
 //   4         type: the bits of S_IFMT
 //   4, 4      device: major, minor
 //   8         inode
@@ -150,6 +150,7 @@ FileRecord readContent(RecordReader reader) {
   FileRecord record;
   record.path = readPath(reader);
   if (!record.path.starts_with('/')) refuseRecord("its path is not absolute");
+  if (record.path != absolutePathTo(record.path)) refuseRecord("its path has names that lead nowhere");
   if (std::string path = readPath(reader); !path.empty()) record.relativePath = std::move(path);
   if (record.relativePath && record.relativePath->starts_with('/'))
     refuseRecord("its relative path is absolute");

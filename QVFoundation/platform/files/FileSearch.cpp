@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <deque>
 #include <dirent.h>
@@ -12,12 +13,9 @@ namespace QVFoundation::detail {
 
 namespace {
 
-bool isFolderAt(std::string_view path) { return FileLocation(path).open(O_PATH | O_DIRECTORY).isOpen(); }
-
 class FileSearch {
 public:
-  FileSearch(const FileIdentity& item, std::size_t mostEntries) noexcept
-      : item_(item), entriesLeft_(mostEntries) {}
+  FileSearch(const FileIdentity& item, std::size_t mostEntries) : item_(item), entriesLeft_(mostEntries) {}
 
   /// Searches a folder and, down to a depth, those within it, the nearest first.
   std::optional<std::string> below(std::string_view top, std::size_t depth) {
@@ -87,14 +85,11 @@ private:
 std::optional<std::string> searchNearby(std::string_view oldPath, const FileIdentity& item,
                                         std::size_t mostEntries) {
   FileSearch search(item, mostEntries);
-  std::string_view folder = folderOf(oldPath);
+  const std::string_view folder = folderOf(oldPath);
   if (auto found = search.below(folder, 1)) return found;
-  std::size_t depth = 0;
-  do {
-    folder = folderOf(folder);
-    ++depth;
-  } while (folder != "/" && !isFolderAt(folder));
-  return search.below(folder, depth);
+  const std::string_view above = existingFolderOf(folder);
+  const std::string_view way = folder.substr(above.size());
+  return search.below(above, std::max<std::size_t>(std::ranges::count(way, '/'), 1));
 }
 
 }  // namespace QVFoundation::detail

@@ -13,7 +13,10 @@ namespace QVFoundation::detail {
 
 [[nodiscard]] NSFileType fileTypeOfMode(mode_t mode) noexcept;
 /// The nearest date that can be told: file systems know years that are too far for nanoseconds in 64 bits.
-[[nodiscard]] QV_TEST_EXPORT NSDate dateOfTimestamp(const statx_timestamp& time) noexcept;
+[[nodiscard]] NSDate dateOfTime(std::int64_t seconds, std::uint32_t nanoseconds) noexcept;
+[[nodiscard]] inline NSDate dateOfTimestamp(const statx_timestamp& time) noexcept {
+  return dateOfTime(time.tv_sec, time.tv_nsec);
+}
 [[nodiscard]] NSFileAttributes attributesOfStatus(const struct statx& status) noexcept;
 
 /// What `attributesOfStatus` needs to be asked for.

@@ -33,9 +33,10 @@ enum class NSDataWritingOptions {
   atomicWithoutOverwriting,
 };
 
-/// Writes a file. A link is followed, so that it stays one. An atomic write keeps the permissions of the file
-/// that it replaces, and its owner as far as the process may give files away; others who read see the old
-/// content or the new one, after a loss of power too.
+/// Writes a file. A link is followed, so that it stays one. An atomic write keeps the permissions, access
+/// list and "user." attributes of the file that it replaces, and its owner as far as the process may give
+/// files away; what cannot be kept takes rights away and gives none. Others who read see the old content or
+/// the new one, after a loss of power too. It is the folder that must be writable, not the file.
 QV_EXPORT bool writeDataToFile(std::span<const std::byte> data, PathView path,
                                NSDataWritingOptions options = NSDataWritingOptions::none,
                                std::optional<NSError>* error = nullptr);

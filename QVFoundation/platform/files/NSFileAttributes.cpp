@@ -25,12 +25,12 @@ NSFileType fileTypeOfMode(mode_t mode) noexcept {
   }
 }
 
-NSDate dateOfTimestamp(const statx_timestamp& time) noexcept {
+NSDate dateOfTime(std::int64_t seconds, std::uint32_t nanoseconds) noexcept {
   using Duration = NSDate::duration;
   constexpr auto first = std::chrono::ceil<std::chrono::seconds>(Duration::min());
   constexpr auto last = std::chrono::floor<std::chrono::seconds>(Duration::max()) - std::chrono::seconds(1);
-  const auto seconds = std::clamp(std::chrono::seconds(time.tv_sec), first, last);
-  return NSDate(seconds + std::chrono::duration_cast<Duration>(std::chrono::nanoseconds(time.tv_nsec)));
+  const auto whole = std::clamp(std::chrono::seconds(seconds), first, last);
+  return NSDate(whole + std::chrono::duration_cast<Duration>(std::chrono::nanoseconds(nanoseconds)));
 }
 
 NSFileAttributes attributesOfStatus(const struct statx& status) noexcept {

@@ -126,8 +126,10 @@ bool NSFileManager::createDirectoryAtPath(PathView path, WithIntermediateDirecto
 }
 
 bool NSFileManager::removeItemAtPath(PathView path, std::optional<NSError>* error) const {
-  std::string failed;
-  const int code = detail::removeTree(FileLocation(path), path, failed);
+  // A slash at the end would have the system follow a link.
+  const std::string_view item = path.text().substr(0, path.text().find_last_not_of('/') + 1);
+  std::string failed(path);
+  const int code = item.empty() ? EINVAL : detail::removeTree(FileLocation(item), item, failed);
   return succeeds(code, failed, "removed", error);
 }
 

@@ -64,7 +64,8 @@ public:
   bool createDirectoryAtPath(PathView path, WithIntermediateDirectories intermediates,
                              std::optional<NSError>* error = nullptr) const;
   /// Removes an item, and all that is in it. No link is followed out of the folder, whatever others do
-  /// meanwhile. Ends at the first item that cannot be removed; what was removed before stays so.
+  /// meanwhile. Ends at the first item that cannot be removed; what was removed before stays so. A path that
+  /// ends in "." or "..", and the root, are refused.
   bool removeItemAtPath(PathView path, std::optional<NSError>* error = nullptr) const;
   /// Gives an item another path on the same volume, in one step. What is there already is never replaced.
   bool moveItemAtPath(PathView path, PathView toPath, std::optional<NSError>* error = nullptr) const;

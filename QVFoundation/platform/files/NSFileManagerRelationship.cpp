@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <unistd.h>
 #include <utility>
@@ -25,10 +26,12 @@ using detail::ItemIdentity;
 
 // Each returns 0, or an `errno`.
 
-int identify(const FileLocation& location, FollowLinks follow, ItemIdentity& identity) {
+int identify(const FileLocation& location, FollowLinks follow, ItemIdentity& identity,
+             std::uint64_t* mount = nullptr) {
   struct statx status{};
-  if (location.status(follow, STATX_INO, status) != 0) return errno;
+  if (location.status(follow, STATX_INO | STATX_MNT_ID, status) != 0) return errno;
   identity = ItemIdentity::of(status);
+  if (mount != nullptr) *mount = status.stx_mnt_id;
   return 0;
 }
 
@@ -39,20 +42,29 @@ int identifyFolder(PathView path, ItemIdentity& identity) {
 
 /// The item itself and the folders above it, up to the root.
 int identifyWay(PathView item, std::vector<ItemIdentity>& way) {
+  const FileLocation location(item);
   ItemIdentity identity;
-  if (const int code = identify(FileLocation(item), FollowLinks::no, identity); code != 0) return code;
+  if (const int code = identify(location, FollowLinks::no, identity); code != 0) return code;
   way.push_back(identity);
 
-  const std::string folder = stringByDeletingLastPathComponent(item);
-  Descriptor above = FileLocation(folder.empty() ? std::string(".") : folder).open(O_PATH | O_DIRECTORY);
-  for (;;) {
-    if (!above.isOpen()) return errno;
-    const FileLocation location(above.number(), ".");
-    if (const int code = identify(location, FollowLinks::no, identity); code != 0) return code;
-    if (way.back() == identity) return 0;  // only the root is in itself
-    way.push_back(identity);
-    above = FileLocation(above.number(), "..").open(O_PATH | O_DIRECTORY);
+  // A folder knows what it is in, whatever the path says; of anything else the path has to say it.
+  Descriptor next = location.open(O_PATH | O_DIRECTORY | O_NOFOLLOW);
+  if (!next.isOpen()) {
+    const std::string folder = stringByDeletingLastPathComponent(item);
+    next = FileLocation(folder.empty() ? std::string(".") : folder).open(O_PATH | O_DIRECTORY);
   }
+  std::uint64_t mount = 0;
+  std::optional<std::uint64_t> mountBelow;
+  for (; next.isOpen(); next = FileLocation(next.number(), "..").open(O_PATH | O_DIRECTORY)) {
+    if (const int code = identify(FileLocation(next.number(), "."), FollowLinks::no, identity, &mount);
+        code != 0)
+      return code;
+    // Only the root is in itself. A folder that is mounted in itself is so as another volume.
+    if (mountBelow == mount && way.back() == identity) return 0;
+    mountBelow = mount;
+    if (way.back() != identity) way.push_back(identity);
+  }
+  return errno;
 }
 
 NSURLRelationship relationship(const ItemIdentity& folder, const std::vector<ItemIdentity>& way) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <compare>
+#include <concepts>
 #include <cstddef>
 #include <filesystem>
 #include <functional>
@@ -37,6 +38,11 @@ public:
   /// a directory. A relative path is taken from the current folder; where that is gone, throws
   /// `std::filesystem::filesystem_error`.
   NSURL(const std::filesystem::path& filePath);
+  /// Text is a path here. For the text of a URL there is `URLWithString`.
+  template <class Path>
+    requires(std::constructible_from<std::string_view, const Path&> && !std::derived_from<Path, NSURL> &&
+             !std::same_as<Path, std::nullptr_t>)
+  NSURL(const Path& filePath) : NSURL(std::filesystem::path(std::string_view(filePath))) {}
   /// `IsDirectory::yes` adds the slash at the end where there is none.
   [[nodiscard]] static NSURL fileURLWithPath(PathView path, IsDirectory isDirectory = IsDirectory::no);
   /// Nothing where the text has no scheme, a blank, a control character, or a percent sign without two

@@ -1,6 +1,7 @@
 #include <utility>
 
 #include "QVFoundation/platform/files/DirectoryWalk_p.h"
+#include "QVFoundation/platform/files/PathComponents.h"
 #include "QVFoundation/platform/files/TreeRemoval_p.h"
 
 namespace QVFoundation::detail {
@@ -8,7 +9,7 @@ namespace QVFoundation::detail {
 namespace {
 
 // Who fills a folder faster than it is emptied does not keep us here for ever.
-constexpr int mostRepetitions = 100;
+constexpr int mostRepetitions = 10'000;
 
 int removeFromFolder(const DirectoryWalk& walk, int flags) {
   return uninterrupted([&] { return systemCalls().remove(walk.folder(), walk.name(), flags); });
@@ -35,9 +36,12 @@ int removeVisited(DirectoryWalk& walk, DirectoryWalk::Event event, int& repetiti
 }  // namespace
 
 int removeTree(FileLocation location, PathView path, std::string& failed) {
+  failed = path.text();
+  // No names of items: what they lead to would be emptied, and then stay.
+  const std::string name = lastPathComponent(path);
+  if (name == "." || name == ".." || name == "/") return EINVAL;
   if (location.remove(0) == 0) return 0;
   const int code = errno;
-  failed = path.text();
   if (code != EISDIR && code != EPERM) return code;  // POSIX has the second for folders (unlink(2))
 
   DirectoryWalk walk(std::move(location), path, DirectoryWalk::Links::items);

@@ -24,7 +24,6 @@ std::optional<std::tm> localTime(std::int64_t seconds) noexcept {
 }
 
 std::int64_t secondsOfLocalTime(std::tm date) noexcept {
-  date.tm_isdst = -1;
   const UnfairLockGuard guard(timeZoneLock);
   return std::mktime(&date);
 }

@@ -17,8 +17,7 @@ void refreshTimeZone() noexcept;
 /// Date and time of an instant, in seconds since 1970; nothing for years that have no number.
 [[nodiscard]] std::optional<std::tm> localTime(std::int64_t seconds) noexcept;
 
-/// The instant of a date and time, whose fields may be out of their ranges, and whose `tm_isdst` counts for
-/// nothing.
+/// The instant of a date and time, whose fields may be out of their ranges (mktime(3)).
 [[nodiscard]] std::int64_t secondsOfLocalTime(std::tm date) noexcept;
 
 }  // namespace QVFoundation::detail

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -85,6 +86,35 @@ TEST(DirectoryWalk, followsLinksAsItIsTold) {
   EXPECT_EQ(circles, 4U);  // from each of the two ways to "away": "in/back" and "root"
   EXPECT_THAT(events, ::testing::Contains("left away-twice/in"));
   EXPECT_THAT(events, ::testing::Not(::testing::Contains("item dangling")));
+}
+
+// Up behind a link, and down again through plain folders: that would tell all twice, and with more links
+// for ever.
+TEST(DirectoryWalk, doesNotComeBackFromOutside) {
+  const TemporaryFolder folder;
+  fs::create_directories(folder / "outer/root/sub");
+  makeFile(folder / "outer/root/sub/file", "");
+  makeFile(folder / "outer/other", "");
+  fs::create_directory_symlink(folder / "outer", folder / "outer/root/sub/up");
+  fs::create_directory_symlink(folder / "outer", folder / "outer/root/up");
+  const auto events = eventsOf(folder / "outer/root", Links::followed);
+  EXPECT_EQ(std::ranges::count_if(events, [](const std::string& event) { return event.ends_with("/file"); }),
+            1);
+  EXPECT_THAT(events, ::testing::Contains("item up/other"));
+  EXPECT_THAT(events, ::testing::Contains("item sub/up/other"));
+}
+
+TEST(DirectoryWalk, isNotLedToTheCurrentFolderByALongPathThatLeadsNowhere) {
+  const TemporaryFolder folder;
+  const fs::path before = fs::current_path();
+  fs::create_directory(folder / "sub");
+  makeFile(folder / "sub/file", "");
+  fs::current_path(folder.path());
+  std::string path = "/nonexistent";
+  while (path.size() < 5000) path += "/.";
+  EXPECT_THAT(eventsOf(path + "/sub", Links::followed), ElementsAre("unreadable .", "left ."));
+  EXPECT_FALSE(NSFileManager().contentsOfDirectoryAtPath(path + "/sub"));
+  fs::current_path(before);
 }
 
 TEST(DirectoryWalk, comesBackFromDeepFoldersWithFewDescriptors) {

@@ -3,7 +3,10 @@
 #include <cerrno>
 #include <filesystem>
 #include <iterator>
+#include <string>
 #include <type_traits>
+
+#include <gtest/gtest.h>
 
 #include "QVFoundation/platform/files/SystemCalls_p.h"
 #include "tests/platform/files/SystemCallsOverride.h"
@@ -77,6 +80,29 @@ private:
 
 [[nodiscard]] inline std::ptrdiff_t openDescriptorCount() {
   return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+/// Does something again and again, and has another call of the system fail each time, until no call is left
+/// to fail. Each time `prepare` comes first, and `check` gets what the action returned.
+template <class Prepare, class Action, class Check>
+void failAtEachCall(const Prepare& prepare, const Action& action, const Check& check) {
+  for (int call = 0;; ++call) {
+    SCOPED_TRACE("call " + std::to_string(call));
+    prepare();
+    const auto descriptors = openDescriptorCount();
+    bool hasFailed = false;
+    {
+      auto result = [&] {
+        const FailingSystem system(call, EIO);
+        auto made = action();
+        hasFailed = system.hasFailed();
+        return made;
+      }();
+      check(result);
+    }
+    EXPECT_EQ(openDescriptorCount(), descriptors);
+    if (!hasFailed) return;
+  }
 }
 
 }  // namespace QVFoundation::testing

@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 
 #include "QVFoundation/platform/files/FileLocation_p.h"
+#include "QVFoundation/platform/files/FileRecord_p.h"
 #include "gtest/gtest.h"
 #include "tests/platform/files/TemporaryFolder.h"
 
@@ -69,8 +70,8 @@ TEST(FileReferenceRecord, keepsItsForm) {
   const std::string mostHandle = "\x02\0\0\0"s + std::string(128, 'h');
   for (const RecordParts& parts :
        {RecordParts{}, RecordParts{.relativePath = ""}, RecordParts{.birth = ""}, RecordParts{.handle = ""},
-        RecordParts{.path = "/" + std::string((1 << 20) - 1, 'x')}, RecordParts{.handle = mostHandle},
-        RecordParts{.type = S_IFLNK}}) {
+        RecordParts{.path = "/" + std::string(detail::mostPathBytes - 1, 'x')},
+        RecordParts{.handle = mostHandle}, RecordParts{.type = S_IFLNK}}) {
     const std::string record = recordOf(parts);
     std::optional<NSError> error;
     const auto reference = readRecord(record, &error);
@@ -107,7 +108,10 @@ const RecordDamage recordDamages[] = {
     {"nothing in it", withChecksum("QVFILREF\x01\0\0\0"s), "it ends too early"},
     {"relative path", recordOf({.path = "a/b"}), "its path is not absolute"},
     {"zero in path", recordOf({.path = "/a\0b"s}), "a path in it holds a zero"},
-    {"long path", recordOf({.path = "/" + std::string(1 << 20, 'x')}), "a path in it is too long"},
+    {"long path", recordOf({.path = "/" + std::string(detail::mostPathBytes, 'x')}),
+     "a path in it is too long"},
+    {"path with a dot", recordOf({.path = "/a/./b"}), "its path has names that lead nowhere"},
+    {"path with an empty name", recordOf({.path = "/a//b"}), "its path has names that lead nowhere"},
     {"absolute relative path", recordOf({.relativePath = "/b"}), "its relative path is absolute"},
     {"no type", recordOf({.type = 0}), "it is for an unknown type of file"},
     {"permissions", recordOf({.type = S_IFREG | 0644}), "it is for an unknown type of file"},

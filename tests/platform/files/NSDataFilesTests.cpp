@@ -1,9 +1,12 @@
 #include "QVFoundation/platform/files/NSDataFiles.h"
 
+#include <algorithm>
+#include <array>
 #include <filesystem>
 #include <span>
 #include <string>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 
 #include <gtest/gtest.h>
 
@@ -94,6 +97,7 @@ TEST(NSDataFiles, refuseWhatIsNoFileAndSayWhy) {
     EXPECT_EQ(error->underlyingErrors().at(0).code(), row.cause) << row.name;
     EXPECT_EQ(error->userInfo()[NSFilePathErrorKey].as<std::string>(), (folder / row.name).native());
   }
+  EXPECT_FALSE(writeDataToFile({}, std::string_view("file\0evil", 9), Writing::atomic));
   EXPECT_EQ(contentOf(folder / "file"), "old");
   EXPECT_EQ(itemsIn(folder), 3);
 }
@@ -101,27 +105,60 @@ TEST(NSDataFiles, refuseWhatIsNoFileAndSayWhy) {
 // Whichever call of the system fails: the old file or the new one, nothing else, and nothing left open.
 TEST(NSDataFiles, areReplacedWholeOrNotAtAll) {
   const TemporaryFolder folder;
-  const auto descriptors = testing::openDescriptorCount();
   for (const Writing options : {Writing::atomic, Writing::atomicWithoutOverwriting}) {
     const bool replaces = options == Writing::atomic;
-    for (int call = 0;; ++call) {
-      fs::remove(folder / "file");
-      if (replaces) makeFile(folder / "file", "old");
-      std::optional<NSError> error;
-      bool isWritten = false;
-      bool hasFailed = false;
-      {
-        testing::FailingSystem system(call, EIO);
-        isWritten = writeText(folder / "file", "new", options, &error);
-        hasFailed = system.hasFailed();
-      }
-      const std::string before = replaces ? "old" : "";
-      EXPECT_EQ(contentOf(folder / "file"), isWritten ? "new" : before) << call;
-      EXPECT_EQ(itemsIn(folder), isWritten || replaces ? 1 : 0) << call;
-      EXPECT_EQ(error.has_value(), !isWritten) << call;
-      EXPECT_EQ(testing::openDescriptorCount(), descriptors) << call;
-      if (!hasFailed) break;
-    }
+    std::optional<NSError> error;
+    testing::failAtEachCall(
+        [&] {
+          error.reset();
+          fs::remove(folder / "file");
+          if (replaces) makeFile(folder / "file", "old");
+        },
+        [&] { return writeText(folder / "file", "new", options, &error); },
+        [&](bool isWritten) {
+          const std::string before = replaces ? "old" : "";
+          EXPECT_EQ(contentOf(folder / "file"), isWritten ? "new" : before);
+          EXPECT_EQ(itemsIn(folder), isWritten || replaces ? 1 : 0);
+          EXPECT_EQ(error.has_value(), !isWritten);
+        });
+  }
+}
+
+// What cannot be kept takes rights away and gives none.
+TEST(NSDataFiles, giveNobodyARightThatTheOldOneDidNotGive) {
+  const TemporaryFolder folder;
+  const fs::path path = folder / "file";
+  makeFile(path, "old");
+  chmod(path.c_str(), 0660);
+  // Version 2: the owner rw, user 3000 rw, the group nothing, mask rw, others nothing (acl(5)).
+  const unsigned char list[] = {2,    0,    0,    0,    1,    0, 6, 0, 0xFF, 0xFF, 0xFF, 0xFF, 2,    0, 6, 0,
+                                0xB8, 0x0B, 0,    0,    4,    0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0x10, 0, 6, 0,
+                                0xFF, 0xFF, 0xFF, 0xFF, 0x20, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF};
+  if (setxattr(path.c_str(), "system.posix_acl_access", list, sizeof list, 0) != 0) {
+    GTEST_SKIP() << "no access lists on this volume";
+  }
+  setxattr(path.c_str(), "user.tag", "kept", 4, 0);
+  ASSERT_TRUE(writeText(path, "new", Writing::atomic));
+  std::array<unsigned char, 256> kept{};
+  EXPECT_EQ(getxattr(path.c_str(), "system.posix_acl_access", kept.data(), kept.size()), std::ssize(list));
+  EXPECT_TRUE(std::ranges::equal(list, std::span(kept).first(sizeof list)));
+  EXPECT_EQ(getxattr(path.c_str(), "user.tag", kept.data(), kept.size()), 4);
+
+  for (const bool isList : {true, false}) {
+    const testing::SystemHook noList(&detail::SystemCalls::setAttribute,
+                                     [&](const auto& original, auto... args) {
+                                       if (!isList) return original(args...);
+                                       errno = ENOTSUP;
+                                       return -1;
+                                     });
+    const testing::SystemHook noOwner(&detail::SystemCalls::changeOwner,
+                                      [&](const auto& original, auto... args) {
+                                        if (isList) return original(args...);
+                                        errno = EPERM;
+                                        return -1;
+                                      });
+    ASSERT_TRUE(writeText(path, "newer", Writing::atomic));
+    EXPECT_EQ(fs::status(path).permissions() & fs::perms::group_all, fs::perms::none) << isList;
   }
 }
 

@@ -263,22 +263,67 @@ TEST_F(RemovalTest, takesWhatComesMeanwhileButNotForEver) {
   EXPECT_EQ(cause(), ENOTEMPTY);
 }
 
-TEST_F(RemovalTest, leavesNothingOpenWhicheverCallFails) {
-  const auto descriptors = testing::openDescriptorCount();
-  for (int call = 0;; ++call) {
-    bool isRemoved = false;
-    bool hasFailed = false;
-    {
-      testing::FailingSystem system(call, EIO);
-      isRemoved = files.removeItemAtPath(folder / "top", &error);
-      hasFailed = system.hasFailed();
-    }
-    EXPECT_EQ(testing::openDescriptorCount(), descriptors) << call;
-    EXPECT_EQ(fs::exists(folder / "top"), !isRemoved) << call;
-    if (!hasFailed) break;
-    fs::remove_all(folder / "top");
-    RemovalTest::SetUp();
+TEST_F(RemovalTest, leavesNothingHalfSaidWhicheverCallFails) {
+  testing::failAtEachCall(
+      [&] {
+        fs::remove_all(folder / "top");
+        RemovalTest::SetUp();
+      },
+      [&] { return files.removeItemAtPath(folder / "top"); },
+      [&](bool isRemoved) { EXPECT_EQ(fs::exists(folder / "top"), !isRemoved); });
+}
+
+TEST_F(RemovalTest, refusesWhatIsNoNameAndFollowsNoLinkBeforeASlash) {
+  const std::string top = (folder / "top").native();
+  for (const std::string& path :
+       {top + "/.", top + "/a/..", top + "/../top/./", std::string("/"), std::string("//"), std::string(),
+        std::string("."), top + std::string("\0x", 2)}) {
+    EXPECT_FALSE(files.removeItemAtPath(path, &error)) << path;
   }
+  EXPECT_TRUE(fs::exists(folder / "top/a/b/file"));
+  for (const std::string& slashes : {std::string("/"), std::string(5000, '/')}) {
+    fs::remove(folder / "link");
+    fs::create_directory_symlink(outside / "precious", folder / "link");
+    EXPECT_TRUE(files.removeItemAtPath((folder / "link").native() + slashes));
+    EXPECT_FALSE(fs::exists(fs::symlink_status(folder / "link")));
+  }
+  EXPECT_TRUE(files.removeItemAtPath(top + "//"));
+}
+
+TEST_F(NSFileManagerTest, leavesNothingHalfDoneWhicheverCallFails) {
+  for (const bool isSupported : {true, false}) {
+    for (const char* name : {"file", "folder"}) {
+      testing::failAtEachCall(
+          [&] {
+            fs::remove_all(folder / "old");
+            fs::remove_all(folder / "new");
+            if (name == std::string_view("file")) {
+              makeFile(folder / "old", "content");
+            } else {
+              fs::create_directory(folder / "old");
+            }
+          },
+          [&] {
+            const testing::SystemHook hook(&detail::SystemCalls::rename,
+                                           [&](const auto& original, auto... args) {
+                                             if (isSupported || std::get<4>(std::tuple(args...)) == 0)
+                                               return original(args...);
+                                             errno = EINVAL;
+                                             return -1;
+                                           });
+            return files.moveItemAtPath(folder / "old", folder / "new");
+          },
+          [&](bool hasMoved) {
+            EXPECT_TRUE(fs::exists(folder / (hasMoved ? "new" : "old")));
+            // Where the name that came first cannot be taken back either, there are two, and nothing is lost.
+            EXPECT_FALSE(hasMoved && fs::exists(folder / "old"));
+          });
+    }
+  }
+  testing::failAtEachCall([&] { fs::remove_all(folder / "a"); },
+                          [&] { return files.createDirectoryAtPath(folder / "a/b/c", Intermediates::yes); },
+                          [&](bool isMade) { EXPECT_EQ(fs::exists(folder / "a/b/c"), isMade); });
+  EXPECT_FALSE(files.createDirectoryAtPath(std::string_view("zero\0/x", 7), Intermediates::yes));
 }
 
 TEST_F(NSFileManagerTest, tellsHowAFolderStandsToAnItem) {
