@@ -2,13 +2,14 @@
 
 #include <cstdint>
 
-#include "QVFoundation/platform/files/FileLocation_p.h"
+#include "QVFoundation/platform/files/DirectoryWalk_p.h"
 
 namespace QVFoundation::detail {
 
-/// The physical sizes of all files in a folder, links to folders followed.
+/// The physical sizes of all files in a folder.
 ///
 /// Threads: any.
-[[nodiscard]] std::uint64_t physicalSizeOfFolder(FileLocation location, PathView path);
+[[nodiscard]] std::uint64_t physicalSizeOfFolder(FileLocation location, PathView path,
+                                                 DirectoryWalk::Links links);
 
 }  // namespace QVFoundation::detail

@@ -66,25 +66,26 @@ public:
 
   /// Goes on by one name. Throws what ends the walk.
   void take(const std::string& name) {
-    std::vector<std::string> components = resolved_;
-    components.push_back(name);
-    std::string candidate = qv_stringWithPathComponents(components);
+    if (name == "/") return;
+    std::string candidate = resolved_ + '/' + name;
     for (int steps = 0;; ++steps) {
       // What a link does not lead to, or leads to in a circle, does not exist, deliberately: the name stays.
-      if (!exists(candidate)) return resolved_.push_back(name);
+      if (!exists(candidate)) return keep(name);
       std::optional<std::string> destination = destinationOf(candidate, name);
-      if (!destination) break;
+      if (!destination) {
+        if (steps == 0) resolved_ = std::move(candidate);
+        return;
+      }
       // No station is remembered, deliberately: one may be met again. Only their number is limited.
       if (steps == mostSteps) throw circularError();
       // The text of a link is taken as it stands, deliberately: without a slash at its beginning it is looked
       // for from the current folder, and in the result it begins at the root.
       candidate = *std::move(destination);
-      resolved_ = pathComponents(candidate);
+      resolve(candidate);
     }
-    resolved_ = pathComponents(candidate);
   }
 
-  [[nodiscard]] std::string path() const { return qv_stringWithPathComponents(resolved_); }
+  [[nodiscard]] std::string path() const { return resolved_.empty() ? "/" : resolved_; }
 
 private:
   static bool exists(const std::string& path) {
@@ -98,7 +99,7 @@ private:
     struct statx status{};
     if (location.status(FollowLinks::no, STATX_TYPE, status) != 0) {
       const int code = errno;
-      resolved_.push_back(name);  // this error alone keeps the name at which it came, deliberately
+      keep(name);  // this error alone keeps the name at which it came, deliberately
       throw detail::fileReadError(path, code);
     }
     if (S_ISLNK(status.stx_mode)) {
@@ -113,13 +114,19 @@ private:
     return target->native();
   }
 
+  void keep(const std::string& name) { (resolved_ += '/') += name; }
+  void resolve(const std::string& path) {
+    resolved_ = qv_stringWithPathComponents(pathComponents(path));
+    if (resolved_ == "/") resolved_.clear();
+  }
+
   [[nodiscard]] NSError circularError() const {
     return errorWithDescription(
         localizedText("Path %@ contains circular alias/symlink references", askedFor_));
   }
 
   const std::string_view askedFor_;
-  std::vector<std::string> resolved_;
+  std::string resolved_;  // empty for the root
 };
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include "QVFoundation/errors/QVErrorConstructors.h"
 #include "QVFoundation/platform/application/LocalizedText_p.h"
+#include "QVFoundation/platform/files/FileErrors_p.h"
 #include "QVFoundation/platform/text/PropertyList.h"
 
 namespace QVFoundation {
@@ -22,7 +23,9 @@ std::optional<Dictionary> qv_dictionaryWithContentsOfFile(PathView path, NSDataR
 
 std::optional<Dictionary> qv_dictionaryWithContentsOfURL(const NSURL& url, NSDataReadingOptions readOptions,
                                                          std::optional<NSError>* error) {
-  return qv_dictionaryWithContentsOfFile(url, readOptions, error);
+  if (url.isFileURL()) return qv_dictionaryWithContentsOfFile(url, readOptions, error);
+  if (error != nullptr) *error = detail::unsupportedSchemeError(url.absoluteString());
+  return {};
 }
 
 bool qv_writeToFile(const Dictionary& dictionary, PathView path, NSDataWritingOptions atomically,

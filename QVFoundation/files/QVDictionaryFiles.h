@@ -17,7 +17,8 @@ namespace QVFoundation {
 /// The dictionary in a file, in XML or binary form. It is a value, so all that is in it may be changed.
 ///
 /// Nothing, and the reason in `error`, where the file cannot be read (as of `dataWithContentsOfFile`), is no
-/// property list (`NSPropertyListReadCorruptError`) or holds something else.
+/// property list (`NSPropertyListReadCorruptError`) or holds something else, and for a URL that is no file's
+/// (`NSFileReadUnsupportedSchemeError`).
 [[nodiscard]] QV_EXPORT std::optional<Dictionary> qv_dictionaryWithContentsOfFile(
     PathView path, NSDataReadingOptions readOptions = NSDataReadingOptions::none,
     std::optional<NSError>* error = nullptr);

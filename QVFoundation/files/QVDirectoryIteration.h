@@ -27,13 +27,35 @@ enum QVDirectoryRecursion : std::int32_t {
 using QVIterationShouldContinueAfterError = std::function<bool(const NSError& error, std::string_view path)>;
 
 namespace detail {
+
+/// What can be called with a path, and does not return a truth that could mean "go on" as well as "stop".
+template <class Callback, class Path>
+concept CallableWithPath =
+    std::invocable<Callback&, Path> && !std::same_as<std::invoke_result_t<Callback&, Path>, bool>;
+template <class Callback>
+concept PathCallback =
+    CallableWithPath<Callback, std::string_view> || CallableWithPath<Callback, std::string>;
+
+template <PathCallback Callback>
+Value callWithPath(Callback& callback, std::string_view path) {
+  using Path = std::conditional_t<std::invocable<Callback&, std::string_view>, std::string_view, std::string>;
+  if constexpr (std::is_void_v<std::invoke_result_t<Callback&, Path>>) {
+    std::invoke(callback, Path(path));
+    return {};
+  } else {
+    return std::invoke(callback, Path(path));
+  }
+}
+
 [[nodiscard]] QV_EXPORT Value iterateDirectory(PathView directory, QVDirectoryRecursion recursionType,
                                                const std::function<Value(std::string_view)>& callback,
                                                const QVIterationShouldContinueAfterError& shouldContinue);
+
 }  // namespace detail
 
 /// Walks through a folder and calls back with the full path of each item, until a call returns something:
-/// that ends the walk and is its result. Calls that return nothing at all let it go on.
+/// that ends the walk and is its result. Calls that return nothing at all let it go on. The path is a
+/// `std::string_view` until it goes on, or whatever the callback makes of one.
 ///
 /// ```cpp
 /// qv_iterateDirectory("Music", QVDirectoryRecursionPreOrder, [&](std::string_view path) { list(path); });
@@ -56,19 +78,12 @@ namespace detail {
 /// `NSPOSIXErrorDomain`, unless `shouldContinueAfterError` returns true. In post-order it is visited
 /// all the same. What the callback throws goes through.
 /// Returns: nothing, what the callback returned, or the `NSError` that ended the walk.
-template <std::invocable<std::string_view> Callback>
+template <detail::PathCallback Callback>
 Value qv_iterateDirectory(PathView directory, QVDirectoryRecursion recursionType, Callback&& callback,
                           const QVIterationShouldContinueAfterError& shouldContinueAfterError = nullptr) {
   return detail::iterateDirectory(
       directory, recursionType,
-      [&callback](std::string_view path) -> Value {
-        if constexpr (std::is_void_v<std::invoke_result_t<Callback&, std::string_view>>) {
-          std::invoke(callback, path);
-          return {};
-        } else {
-          return std::invoke(callback, path);
-        }
-      },
+      [&callback](std::string_view path) { return detail::callWithPath(callback, path); },
       shouldContinueAfterError);
 }
 

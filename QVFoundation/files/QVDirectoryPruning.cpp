@@ -18,11 +18,22 @@ namespace QVFoundation {
 namespace {
 
 struct PruningRecord {
-  std::int64_t seconds;
-  std::int64_t nanoseconds;
+  struct stat status;
   std::uint64_t fileSize;
   std::string name;
+
+  [[nodiscard]] auto modificationDate() const {
+    return std::tuple(std::int64_t{status.st_mtim.tv_sec}, std::int64_t{status.st_mtim.tv_nsec});
+  }
 };
+
+bool isUnchanged(int folder, const PruningRecord& record) {
+  struct stat now{};
+  const int result = detail::uninterrupted(
+      [&] { return detail::systemCalls().statAt(folder, record.name.c_str(), &now, AT_SYMLINK_NOFOLLOW); });
+  return result == 0 && now.st_dev == record.status.st_dev && now.st_ino == record.status.st_ino &&
+         PruningRecord{now, 0, {}}.modificationDate() == record.modificationDate();
+}
 
 /// What is in a folder, each with its size.
 std::vector<PruningRecord> pruningRecords(const detail::Descriptor& folder, PathView path) {
@@ -34,14 +45,14 @@ std::vector<PruningRecord> pruningRecords(const detail::Descriptor& folder, Path
     walk.skip();
     struct stat status{};
     if (walk.status(status) != 0) continue;
-    const std::uint64_t size =
-        S_ISDIR(status.st_mode)
-            ? detail::physicalSizeOfFolder(detail::FileLocation(walk.folder(), walk.name()), walk.path())
-            : static_cast<std::uint64_t>(status.st_size);
-    records.push_back({status.st_mtim.tv_sec, status.st_mtim.tv_nsec, size, walk.name()});
+    const std::uint64_t size = S_ISDIR(status.st_mode) ? detail::physicalSizeOfFolder(
+                                                             detail::FileLocation(walk.folder(), walk.name()),
+                                                             walk.path(), Walk::Links::items)
+                                                       : static_cast<std::uint64_t>(status.st_size);
+    records.push_back({status, size, walk.name()});
   }
   std::ranges::sort(records, {}, [](const PruningRecord& record) {
-    return std::tie(record.seconds, record.nanoseconds, record.name);
+    return std::tuple(record.modificationDate(), std::string_view(record.name));
   });
   return records;
 }
@@ -54,6 +65,7 @@ std::int64_t detail::secondsOfDaysBefore(std::int64_t seconds, std::int64_t days
   std::optional<std::tm> date = localTime(seconds);
   if (!date) return seconds;
   date->tm_mday -= static_cast<int>(std::clamp(days, -mostDays, mostDays));
+  date->tm_isdst = -1;
   return secondsOfLocalTime(*date);
 }
 
@@ -74,9 +86,10 @@ void detail::pruneDirectory(PathView directory, std::int64_t olderThanNumDays, s
   clock_gettime(CLOCK_REALTIME, &now);
   const std::int64_t cutoff = secondsOfDaysBefore(now.tv_sec, olderThanNumDays);
   for (const PruningRecord& record : records) {
-    const bool isOld =
-        std::tuple(record.seconds, record.nanoseconds) <= std::tuple(cutoff, std::int64_t{now.tv_nsec});
+    const bool isOld = record.modificationDate() <= std::tuple(cutoff, std::int64_t{now.tv_nsec});
     if (total < sizeLimit || !isOld) return;
+    // What has its name by now, or was changed, is not what is old.
+    if (!isUnchanged(folder.number(), record)) continue;
     if (remove(folder.number(), record.name.c_str(), std::string(directory) + '/' + record.name)) {
       total -= record.fileSize;
     }

@@ -12,7 +12,7 @@ namespace QVFoundation {
 /// or earlier. So a limit of 0 removes all that is old, and one above what is there removes nothing.
 ///
 /// Days are those of the calendar in local time: 1 is this time yesterday. Files count with their size,
-/// folders with the room that they take on the volume.
+/// folders with the room that what is in them takes on the volume, links not followed.
 ///
 /// Only what is in the folder itself is looked at, and links are items like others: nothing outside can be
 /// removed, also when somebody exchanges the folder or one in it for a link meanwhile.

@@ -37,11 +37,10 @@ public:
 
   // Each as the system's call, with `errno`.
   ssize_t list(char* names, std::size_t size) const {
-    return detail::uninterrupted(
-        [&] { return detail::systemCalls().listAttributes(path_.c_str(), names, size); });
+    return at([&] { return detail::systemCalls().listAttributes(path_.c_str(), names, size); });
   }
   ssize_t get(std::string_view name, std::byte* value, std::size_t size) const {
-    return withSystemName(name, [&](const char* systemName) {
+    return withListedName(name, [&](const char* systemName) {
       return detail::systemCalls().getAttribute(path_.c_str(), systemName, value, size);
     });
   }
@@ -51,20 +50,37 @@ public:
     });
   }
   ssize_t remove(std::string_view name) const {
-    return withSystemName(name, [&](const char* systemName) -> ssize_t {
+    return withListedName(name, [&](const char* systemName) -> ssize_t {
       return detail::systemCalls().removeAttribute(path_.c_str(), systemName);
     });
   }
 
 private:
   template <class Call>
-  static ssize_t withSystemName(std::string_view name, const Call& call) {
+  ssize_t at(const Call& call) const {
+    if (location_.error() == 0) return detail::uninterrupted(call);
+    errno = location_.error();
+    return -1;
+  }
+  template <class Call>
+  ssize_t withSystemName(std::string_view name, const Call& call) const {
     if (name.find('\0') != std::string_view::npos) {  // the system would take the name that ends there
       errno = EINVAL;
       return -1;
     }
     const std::string systemName = nameForSystem(name);
-    return detail::uninterrupted([&] { return call(systemName.c_str()); });
+    return at([&] { return call(systemName.c_str()); });
+  }
+  /// The same for what is there already: where there is none of "user.", it may be one of a namespace that
+  /// only its file system knows.
+  template <class Call>
+  ssize_t withListedName(std::string_view name, const Call& call) const {
+    const ssize_t result = withSystemName(name, call);
+    if (result >= 0 || errno != ENODATA || isInNameSpace(name)) return result;
+    const std::string listed(name);
+    const ssize_t other = at([&] { return call(listed.c_str()); });
+    if (other < 0) errno = ENODATA;
+    return other;
   }
 
   detail::FileLocation location_;

@@ -15,12 +15,15 @@
 /// Small values that a file carries beside its content, by name.
 ///
 /// ```cpp
+/// const NSData rating{std::byte{5}};
 /// if (auto error = qv_setExtendedAttribute(rating, "player.rating", "song.flac")) throw *error;
 /// ```
 ///
-/// Names are those of applications. The system keeps them in its namespace "user.", which is added and taken
-/// away here. Names of its other namespaces, "security.", "system." and "trusted.", are given in full; so is
-/// one of "user." that would else be taken for one of those (xattr(7)).
+/// Names are those of applications. The system keeps them in its namespace "user.", which is added and
+/// taken away here. Names of its other namespaces, "security.", "system." and "trusted.", are given in
+/// full; so is one of "user." that would else be taken for one of those (xattr(7)). What a file system
+/// lists in a namespace of its own is read and removed by that name, where there is none of the same name
+/// in "user.".
 ///
 /// Links are not followed. Few file systems let a link have attributes of its own.
 ///

@@ -38,8 +38,8 @@ std::optional<NSFileAttributes> qv_fileAttributesAtPath(PathView path, TraverseL
   return destination ? files.attributesOfItemAtPath(*destination, error) : std::nullopt;
 }
 
-bool detail::isDirectoryEmpty(PathView path, const std::set<std::string_view>& ignoredPaths,
-                              const std::set<std::string_view>& ignoredNames) {
+bool detail::isDirectoryEmpty(PathView path, const IgnoredTexts& ignoredPaths,
+                              const IgnoredTexts& ignoredNames) {
   const auto attributes = qv_currentThreadFileManager()->attributesOfItemAtPath(path);
   if (!attributes || attributes->type != NSFileType::directory) return false;
 
@@ -47,7 +47,7 @@ bool detail::isDirectoryEmpty(PathView path, const std::set<std::string_view>& i
   Walk walk(detail::FileLocation(path), path, Walk::Links::items);
   for (Walk::Event event = walk.next(); event != Walk::Event::end; event = walk.next()) {
     if (event != Walk::Event::item && event != Walk::Event::directory) continue;
-    if (ignoredNames.contains(walk.name()) || ignoredPaths.contains(walk.path())) {
+    if (ignoredNames.contains(std::string_view(walk.name())) || ignoredPaths.contains(walk.path())) {
       walk.skip();
     } else if (event == Walk::Event::item) {
       return false;

@@ -1,9 +1,12 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <set>
+#include <string>
 #include <string_view>
 
 #include "QVFoundation/platform/Export.h"
@@ -37,8 +40,9 @@ enum class TraverseLink { no, yes };
     PathView path, TraverseLink traverseLink, std::optional<NSError>* error = nullptr);
 
 namespace detail {
-[[nodiscard]] QV_EXPORT bool isDirectoryEmpty(PathView path, const std::set<std::string_view>& ignoredPaths,
-                                              const std::set<std::string_view>& ignoredNames);
+using IgnoredTexts = std::set<std::string, std::less<>>;
+[[nodiscard]] QV_EXPORT bool isDirectoryEmpty(PathView path, const IgnoredTexts& ignoredPaths,
+                                              const IgnoredTexts& ignoredNames);
 }  // namespace detail
 
 /// Whether a folder has nothing in it but items that are ignored, by full path or by name, and folders that
@@ -54,10 +58,10 @@ template <class Paths = std::initializer_list<std::filesystem::path>,
           class Names = std::initializer_list<std::string_view>>
 [[nodiscard]] bool qv_isDirectoryEmpty(PathView path, const Paths& ignoringPaths,
                                        const Names& ignoringFilesNamed) {
-  std::set<std::string_view> paths;
-  for (const auto& ignored : ignoringPaths) paths.insert(PathView(ignored).text());
-  std::set<std::string_view> names;
-  for (const auto& ignored : ignoringFilesNamed) names.insert(ignored);
+  detail::IgnoredTexts paths;
+  for (auto&& ignored : ignoringPaths) paths.emplace(PathView(ignored).text());
+  detail::IgnoredTexts names;
+  for (auto&& ignored : ignoringFilesNamed) names.emplace(ignored);
   return detail::isDirectoryEmpty(path, paths, names);
 }
 [[nodiscard]] inline bool qv_isDirectoryEmpty(PathView path) {

@@ -30,13 +30,14 @@ std::uint64_t qv_physicalSizeOfFileAtPath(PathView path) {
 }
 
 std::uint64_t qv_physicalSizeOfFolderAtPath(PathView path) {
-  return detail::physicalSizeOfFolder(detail::FileLocation(path), path);
+  return detail::physicalSizeOfFolder(detail::FileLocation(path), path,
+                                      detail::DirectoryWalk::Links::followed);
 }
 
-std::uint64_t detail::physicalSizeOfFolder(FileLocation location, PathView path) {
+std::uint64_t detail::physicalSizeOfFolder(FileLocation location, PathView path, DirectoryWalk::Links links) {
   using Walk = DirectoryWalk;
   std::uint64_t size = 0;
-  Walk walk(std::move(location), path, Walk::Links::followed);
+  Walk walk(std::move(location), path, links);
   for (Walk::Event event = walk.next(); event != Walk::Event::end; event = walk.next()) {
     if (event != Walk::Event::item || walk.type() != NSFileType::regular) continue;
     struct stat status{};

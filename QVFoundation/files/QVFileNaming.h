@@ -16,9 +16,11 @@ namespace QVFoundation {
 /// A path in a folder at which there is nothing yet: the name itself, else with a number before its
 /// extension, as in "Report 2.pdf", "Report 3.pdf" and so on. A slash in the name becomes a colon.
 ///
-/// A numbered name that would be longer than the 255 bytes which file systems take is cut before its number.
+/// A numbered name that would be longer than the 255 bytes which file systems take is cut before its
+/// number. An empty name is always taken.
 [[nodiscard]] QV_EXPORT std::filesystem::path qv_uniqueFilePathForName(std::string_view name,
                                                                        PathView inDirectory);
+/// The same as a URL. Raises `NSInvalidArgumentException` for no file's URL.
 [[nodiscard]] QV_EXPORT NSURL qv_uniqueFileURLForName(std::string_view name, const NSURL& inDirectory);
 
 }  // namespace QVFoundation

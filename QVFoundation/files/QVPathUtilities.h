@@ -65,6 +65,10 @@ template <detail::PathComponentRange Range>
   for (auto&& component : components) joined = stringByAppendingPathComponent(joined, component);
   return joined;
 }
+[[nodiscard]] inline std::string qv_stringByAppendingPathComponents(
+    PathView path, std::initializer_list<PathView> components) {
+  return qv_stringByAppendingPathComponents<const std::initializer_list<PathView>&>(path, components);
+}
 template <std::convertible_to<PathView>... Components>
 [[nodiscard]] std::string qv_stringByAppendingPathComponents(PathView path, const Components&... components) {
   return qv_stringByAppendingPathComponents(path, std::initializer_list<PathView>{components...});

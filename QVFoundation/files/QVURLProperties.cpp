@@ -15,12 +15,8 @@ std::string_view pathWithoutSlash(const NSURL& url) {
 
 }  // namespace
 
-bool isEqualByPath(const NSURL& url, const NSURL& to) noexcept {
-  return pathWithoutSlash(url) == pathWithoutSlash(to);
-}
-
 bool isEqualByPath(const std::optional<NSURL>& url, const std::optional<NSURL>& to) noexcept {
-  return url && to ? isEqualByPath(*url, *to) : !url && !to;
+  return url && to ? pathWithoutSlash(*url) == pathWithoutSlash(*to) : !url && !to;
 }
 
 std::int64_t fileSize(const NSURL& url) {

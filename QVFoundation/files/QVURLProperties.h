@@ -21,8 +21,7 @@
 namespace QVFoundation {
 
 /// Whether the paths are the same, but for one slash at the end. Nothing else of the URLs counts.
-[[nodiscard]] QV_EXPORT bool isEqualByPath(const NSURL& url, const NSURL& to) noexcept;
-/// The same where either may be absent; equal if both are.
+/// Where both are absent they are equal, where one is they are not.
 [[nodiscard]] QV_EXPORT bool isEqualByPath(const std::optional<NSURL>& url,
                                            const std::optional<NSURL>& to) noexcept;
 

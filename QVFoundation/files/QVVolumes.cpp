@@ -14,7 +14,7 @@ std::optional<std::filesystem::path> qv_volumeMountPathForFilePath(PathView path
   return {};
 }
 
-std::optional<std::string> qv_volumeFormatStringAtPath(const std::optional<std::filesystem::path>& path) {
+std::optional<std::string> qv_volumeFormatStringAtPath(const std::optional<PathView>& path) {
   if (!path) return {};
   if (auto mount = detail::mountOf(detail::FileLocation(*path))) return std::move(mount->format);
   return {};

@@ -25,7 +25,7 @@ inline constexpr std::string_view QVVolumeIsWritable = "QVVolumeIsWritable";
 [[nodiscard]] QV_EXPORT std::optional<std::filesystem::path> qv_volumeMountPathForFilePath(PathView path);
 /// The name of its file system, such as "ext4" or "btrfs".
 [[nodiscard]] QV_EXPORT std::optional<std::string> qv_volumeFormatStringAtPath(
-    const std::optional<std::filesystem::path>& path);
+    const std::optional<PathView>& path);
 
 /// What a volume can do: a bit of `capabilities` says something where the same bit of `valid` is set.
 struct QVVolumeCapabilities {

@@ -75,6 +75,8 @@ TEST_F(DirectoryIterationTest, endsWithWhatTheCallbackReturnsOrThrows) {
     EXPECT_EQ(calls, 3) << recursion;
     const auto thrower = [](std::string_view) { throw std::runtime_error("enough"); };
     EXPECT_THROW(qv_iterateDirectory(folder.path(), recursion, thrower), std::runtime_error);
+    const auto withString = [](const std::string& path) { return Value(path); };
+    EXPECT_TRUE(qv_iterateDirectory(folder.path().native() + "/", recursion, withString).as<std::string>());
   }
 }
 

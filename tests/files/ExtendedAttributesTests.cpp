@@ -115,6 +115,17 @@ TEST_F(ExtendedAttributesTest, sayWhatTheyCouldNotDo) {
   EXPECT_EQ(qv_setExtendedAttribute(NSData(1'000'000), "a", path)->domain(), NSPOSIXErrorDomain);
   EXPECT_EQ(qv_setExtendedAttribute({}, "a", "/proc/self/status")->domain(), NSPOSIXErrorDomain);
 
+  // What only the file system knows is read by the name under which it is listed.
+  const testing::SystemHook foreign(
+      &detail::SystemCalls::getAttribute, [](const auto& original, auto... args) {
+        if (std::get<1>(std::tuple(args...)) != std::string_view("btrfs.compression"))
+          return original(args...);
+        return ssize_t{0};
+      });
+  EXPECT_EQ(qv_extendedAttributeForName("btrfs.compression", path), NSData());
+  EXPECT_FALSE(qv_extendedAttributeForName("btrfs.other", path, &error));
+  EXPECT_EQ(error->code(), ENODATA);
+
   // A list that cannot be read though its size could is empty, and no error.
   const testing::SystemHook hook(&detail::SystemCalls::listAttributes,
                                  [](const auto& original, auto... args) {

@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <ranges>
 #include <string>
 #include <thread>
 #include <vector>
@@ -83,6 +84,8 @@ TEST(FileManagerUtilities, tellEmptyFoldersByWhatIsIgnored) {
   EXPECT_TRUE(qv_isDirectoryEmpty(folder.path(), {folder / "a/cache"}, {".directory"}));
   EXPECT_TRUE(qv_isDirectoryEmpty(folder.path(), std::vector<std::string>{(folder / "a").native()}, {}));
   EXPECT_TRUE(qv_isDirectoryEmpty(folder / "a/b", {}, names));
+  const auto made = std::views::transform(names, [](const std::string& name) { return std::string(name); });
+  EXPECT_TRUE(qv_isDirectoryEmpty(folder / "a/b", {}, made));
   fs::create_directory_symlink(folder / "a/b/c", folder / "a/link");
   EXPECT_TRUE(qv_isDirectoryEmpty(folder / "a/b/c"));
   EXPECT_FALSE(qv_isDirectoryEmpty(folder / "a/link"));
@@ -112,9 +115,13 @@ TEST(FileNaming, numbersANameThatIsTaken) {
 
 TEST(FileNaming, cutsANumberedNameToWhatFileSystemsTake) {
   const TemporaryFolder folder;
-  for (const std::string& name : {std::string(250, 'x') + ".log", std::string(255, 'x'),
-                                  "a" + std::string(240, '\xC3').replace(1, 239, "") + ".t",
-                                  std::string(254, '.'), "." + std::string(254, 'e')}) {
+  EXPECT_EQ(qv_uniqueFilePathForName("", folder.path()), folder / " 2");
+  EXPECT_EQ(qv_uniqueFilePathForName(std::string_view("a\0b", 3), folder.path()).native().size(),
+            folder.path().native().size() + 4);
+  for (const std::string& name :
+       {std::string(250, 'x') + ".log", std::string(255, 'x'), "a." + std::string(253, 'e'),
+        "a" + std::string(240, '\xC3').replace(1, 239, "") + ".t", std::string(254, '.'),
+        "." + std::string(254, 'e')}) {
     for (int i = 0; i < 12; ++i) {
       const fs::path path = qv_uniqueFilePathForName(name, folder.path());
       EXPECT_FALSE(fs::exists(fs::symlink_status(path)));
@@ -184,6 +191,9 @@ TEST(DictionaryFiles, sayWhyTheyCannotBeRead) {
   EXPECT_EQ(error->code(), NSPropertyListReadCorruptError);
   EXPECT_FALSE(read("none"));
   EXPECT_EQ(error->code(), NSFileReadNoSuchFileError);
+  EXPECT_FALSE(qv_dictionaryWithContentsOfURL(*NSURL::URLWithString("https://a.b/c"),
+                                              NSDataReadingOptions::none, &error));
+  EXPECT_EQ(error->code(), NSFileReadUnsupportedSchemeError);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
@@ -17,8 +18,10 @@
 #include <gtest/gtest.h>
 
 #include "QVFoundation/files/QVDirectoryIteration.h"
+#include "QVFoundation/files/QVDirectoryPruning.h"
 #include "QVFoundation/files/QVExtendedAttributes.h"
 #include "QVFoundation/files/QVFileMeasures.h"
+#include "QVFoundation/files/QVURLProperties.h"
 #include "QVFoundation/files/QVVolumes.h"
 #include "QVFoundation/platform/files/NSFileManager.h"
 #include "tests/platform/files/TemporaryFolder.h"
@@ -142,7 +145,7 @@ void expectAgreement(const fs::path& root) {
 }
 
 TEST(RealTrees, areSeenAsFindSeesThem) {
-  expectAgreement("/usr/include");
+  expectAgreement("/usr");
   expectAgreement("/etc");
   // Without links, holes or second names the room is what du says, but for the folders'.
   const TemporaryFolder folder;
@@ -178,8 +181,33 @@ TEST_P(VolumeTest, isWalkedMeasuredTaggedAndPruned) {
       }
     }
   }
+  // The trash of this volume, in both forms that there are.
+  const std::string user = std::to_string(geteuid());
+  for (const fs::path& trash : {volume.path() / ".Trash" / user, volume.path() / (".Trash-" + user)}) {
+    EXPECT_FALSE(isInTrash(file));
+    fs::create_directories(trash / "files");
+    makeFile(trash / "files/file", "");
+    EXPECT_TRUE(isInTrash(trash / "files/file"));
+    EXPECT_FALSE(isInTrash(trash));
+  }
+  // The same folder pruned here and by a script, which takes what was changed 20 or more days ago.
+  const fs::path cache = volume.path() / "cache";
+  for (const char* name : {"here", "script"}) {
+    fs::create_directories(cache / name);
+    for (int i = 0; i < 50; ++i) {
+      const fs::path item = cache / name / std::to_string(i);
+      makeFile(item, "x");
+      fs::last_write_time(item, fs::file_time_type::clock::now() - std::chrono::hours(24 * i + 1));
+    }
+  }
+  qv_removeFilesInDirectory(cache / "here", 20, 0);
+  outputOf("find " + (cache / "script").native() + " -mindepth 1 -mmin +" + std::to_string(20 * 24 * 60) +
+           " -delete");
+  EXPECT_EQ(itemsOf("cd " + (cache / "here").native() + " && find . -print0"),
+            itemsOf("cd " + (cache / "script").native() + " && find . -print0"));
+  EXPECT_EQ(itemsOf("find " + (cache / "here").native() + " -mindepth 1 -print0").size(), 20U);
   EXPECT_TRUE(NSFileManager::defaultManager()->removeItemAtPath(root));
-  EXPECT_TRUE(fs::is_empty(volume.path()) || fs::exists(volume.path() / "lost+found"));
+  EXPECT_FALSE(fs::exists(root));
 }
 
 INSTANTIATE_TEST_SUITE_P(Volumes, VolumeTest, ::testing::Values("ext4", "xfs", "btrfs", "tmpfs"),
