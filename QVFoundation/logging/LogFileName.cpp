@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <climits>
+#include <cstdlib>
 #include <ctime>
 
 #include "QVFoundation/logging/LogFileName_p.h"
@@ -21,7 +22,7 @@ std::string timeStamp(std::int64_t seconds) {
   return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d-%H%M%S-", &*date)};
 }
 
-bool matchesTimePattern(std::string_view text) {
+bool matchesTimePattern(std::string_view text) noexcept {
   return std::ranges::equal(text, timePattern, [](char c, char expected) {
     return expected == 'd' ? c >= '0' && c <= '9' : c == expected;
   });
@@ -50,10 +51,13 @@ std::string logFileName(std::string_view name, std::int64_t seconds) {
   return fileName;
 }
 
-std::optional<LogFileName> parseLogFileName(std::string_view fileName) {
-  const std::size_t least = timePattern.size() + extension.size();
-  if (fileName.size() < least || !fileName.ends_with(extension)) return {};
-  if (!matchesTimePattern(fileName.substr(0, timePattern.size()))) return {};
+bool isLogFileName(std::string_view fileName) noexcept {
+  return fileName.size() >= timePattern.size() + extension.size() && fileName.ends_with(extension) &&
+         matchesTimePattern(fileName.substr(0, timePattern.size()));
+}
+
+std::optional<LogFileName> parseLogFileName(std::string_view fileName, std::int64_t about) {
+  if (!isLogFileName(fileName)) return {};
   std::tm date{};
   date.tm_year = numberAt(fileName, 0, 4) - 1900;
   date.tm_mon = numberAt(fileName, 5, 2) - 1;
@@ -61,10 +65,17 @@ std::optional<LogFileName> parseLogFileName(std::string_view fileName) {
   date.tm_hour = numberAt(fileName, 11, 2);
   date.tm_min = numberAt(fileName, 13, 2);
   date.tm_sec = numberAt(fileName, 15, 2);
-  return LogFileName{
-      .name = std::string(fileName.substr(timePattern.size(), fileName.size() - least)),
-      .seconds = secondsOfLocalTime(date),
-  };
+  const std::string_view stamp = fileName.substr(0, timePattern.size());
+  std::optional<std::int64_t> found;
+  for (const int isSummerTime : {0, 1}) {
+    date.tm_isdst = isSummerTime;
+    const std::int64_t seconds = secondsOfLocalTime(date);
+    if (timeStamp(seconds) != stamp) continue;
+    if (!found || std::abs(seconds - about) < std::abs(*found - about)) found = seconds;
+  }
+  if (!found) return {};
+  const std::size_t length = fileName.size() - stamp.size() - extension.size();
+  return LogFileName{.name = std::string(fileName.substr(stamp.size(), length)), .seconds = *found};
 }
 
 }  // namespace QVFoundation::detail

@@ -21,7 +21,12 @@ struct LogFileName {
 /// Threads: any.
 [[nodiscard]] QV_TEST_EXPORT std::string logFileName(std::string_view name, std::int64_t seconds);
 
-/// Nothing for what is no log file's name.
-[[nodiscard]] QV_TEST_EXPORT std::optional<LogFileName> parseLogFileName(std::string_view fileName);
+/// Whether a name looks like one of those.
+[[nodiscard]] bool isLogFileName(std::string_view fileName) noexcept;
+
+/// Nothing for what is no log file's name, or names no time. In the hour that comes twice when summer time
+/// ends, the one is meant that is nearer to when the file was made, as far as that is known.
+[[nodiscard]] QV_TEST_EXPORT std::optional<LogFileName> parseLogFileName(std::string_view fileName,
+                                                                         std::int64_t about);
 
 }  // namespace QVFoundation::detail

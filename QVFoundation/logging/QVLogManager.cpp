@@ -6,7 +6,6 @@
 #include <tuple>
 #include <utility>
 
-#include "QVFoundation/errors/QVErrorConstructors.h"
 #include "QVFoundation/files/DirectoryPruning_p.h"
 #include "QVFoundation/files/QVFileManagerUtilities.h"
 #include "QVFoundation/files/QVStandardDirectories.h"
@@ -19,6 +18,9 @@
 #include "QVFoundation/logging/QVLogStandardFormatter.h"
 #include "QVFoundation/observation/KDBlockObservation.h"
 #include "QVFoundation/platform/application/NSBundle.h"
+#include "QVFoundation/platform/files/FileErrors_p.h"
+#include "QVFoundation/platform/files/FileLocation_p.h"
+#include "QVFoundation/platform/files/FileStatus_p.h"
 #include "QVFoundation/platform/runtime/NSClass.h"
 #include "QVFoundation/platform/runtime/NSException.h"
 #include "QVFoundation/platform/tracing/NSLog.h"
@@ -32,6 +34,12 @@ std::string applicationName() {
   std::string name = NSBundle::mainBundle()->name();
   std::ranges::replace(name, '/', ':');
   return name;
+}
+
+void requireFile(const NSURL& url) {
+  if (!url.isFileURL()) {
+    throw NSException(NSInvalidArgumentException, "Logs cannot be kept at \"" + url.absoluteString() + '"');
+  }
 }
 
 std::filesystem::path desktopFolder() {
@@ -54,13 +62,14 @@ public:
     const MutexLock guard(lock_);
     url_ = std::move(url);
   }
-  /// Begins the file anew.
+  /// Begins the file anew. A folder that has its place stays.
   void restart(QVToggleLogWriter& writer) const {
     constexpr mode_t mode = 0644;
-    const NSURL place = url();
-    NSFileManager::defaultManager()->removeItemAtPath(place);
-    auto file = QVFileHandleLogWriter::fileHandleForLoggingAtPath(place, mode);
-    if (!file) NSLog("Could not create debug log file: %@", *errnoError(-1, place.path()));
+    const auto former = writer.subWriter();  // is let go without the lock
+    const MutexLock guard(lock_);            // so that of two threads none removes what the other has begun
+    static_cast<void>(detail::FileLocation(url_).remove(0));
+    auto file = QVFileHandleLogWriter::fileHandleForLoggingAtPath(url_, mode);
+    if (!file) NSLog("Could not create debug log file: %@", detail::fileWriteError(url_, "created", errno));
     writer.setSubWriter(std::move(file));
   }
 
@@ -163,15 +172,29 @@ void QVLogManager::endObserving(QVToggleLogWriter& writer) const {
 
 void QVLogManager::setDebugLogWriter(std::shared_ptr<QVToggleLogWriter> writer) {
   if (!writer) throw NSException(NSInvalidArgumentException, "A log manager needs a debug log writer");
-  const auto previous = debugLogWriter_.exchange(writer);
-  if (previous == writer) return;
-  endObserving(*previous);
-  observe(*writer);
+  std::shared_ptr<QVToggleLogWriter> previous;  // is let go without the lock
+  {
+    const MutexLock guard(switchChange_);
+    previous = debugLogWriter_.exchange(writer);
+    if (previous == writer) return;
+    endObserving(*previous);
+    observe(*writer);
+  }
+  if (writer->writingEnabled()) debugLog_->restart(*writer);
+  std::shared_ptr<QVLogger> logger;
+  {
+    const MutexLock guard(lock_);
+    logger = debugLogger_;
+  }
+  if (logger) logger->setWriter(std::move(writer));
 }
 
 NSURL QVLogManager::debugLogURL() const { return debugLog_->url(); }
 
-void QVLogManager::setDebugLogURL(NSURL url) { debugLog_->setURL(std::move(url)); }
+void QVLogManager::setDebugLogURL(NSURL url) {
+  requireFile(url);
+  debugLog_->setURL(std::move(url));
+}
 
 std::vector<QVLogFile> QVLogManager::logFiles() const {
   struct Found {
@@ -181,12 +204,14 @@ std::vector<QVLogFile> QVLogManager::logFiles() const {
   std::vector<Found> found;
   for (auto& item : NSFileManager::defaultManager()->enumeratorAtPath(logFolderURL())) {
     item.skipDescendants();
-    auto name = item.type() == NSFileType::regular ? detail::parseLogFileName(item.name()) : std::nullopt;
-    if (!name) continue;
+    if (item.type() != NSFileType::regular || !detail::isLogFileName(item.name())) continue;
     const NSFileAttributes attributes = item.attributes();
+    const NSDate about = attributes.creationDate.value_or(attributes.modificationDate);
+    auto name = detail::parseLogFileName(item.name(), std::chrono::system_clock::to_time_t(about));
+    if (!name) continue;
     found.push_back({{.url = std::filesystem::path(item.path()),
                       .name = std::move(name->name),
-                      .date = NSDate(std::chrono::seconds(name->seconds)),
+                      .date = detail::dateOfTime(name->seconds, 0),
                       .size = attributes.size},
                      attributes.creationDate});
   }
@@ -212,6 +237,7 @@ NSURL QVLogManager::logFolderURL() const {
 }
 
 void QVLogManager::setLogFolderURL(NSURL url) {
+  requireFile(url);
   const MutexLock guard(lock_);
   logFolderURL_ = std::move(url);
 }

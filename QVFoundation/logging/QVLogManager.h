@@ -29,7 +29,7 @@ namespace QVFoundation {
 /// be switched on.
 ///
 /// ```cpp
-/// const auto& logs = *QVLogManager::defaultManager();
+/// auto& logs = *QVLogManager::defaultManager();
 /// logs.generalLogger()->logInfo("%@ has begun", name);
 ///
 /// std::optional<NSError> error;
@@ -82,6 +82,7 @@ public:
                                                             std::optional<NSError>* error = nullptr);
   /// Where a log file of that name would be begun now. Nothing is created.
   [[nodiscard]] NSURL newLoggerURLWithName(std::string_view name) const;
+  /// The same in any folder. Raises `NSInvalidArgumentException` for no file's URL.
   [[nodiscard]] static NSURL newLoggerURLWithName(std::string_view name, const NSURL& inFolder);
 
   /// The application's own log; null where it could not be begun.
@@ -98,22 +99,26 @@ public:
   void setDebugLoggingEnabled(bool enabled);
 
   /// The switch of the debug log. Each time that it is set to on, the debug log is begun anew; when it is
-  /// set to off, the file stays. Loggers that are made from now on write to a new one; null raises
+  /// set to off, the file stays. What is at its place is removed then, unless it is a folder. Loggers that
+  /// are made from now on, and `debugLogger()`, write to a switch that is set here; null raises
   /// `NSInvalidArgumentException`.
   [[nodiscard]] std::shared_ptr<QVToggleLogWriter> debugLogWriter() const { return debugLogWriter_.load(); }
   void setDebugLogWriter(std::shared_ptr<QVToggleLogWriter> writer);
   [[nodiscard]] NSURL debugLogURL() const;
-  void setDebugLogURL(NSURL url);  ///< From the next time that it is switched on.
+  /// From the next time that it is switched on. Raises `NSInvalidArgumentException` for no file's URL.
+  void setDebugLogURL(NSURL url);
 
   /// The log files of the application, newest first: those in the log folder that have the name of one,
   /// whichever run of the program began them.
   [[nodiscard]] std::vector<QVLogFile> logFiles() const;
   /// Removes what is oldest in the log folder, as long as it is that many days old and all together takes
   /// so many bytes or more: see `qv_removeFilesInDirectory`. What a logger still writes to stays, in this
-  /// program or another, and so does a folder with such a file in it. A negative size removes nothing.
+  /// program or another, and so does a folder with such a file in it, and whatever cannot be asked: on a
+  /// volume without locks no file goes. A negative size removes nothing.
   void clearLogFilesOlderThanNumDays(std::int64_t days, std::int64_t sizeLimit) const;
 
   [[nodiscard]] NSURL logFolderURL() const;
+  /// Raises `NSInvalidArgumentException` for no file's URL.
   void setLogFolderURL(NSURL url);
 
   /// For loggers that are made from now on.
@@ -139,6 +144,7 @@ private:
   AtomicShared<QVToggleLogWriter> debugLogWriter_;
   AtomicShared<QVLogger> generalLogger_;
   std::atomic<bool> debugLoggingEnabled_{false};
+  Mutex switchChange_;  // while one debug log writer takes the place of another
   mutable Mutex lock_;
   NSURL logFolderURL_ QV_GUARDED_BY(lock_);
   std::weak_ptr<QVLogManagerDelegate> delegate_ QV_GUARDED_BY(lock_);

@@ -170,6 +170,39 @@ TEST_F(LogManagerTest, writesEverythingToTheDebugLogWhileThatIsOn) {
   logs->debugLogWriter()->setWritingEnabled(true);
   EXPECT_TRUE(fs::exists(home / "other.log"));
   EXPECT_THROW(logs->setDebugLogWriter(nullptr), NSException);
+  say("fifth");
+  EXPECT_THAT(contentOf(home / "other.log"), MatchesRegex("[^\n]*fifth of debugging\n"));
+}
+
+TEST_F(LogManagerTest, leavesAFolderThatHasThePlaceOfTheDebugLog) {
+  const auto logs = std::make_shared<QVLogManager>();
+  fs::create_directories(debugLog() / "precious");
+  testing::StandardErrorCapture output;
+  logs->debugLogWriter()->setWritingEnabled(true);
+  EXPECT_TRUE(fs::exists(debugLog() / "precious"));
+  EXPECT_THAT(output.take(), ::testing::Contains(HasSubstr("Could not create debug log file: ")));
+  const NSURL elsewhere = *NSURL::URLWithString("https://a.b/c");
+  EXPECT_THROW(logs->setDebugLogURL(elsewhere), NSException);
+  EXPECT_THROW(logs->setLogFolderURL(elsewhere), NSException);
+}
+
+TEST_F(LogManagerTest, hasOneSwitchWhoeverSetsIt) {
+  const auto logs = std::make_shared<QVLogManager>();
+  {
+    std::vector<std::jthread> threads;
+    threads.reserve(4);
+    for (int i = 0; i < 4; ++i) {
+      threads.emplace_back([&] {
+        for (int round = 0; round < 50; ++round) {
+          const auto toggle = std::make_shared<QVToggleLogWriter>();
+          toggle->setWritingEnabled(false);
+          logs->setDebugLogWriter(toggle);
+        }
+      });
+    }
+  }
+  logs->debugLogWriter()->setWritingEnabled(true);
+  EXPECT_TRUE(fs::exists(debugLog()));
 }
 
 TEST_F(LogManagerTest, letsTheSwitchOutliveIt) {
@@ -257,6 +290,32 @@ TEST_F(LogManagerTest, prunesWhatNobodyWritesTo) {
   EXPECT_EQ(next->logFiles().size(), 2U);
 }
 
+TEST_F(LogManagerTest, prunesNothingOfWhichItCannotTell) {
+  const auto logs = std::make_shared<QVLogManager>();
+  for (const char* name : {"a.log", "b.log"}) {
+    makeFile(logFolder() / name, "");
+    setAge(logFolder() / name, std::chrono::hours(100));
+  }
+  {
+    const testing::SystemHook noLocks(&detail::SystemCalls::lock, [](const auto&, auto...) {
+      errno = ENOLCK;
+      return -1;
+    });
+    logs->clearLogFilesOlderThanNumDays(1, 0);
+  }
+  EXPECT_TRUE(fs::exists(logFolder() / "a.log"));
+  {
+    // Somebody else has pruned it, and a logger has begun it anew, before the lock was there.
+    const testing::SystemHook late(&detail::SystemCalls::lock, [&](const auto& original, auto... args) {
+      fs::remove(logFolder() / "a.log");
+      makeFile(logFolder() / "a.log", "new");
+      return original(args...);
+    });
+    logs->clearLogFilesOlderThanNumDays(1, 0);
+  }
+  EXPECT_EQ(contentOf(logFolder() / "a.log"), "new");
+}
+
 // A log that is pruned while it is being opened is begun again: no line goes to a file without a name.
 TEST_F(LogManagerTest, opensNoLogThatIsJustBeingPruned) {
   const fs::path path = home / "log";
@@ -270,22 +329,16 @@ TEST_F(LogManagerTest, opensNoLogThatIsJustBeingPruned) {
   EXPECT_EQ(contentOf(path), "new\n");
 }
 
-TEST_F(LogManagerTest, leavesNothingOpenWhicheverCallFails) {
+TEST_F(LogManagerTest, beginsALogOrSaysWhyNotWhicheverCallFails) {
   const auto logs = std::make_shared<QVLogManager>();
-  for (int call = 0;; ++call) {
-    fs::remove_all(logFolder());
-    const auto descriptors = testing::openDescriptorCount();
-    bool hasFailed = false;
-    {
-      std::optional<NSError> error;
-      testing::FailingSystem system(call, EIO);
-      const auto logger = logs->newLoggerWithName("Job", nullptr, &error);
-      hasFailed = system.hasFailed();
-      EXPECT_EQ(logger == nullptr, error.has_value()) << call;
-    }
-    EXPECT_EQ(testing::openDescriptorCount(), descriptors) << call;
-    if (!hasFailed) break;
-  }
+  std::optional<NSError> error;
+  testing::failAtEachCall(
+      [&] {
+        error.reset();
+        fs::remove_all(logFolder());
+      },
+      [&] { return logs->newLoggerWithName("Job", nullptr, &error); },
+      [&](const std::shared_ptr<QVLogger>& logger) { EXPECT_EQ(logger == nullptr, error.has_value()); });
 }
 
 TEST(LogFileNames, areMadeAndReadByOneRule) {
@@ -306,15 +359,22 @@ TEST(LogFileNames, areMadeAndReadByOneRule) {
   EXPECT_TRUE(longest.ends_with(std::string(232, 'x') + ".log"));
 
   for (const char* name : {"Backup", "", "a-b.log", "x 2"}) {
-    const auto parsed = detail::parseLogFileName(detail::logFileName(name, seconds));
+    const auto parsed = detail::parseLogFileName(detail::logFileName(name, seconds), 0);
     ASSERT_TRUE(parsed) << name;
     EXPECT_EQ(parsed->name, name);
     EXPECT_EQ(parsed->seconds, seconds);
   }
+  {
+    // An hour that comes twice.
+    const testing::EnvironmentVariable summer("TZ", "Europe/Berlin");
+    for (const std::int64_t when : {std::int64_t{1'729'989'000}, std::int64_t{1'729'992'600}}) {
+      EXPECT_EQ(detail::parseLogFileName(detail::logFileName("x", when), when + 60)->seconds, when);
+    }
+  }
   for (const char* other :
        {"", ".log", "2024-03-05-140709.log", "2024-03-05-14070-x.log", "2024-03-05-140709-x.txt",
         "2024_03_05_140709_x.log", "x2024-03-05-140709-x.log"}) {
-    EXPECT_FALSE(detail::parseLogFileName(other)) << other;
+    EXPECT_FALSE(detail::parseLogFileName(other, 0)) << other;
   }
 }
 
