@@ -7,10 +7,11 @@
 #include <string_view>
 #include <utility>
 
+#include <gtest/gtest.h>
+
 #include "QVFoundation/files/PNAlias.h"
 #include "QVFoundation/platform/application/NSBundle_p.h"
 #include "QVFoundation/platform/text/Format.h"
-#include "gtest/gtest.h"
 #include "tests/platform/files/SystemCallsOverride.h"
 #include "tests/platform/files/TemporaryFolder.h"
 
@@ -221,6 +222,8 @@ TEST_F(Alias, isNotMadeToNothing) {
   EXPECT_EQ(PNAlias::aliasWithPath(std::nullopt, &error), nullptr);
   EXPECT_FALSE(error);
   EXPECT_EQ(PNAlias::aliasWithPath(root / "missing", &error), nullptr);
+  EXPECT_TRUE(PNAlias::aliasWithURL(file));
+  EXPECT_FALSE(PNAlias::aliasWithURL(*NSURL::URLWithString("https://a.b/c")));
   EXPECT_EQ(PNAlias::aliasWithFSRef(FileReference(), &error), nullptr);
   EXPECT_EQ(PNAlias::aliasWithData({}, &error), nullptr);
   EXPECT_EQ(error->code(), NSCoderReadCorruptError);

@@ -6,10 +6,11 @@
 #include <string_view>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "QVFoundation/files/QVPathUtilities.h"
 #include "QVFoundation/platform/runtime/NSException.h"
 #include "QVFoundation/platform/text/Unicode.h"
-#include "gtest/gtest.h"
 
 namespace QVFoundation {
 namespace {

@@ -2,9 +2,10 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "QVFoundation/files/QVStandardDirectories.h"
 #include "QVFoundation/platform/application/NSBundle.h"
-#include "gtest/gtest.h"
 #include "tests/platform/files/EnvironmentVariable.h"
 
 namespace QVFoundation {

@@ -2,8 +2,9 @@
 #include <filesystem>
 #include <optional>
 
+#include <gtest/gtest.h>
+
 #include "QVFoundation/files/QVURLProperties.h"
-#include "gtest/gtest.h"
 #include "tests/platform/files/TemporaryFolder.h"
 
 namespace QVFoundation {

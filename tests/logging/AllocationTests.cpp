@@ -4,12 +4,13 @@
 #include <new>
 #include <string>
 
+#include <gtest/gtest.h>
+
 #include "QVFoundation/logging/QVArrayCompositeLogWriter.h"
 #include "QVFoundation/logging/QVFileHandleLogWriter.h"
 #include "QVFoundation/logging/QVLogLevelFilter.h"
 #include "QVFoundation/logging/QVLogStandardFormatter.h"
 #include "QVFoundation/logging/QVLogger.h"
-#include "gtest/gtest.h"
 #include "tests/platform/files/TemporaryFolder.h"
 
 namespace {

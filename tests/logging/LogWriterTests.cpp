@@ -7,12 +7,13 @@
 #include <utility>
 #include <vector>
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include "QVFoundation/logging/QVArrayCompositeLogWriter.h"
 #include "QVFoundation/logging/QVFileHandleLogWriter.h"
 #include "QVFoundation/logging/QVOSLogWriter.h"
 #include "QVFoundation/logging/QVToggleLogWriter.h"
-#include "gmock/gmock.h"
-#include "gtest/gtest.h"
 #include "tests/logging/LogTesting.h"
 #include "tests/platform/files/TemporaryFolder.h"
 #include "tests/platform/tracing/RecordingSink.h"

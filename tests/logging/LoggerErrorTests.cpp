@@ -6,13 +6,14 @@
 #include <string>
 #include <vector>
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include "QVFoundation/errors/QVErrorConstructors.h"
 #include "QVFoundation/platform/application/NSBundle_p.h"
 #include "QVFoundation/platform/concurrency/CancellationError.h"
 #include "QVFoundation/platform/runtime/ErrorConversion.h"
 #include "QVFoundation/platform/runtime/NSException.h"
-#include "gmock/gmock.h"
-#include "gtest/gtest.h"
 #include "tests/logging/LogTesting.h"
 #include "tests/platform/files/TemporaryFolder.h"
 #include "tests/platform/tracing/StandardErrorCapture.h"

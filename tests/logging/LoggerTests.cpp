@@ -8,12 +8,13 @@
 #include <utility>
 #include <vector>
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include "QVFoundation/logging/QVArrayCompositeLogWriter.h"
 #include "QVFoundation/logging/QVLogStandardFormatter.h"
 #include "QVFoundation/platform/runtime/NSError.h"
 #include "QVFoundation/platform/runtime/NSException.h"
-#include "gmock/gmock.h"
-#include "gtest/gtest.h"
 #include "tests/logging/LogTesting.h"
 #include "tests/platform/tracing/StandardErrorCapture.h"
 

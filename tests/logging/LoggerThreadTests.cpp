@@ -11,10 +11,11 @@
 #include <thread>
 #include <vector>
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include "QVFoundation/logging/QVArrayCompositeLogWriter.h"
 #include "QVFoundation/logging/QVFileHandleLogWriter.h"
-#include "gmock/gmock.h"
-#include "gtest/gtest.h"
 #include "tests/logging/LogTesting.h"
 #include "tests/platform/concurrency/OnThreads.h"
 #include "tests/platform/files/TemporaryFolder.h"

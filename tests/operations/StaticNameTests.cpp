@@ -1,10 +1,11 @@
 #include <functional>
 #include <unordered_map>
 
+#include <gtest/gtest.h>
+
 #include "QVFoundation/operations/QVProgressSegmentName.h"
 #include "QVFoundation/operations/QVTimingName.h"
 #include "QVFoundation/platform/text/Format.h"
-#include "gtest/gtest.h"
 
 namespace QVFoundation {
 namespace {

@@ -3,9 +3,10 @@
 #include <utility>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "QVFoundation/operations/TimerTable_p.h"
 #include "QVFoundation/platform/text/Format.h"
-#include "gtest/gtest.h"
 
 namespace QVFoundation {
 namespace {

@@ -5,10 +5,11 @@
 #include <string>
 #include <utility>
 
+#include <gtest/gtest.h>
+
 #include "QVFoundation/platform/runtime/Array.h"
 #include "QVFoundation/platform/runtime/Set.h"
 #include "QVFoundation/platform/text/Format.h"
-#include "gtest/gtest.h"
 
 namespace QVFoundation {
 namespace {

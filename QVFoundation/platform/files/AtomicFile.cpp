@@ -39,20 +39,23 @@ std::string waitingName(std::string_view name) {
 
 constexpr const char* accessList = "system.posix_acl_access";
 
+/// Of what a call has filled; nothing where it failed.
+std::size_t sizeOf(ssize_t result) noexcept { return result < 0 ? 0 : static_cast<std::size_t>(result); }
+
 bool copyAttribute(const std::string& from, const std::string& to, const char* name) {
   const ssize_t size = systemCalls().getAttribute(from.c_str(), name, nullptr, 0);
   if (size < 0) return false;
-  std::vector<std::byte> value(static_cast<std::size_t>(size));
+  std::vector<std::byte> value(sizeOf(size));
   const ssize_t read = systemCalls().getAttribute(from.c_str(), name, value.data(), value.size());
   if (read < 0) return false;
-  return systemCalls().setAttribute(to.c_str(), name, value.data(), static_cast<std::size_t>(read), 0) == 0;
+  return systemCalls().setAttribute(to.c_str(), name, value.data(), sizeOf(read), 0) == 0;
 }
 
 /// Those of programs, as far as that is possible, and who may do what. False where that was said by an
 /// access list that could not be copied.
 bool copyAttributes(const std::string& from, const std::string& to) {
-  std::string names(std::max<ssize_t>(systemCalls().listAttributes(from.c_str(), nullptr, 0), 0), '\0');
-  names.resize(std::max<ssize_t>(systemCalls().listAttributes(from.c_str(), names.data(), names.size()), 0));
+  std::string names(sizeOf(systemCalls().listAttributes(from.c_str(), nullptr, 0)), '\0');
+  names.resize(sizeOf(systemCalls().listAttributes(from.c_str(), names.data(), names.size())));
   for (std::size_t at = 0; at < names.size(); at += std::string_view(names.c_str() + at).size() + 1) {
     const char* const name = names.c_str() + at;
     if (std::string_view(name).starts_with("user.")) copyAttribute(from, to, name);

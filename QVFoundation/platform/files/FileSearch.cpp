@@ -89,7 +89,8 @@ std::optional<std::string> searchNearby(std::string_view oldPath, const FileIden
   if (auto found = search.below(folder, 1)) return found;
   const std::string_view above = existingFolderOf(folder);
   const std::string_view way = folder.substr(above.size());
-  return search.below(above, std::max<std::size_t>(std::ranges::count(way, '/'), 1));
+  const auto depth = static_cast<std::size_t>(std::ranges::count(way, '/'));
+  return search.below(above, std::max<std::size_t>(depth, 1));
 }
 
 }  // namespace QVFoundation::detail

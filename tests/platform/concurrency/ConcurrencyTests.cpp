@@ -8,10 +8,11 @@
 #include <unistd.h>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "QVFoundation/platform/concurrency/AtomicShared.h"
 #include "QVFoundation/platform/concurrency/Mutex.h"
 #include "QVFoundation/platform/concurrency/NSRecursiveLock.h"
-#include "gtest/gtest.h"
 #include "tests/platform/concurrency/OnThreads.h"
 
 namespace QVFoundation {

@@ -7,8 +7,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <gtest/gtest.h>
+
 #include "QVFoundation/platform/files/FileReference.h"
-#include "gtest/gtest.h"
 #include "tests/platform/files/SystemCallsOverride.h"
 #include "tests/platform/files/TemporaryFolder.h"
 

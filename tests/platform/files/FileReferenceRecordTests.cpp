@@ -9,9 +9,10 @@
 #include <string_view>
 #include <sys/stat.h>
 
+#include <gtest/gtest.h>
+
 #include "QVFoundation/platform/files/FileLocation_p.h"
 #include "QVFoundation/platform/files/FileRecord_p.h"
-#include "gtest/gtest.h"
 #include "tests/platform/files/TemporaryFolder.h"
 
 namespace QVFoundation {

@@ -11,8 +11,9 @@
 #include <string>
 #include <utility>
 
+#include <gtest/gtest.h>
+
 #include "QVFoundation/platform/files/FileSearch_p.h"
-#include "gtest/gtest.h"
 #include "tests/platform/files/SystemCallsOverride.h"
 #include "tests/platform/files/TemporaryFolder.h"
 

@@ -3,8 +3,9 @@
 #include <string_view>
 #include <sys/stat.h>
 
+#include <gtest/gtest.h>
+
 #include "QVFoundation/platform/files/MimeTypes_p.h"
-#include "gtest/gtest.h"
 #include "tests/platform/files/TemporaryFolder.h"
 
 namespace QVFoundation::detail {

@@ -15,9 +15,10 @@
 #include <unistd.h>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "QVFoundation/platform/files/SystemCalls_p.h"
 #include "QVFoundation/platform/runtime/NSException.h"
-#include "gtest/gtest.h"
 #include "tests/platform/concurrency/OnThreads.h"
 #include "tests/platform/files/TemporaryFolder.h"
 

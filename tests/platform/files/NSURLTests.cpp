@@ -12,9 +12,10 @@
 #include <sys/stat.h>
 #include <unordered_set>
 
+#include <gtest/gtest.h>
+
 #include "QVFoundation/platform/files/SystemCalls_p.h"
 #include "QVFoundation/platform/text/Format.h"
-#include "gtest/gtest.h"
 #include "tests/platform/files/TemporaryFolder.h"
 
 namespace QVFoundation {

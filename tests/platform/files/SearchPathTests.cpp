@@ -5,8 +5,9 @@
 #include <unistd.h>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "QVFoundation/platform/files/NSSearchPath.h"
-#include "gtest/gtest.h"
 #include "tests/platform/files/EnvironmentVariable.h"
 #include "tests/platform/files/TemporaryFolder.h"
 

@@ -8,9 +8,10 @@
 #include <limits>
 #include <string>
 
+#include <gtest/gtest.h>
+
 #include "QVFoundation/platform/text/LocalTimeOffsets_p.h"
 #include "QVFoundation/platform/text/TimestampText_p.h"
-#include "gtest/gtest.h"
 #include "tests/platform/concurrency/OnThreads.h"
 
 namespace QVFoundation {
