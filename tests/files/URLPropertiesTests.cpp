@@ -23,7 +23,7 @@ TEST(URLProperties, compareByPath) {
   };
   for (const auto& [one, other, equal] : cases) {
     const auto url = NSURL::URLWithString(one), to = NSURL::URLWithString(other);
-    EXPECT_EQ(isEqualByPath(*url, *to), equal) << one << " and " << other;
+    EXPECT_EQ(isEqualByPath(url, to), equal) << one << " and " << other;
     EXPECT_EQ(isEqualByPath(to, url), equal) << one << " and " << other;
   }
   const NSURL url("/a");
@@ -31,6 +31,7 @@ TEST(URLProperties, compareByPath) {
   EXPECT_FALSE(isEqualByPath(url, none));
   EXPECT_FALSE(isEqualByPath(none, url));
   EXPECT_FALSE(isEqualByPath(url, std::nullopt));
+  EXPECT_TRUE(isEqualByPath(std::filesystem::path("/a/"), "/a"));
   EXPECT_TRUE(isEqualByPath(none, none));
 }
 
