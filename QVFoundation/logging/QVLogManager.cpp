@@ -252,11 +252,4 @@ void QVLogManager::setDelegate(const std::shared_ptr<QVLogManagerDelegate>& dele
   delegate_ = delegate;
 }
 
-// QVLogManagerDelegate
-
-QVLogManagerDelegate::~QVLogManagerDelegate() = default;
-void QVLogManagerDelegate::didCreateNewLogger(QVLogManager& /*logManager*/,
-                                              const std::shared_ptr<QVLogger>& /*logger*/) {}
-void QVLogManagerDelegate::logManagerDidToggleDebugLogging(QVLogManager& /*logManager*/) {}
-
 }  // namespace QVFoundation
