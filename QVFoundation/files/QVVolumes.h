@@ -21,7 +21,8 @@ inline constexpr std::string_view QVVolumeName = "QVVolumeName";
 inline constexpr std::string_view QVVolumeCreationDate = "QVVolumeCreationDate";
 inline constexpr std::string_view QVVolumeIsWritable = "QVVolumeIsWritable";
 
-/// Where the volume of an item is mounted; nothing where there is no such item.
+/// Where the volume of an item is mounted; nothing where there is no such item, or where the process does not
+/// see that place, as behind `chroot(2)`.
 [[nodiscard]] QV_EXPORT std::optional<std::filesystem::path> qv_volumeMountPathForFilePath(PathView path);
 /// The name of its file system, such as "ext4" or "btrfs".
 [[nodiscard]] QV_EXPORT std::optional<std::string> qv_volumeFormatStringAtPath(
