@@ -27,6 +27,7 @@ struct BirthTime {
 struct FileHandle {
   std::int32_t type = 0;
   std::vector<std::byte> bytes;
+  friend bool operator==(const FileHandle&, const FileHandle&) = default;
 };
 
 struct FileIdentity {

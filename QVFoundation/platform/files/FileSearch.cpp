@@ -68,8 +68,12 @@ private:
 
   [[nodiscard]] bool isItem(int folder, const dirent64& entry) const {
     if (entry.d_ino != item_.inode) return false;
-    const auto identity = identityOf(FileLocation(folder, entry.d_name));
-    return identity && isSameItem(*identity, item_);
+    const FileLocation location(folder, entry.d_name);
+    const auto identity = identityOf(location);
+    if (!identity || !isSameItem(*identity, item_)) return false;
+    // Another item may have got the inode within the same tick of the clock.
+    const auto handle = item_.handle ? handleOf(location) : std::nullopt;
+    return !handle || handle == item_.handle;
   }
 
   const FileIdentity& item_;

@@ -241,15 +241,19 @@ TEST_F(OperationQueue, refusesWhatItCannotStart) {
 
 TEST_F(OperationQueue, letsGoOfOperationsAndFinishesThemWhenNobodyHoldsIt) {
   std::vector<std::size_t> counts;
-  const auto observation = observe(*queue, "operationCount", NSKeyValueObservingOptionNew,
-                                   [&](NSOperationQueue&, const NSKeyValueChange& change) {
-                                     counts.push_back(*change.newValue().as<std::size_t>());
-                                   });
+  std::latch told(2);  // observers may hear of the end after those who wait for it have gone on
+  auto observation = observe(*queue, "operationCount", NSKeyValueObservingOptionNew,
+                             [&](NSOperationQueue&, const NSKeyValueChange& change) {
+                               counts.push_back(*change.newValue().as<std::size_t>());
+                               told.count_down();
+                             });
   auto held = std::make_shared<int>();
   auto operation = std::make_shared<NSBlockOperation>([held] { EXPECT_EQ(*held, 0); });
   const std::weak_ptr<NSOperation> watch = operation;
   queue->addOperation(operation);
   queue->waitUntilAllOperationsAreFinished();
+  told.wait();
+  observation.invalidate();
   EXPECT_THAT(counts, ElementsAre(1, 0));
   EXPECT_EQ(held.use_count(), 1);
   operation.reset();
