@@ -64,16 +64,23 @@ public:
   }
   /// Begins the file anew. A folder that has its place stays.
   void restart(QVToggleLogWriter& writer) const {
-    constexpr mode_t mode = 0644;
     const auto former = writer.subWriter();  // is let go without the lock
-    const MutexLock guard(lock_);            // so that of two threads none removes what the other has begun
-    static_cast<void>(detail::FileLocation(url_).remove(0));
-    auto file = QVFileHandleLogWriter::fileHandleForLoggingAtPath(url_, mode);
-    if (!file) NSLog("Could not create debug log file: %@", detail::fileWriteError(url_, "created", errno));
-    writer.setSubWriter(std::move(file));
+    if (const auto error = restartLocked(writer)) NSLog("Could not create debug log file: %@", *error);
   }
 
 private:
+  /// So that of two threads none removes what the other has begun.
+  std::optional<NSError> restartLocked(QVToggleLogWriter& writer) const {
+    constexpr mode_t mode = 0644;
+    const MutexLock guard(lock_);
+    static_cast<void>(detail::FileLocation(url_).remove(0));
+    const auto file = QVFileHandleLogWriter::fileHandleForLoggingAtPath(url_, mode);
+    std::optional<NSError> error;
+    if (!file) error = detail::fileWriteError(url_, "created", errno);
+    writer.setSubWriter(file);
+    return error;
+  }
+
   mutable Mutex lock_;
   NSURL url_ QV_GUARDED_BY(lock_);
 };
@@ -179,14 +186,10 @@ void QVLogManager::setDebugLogWriter(std::shared_ptr<QVToggleLogWriter> writer) 
     if (previous == writer) return;
     endObserving(*previous);
     observe(*writer);
+    const MutexLock guardOfLogger(lock_);
+    if (debugLogger_) debugLogger_->setWriter(writer);
   }
   if (writer->writingEnabled()) debugLog_->restart(*writer);
-  std::shared_ptr<QVLogger> logger;
-  {
-    const MutexLock guard(lock_);
-    logger = debugLogger_;
-  }
-  if (logger) logger->setWriter(std::move(writer));
 }
 
 NSURL QVLogManager::debugLogURL() const { return debugLog_->url(); }

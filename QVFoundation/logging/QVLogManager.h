@@ -144,7 +144,7 @@ private:
   AtomicShared<QVToggleLogWriter> debugLogWriter_;
   AtomicShared<QVLogger> generalLogger_;
   std::atomic<bool> debugLoggingEnabled_{false};
-  Mutex switchChange_;  // while one debug log writer takes the place of another
+  Mutex switchChange_;  // while one debug log writer takes the place of another; taken before lock_
   mutable Mutex lock_;
   NSURL logFolderURL_ QV_GUARDED_BY(lock_);
   std::weak_ptr<QVLogManagerDelegate> delegate_ QV_GUARDED_BY(lock_);

@@ -2,6 +2,7 @@
 #include <array>
 
 #include "QVFoundation/platform/application/LocalizationMatching_p.h"
+#include "QVFoundation/platform/text/TextFields_p.h"
 
 namespace QVFoundation::detail {
 
@@ -22,19 +23,12 @@ constexpr LanguageName languageNames[] = {
 
 /// In lower case with hyphens, without the encoding that the name of a locale may have.
 std::string normalized(std::string_view name) {
-  std::string out(name.substr(0, name.find_first_of(".@")));
-  for (char& c : out) {
-    if (c == '_') c = '-';
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
+  std::string out = detail::lowerCaseASCII(name.substr(0, name.find_first_of(".@")));
+  std::ranges::replace(out, '_', '-');
   return out;
 }
 
-std::string_view takePart(std::string_view& rest) {
-  const std::string_view part = rest.substr(0, rest.find('-'));
-  rest.remove_prefix(std::min(part.size() + 1, rest.size()));
-  return part;
-}
+std::string_view takePart(std::string_view& rest) { return detail::takeUntil(rest, '-'); }
 
 std::string_view chineseScriptOf(std::string_view region) {
   return region == "tw" || region == "hk" || region == "mo" ? "hant" : "hans";

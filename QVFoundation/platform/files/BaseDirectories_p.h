@@ -7,7 +7,7 @@
 
 #include "QVFoundation/platform/Export.h"
 
-/// Where the environment says that the files of a user belong, by the XDG Base Directory Specification 0.8
+/// Where the environment says that the files of a user belong, by XDG Base Directory 0.8 (freedesktop.org)
 /// and the user directories of xdg-user-dirs. All paths are absolute; but for "/", none has a slash at its
 /// end. A variable that holds no absolute path counts as unset.
 ///

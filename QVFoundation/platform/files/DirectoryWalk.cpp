@@ -3,6 +3,7 @@
 
 #include "QVFoundation/platform/files/DirectoryWalk_p.h"
 #include "QVFoundation/platform/files/FileStatus_p.h"
+#include "QVFoundation/platform/files/PathComponentReader_p.h"
 
 namespace QVFoundation::detail {
 
@@ -19,22 +20,12 @@ NSFileType fileTypeOfEntry(const dirent64& entry) {
   return fileTypeOfMode(static_cast<mode_t>(DTTOIF(entry.d_type)));
 }
 
-std::string_view withoutSlashesAtEnd(std::string_view path) {
-  return path.substr(0, path.find_last_not_of('/') + 1);
-}
-
-/// Without slashes at its end, unless it is nothing else.
-std::string_view pathOfRoot(std::string_view path) {
-  const std::string_view without = withoutSlashesAtEnd(path);
-  return without.empty() ? path.substr(0, 1) : without;
-}
-
 }  // namespace
 
 DirectoryWalk::DirectoryWalk(FileLocation root, PathView path, Links links)
     : links_(links),
       root_(std::move(root)),
-      path_(pathOfRoot(path)),
+      path_(withoutFinalSlashes(path)),
       rootLength_(path_.size()),
       buffer_(std::make_unique_for_overwrite<char[]>(bufferSize)) {}
 
@@ -96,7 +87,8 @@ void DirectoryWalk::comeBackTo(const Frame& frame) {
 }
 
 void DirectoryWalk::enter() {
-  Frame frame(nameOffset_, withoutSlashesAtEnd(path_).size(), isThroughLink_);
+  // Names follow behind a slash, which the root has already.
+  Frame frame(nameOffset_, path_ == "/" ? 0 : path_.size(), isThroughLink_);
   frame.folder = depth_ == 0 ? root_.open(O_RDONLY | O_DIRECTORY | (links_ == Links::items ? O_NOFOLLOW : 0))
                              : openFolder(folder(), name(), isThroughLink_);
   linksOnTheWay_ += isThroughLink_ ? 1 : 0;

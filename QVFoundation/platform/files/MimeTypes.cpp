@@ -9,6 +9,7 @@
 #include "QVFoundation/platform/files/FileContents_p.h"
 #include "QVFoundation/platform/files/MimeTypes_p.h"
 #include "QVFoundation/platform/runtime/NSError.h"
+#include "QVFoundation/platform/text/TextFields_p.h"
 
 namespace QVFoundation::detail {
 
@@ -30,26 +31,19 @@ struct GlobLine {
   bool isCaseSensitive = false;
 };
 
-std::string_view takeField(std::string_view& line, char end) {
-  const std::size_t length = std::min(line.find(end), line.size());
-  const std::string_view field = line.substr(0, length);
-  line.remove_prefix(std::min(length + 1, line.size()));
-  return field;
-}
-
 /// Nothing for comments and junk.
 std::optional<GlobLine> globLine(std::string_view line) {
   if (line.starts_with('#') || line.find('\0') != std::string_view::npos) return {};
   GlobLine parsed;
-  const std::string_view weight = takeField(line, ':');
+  const std::string_view weight = takeUntil(line, ':');
   const auto [end, error] = std::from_chars(weight.data(), weight.data() + weight.size(), parsed.weight);
   if (error != std::errc() || end != weight.data() + weight.size()) return {};
-  parsed.type = takeField(line, ':');
-  parsed.glob = takeField(line, ':');
+  parsed.type = takeUntil(line, ':');
+  parsed.glob = takeUntil(line, ':');
   const bool isType = parsed.type.find('/') != std::string_view::npos;
   if (!isType || parsed.glob.empty() || parsed.glob.size() > longestGlob) return {};
-  for (std::string_view flags = takeField(line, ':'); !flags.empty();) {
-    if (takeField(flags, ',') == "cs") parsed.isCaseSensitive = true;
+  for (std::string_view flags = takeUntil(line, ':'); !flags.empty();) {
+    if (takeUntil(flags, ',') == "cs") parsed.isCaseSensitive = true;
   }
   return parsed;
 }
@@ -57,7 +51,7 @@ std::optional<GlobLine> globLine(std::string_view line) {
 std::vector<GlobLine> globLines(std::string_view text) {
   std::vector<GlobLine> lines;
   while (!text.empty()) {
-    if (const auto line = globLine(takeField(text, '\n'))) lines.push_back(*line);
+    if (const auto line = globLine(takeUntil(text, '\n'))) lines.push_back(*line);
   }
   return lines;
 }
@@ -68,14 +62,6 @@ NSData bytesOfGlobs(const std::filesystem::path& dataFolder) {
   } catch (const NSError&) {
     return {};
   }
-}
-
-std::string lowerCaseName(std::string_view name) {
-  std::string lower(name);
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return lower;
 }
 
 }  // namespace
@@ -136,7 +122,7 @@ MimeTypes::MimeTypes(const std::vector<std::filesystem::path>& dataFolders) {
       if (line.glob == noGlobs || closedTypes.contains(line.type)) continue;
       const std::string type(line.type);
       globs_.add(line.glob, line.weight, type);
-      if (!line.isCaseSensitive) caselessGlobs_.add(lowerCaseName(line.glob), line.weight, type);
+      if (!line.isCaseSensitive) caselessGlobs_.add(lowerCaseASCII(line.glob), line.weight, type);
     }
     for (const GlobLine& line : lines) {
       if (line.glob == noGlobs) closedTypes.emplace(line.type);
@@ -146,7 +132,7 @@ MimeTypes::MimeTypes(const std::vector<std::filesystem::path>& dataFolders) {
 
 std::string_view MimeTypes::typeForName(std::string_view name) const {
   std::string_view type = globs_.typeForName(name);
-  if (type.empty()) type = caselessGlobs_.typeForName(lowerCaseName(name));
+  if (type.empty()) type = caselessGlobs_.typeForName(lowerCaseASCII(name));
   return type.empty() ? "application/octet-stream" : type;
 }
 

@@ -43,9 +43,9 @@ private:
   std::vector<Pattern> patterns_;  // all others
 };
 
-/// The MIME types of file names, as the globs of shared-mime-info (Shared MIME-info Database specification
-/// 0.21, freedesktop.org) have them. Contents are never looked at: where the specification would, to decide
-/// between several types, the first one of the most important folder counts.
+/// The MIME types of file names, as the globs of shared-mime-info have them (Shared MIME-info Database 0.21,
+/// freedesktop.org). Contents are never looked at: where others look, to decide between several types, the
+/// first one of the most important folder counts.
 ///
 /// Threads: immutable.
 /// Errors: none. A file that cannot be read or has more than 4 MiB counts as absent, and so does a line that

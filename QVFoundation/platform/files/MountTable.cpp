@@ -1,18 +1,12 @@
-#include <algorithm>
 #include <cstddef>
 
+#include "QVFoundation/platform/files/FileContents_p.h"
 #include "QVFoundation/platform/files/MountTable_p.h"
+#include "QVFoundation/platform/text/TextFields_p.h"
 
 namespace QVFoundation::detail {
 
 namespace {
-
-std::string_view takeUntil(std::string_view& text, char end) {
-  const std::size_t length = std::min(text.find(end), text.size());
-  const std::string_view taken = text.substr(0, length);
-  text.remove_prefix(std::min(length + 1, text.size()));
-  return taken;
-}
 
 bool isOctalDigit(char c) { return c >= '0' && c <= '7'; }
 
@@ -30,18 +24,6 @@ std::string unescaped(std::string_view text) {
     i += 3;
   }
   return plain;
-}
-
-std::string readWhole(const Descriptor& file) {
-  std::string text;
-  for (;;) {
-    const std::size_t size = text.size();
-    text.resize(size + 16384);
-    const ssize_t count =
-        uninterrupted([&] { return systemCalls().read(file.number(), text.data() + size, 16384); });
-    text.resize(size + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
-    if (count <= 0) return text;
-  }
 }
 
 }  // namespace
@@ -64,9 +46,12 @@ std::optional<Mount> mountOf(const FileLocation& location) {
   struct statx status{};
   if (location.status(FollowLinks::yes, STATX_MNT_ID, status) != 0) return {};
   if ((status.stx_mask & STATX_MNT_ID) == 0) return {};
-  const Descriptor table = FileLocation("/proc/self/mountinfo").open(O_RDONLY);
-  if (!table.isOpen()) return {};
-  return mountInTable(readWhole(table), status.stx_mnt_id);
+  try {
+    const NSData table = contentsOfFile("/proc/self/mountinfo");
+    return mountInTable({reinterpret_cast<const char*>(table.data()), table.size()}, status.stx_mnt_id);
+  } catch (const NSError&) {
+    return {};
+  }
 }
 
 }  // namespace QVFoundation::detail

@@ -8,6 +8,7 @@
 #include "QVFoundation/platform/files/FileErrors_p.h"
 #include "QVFoundation/platform/files/FileLocation_p.h"
 #include "QVFoundation/platform/files/FileStatus_p.h"
+#include "QVFoundation/platform/files/PathComponentReader_p.h"
 #include "QVFoundation/platform/files/TreeRemoval_p.h"
 #include "QVFoundation/platform/runtime/NSClass.h"
 
@@ -127,9 +128,9 @@ bool NSFileManager::createDirectoryAtPath(PathView path, WithIntermediateDirecto
 
 bool NSFileManager::removeItemAtPath(PathView path, std::optional<NSError>* error) const {
   // A slash at the end would have the system follow a link.
-  const std::string_view item = path.text().substr(0, path.text().find_last_not_of('/') + 1);
-  std::string failed(path);
-  const int code = item.empty() ? EINVAL : detail::removeTree(FileLocation(item), item, failed);
+  const std::string_view item = detail::withoutFinalSlashes(path);
+  std::string failed;
+  const int code = detail::removeTree(FileLocation(item), item, failed);
   return succeeds(code, failed, "removed", error);
 }
 

@@ -85,7 +85,7 @@ std::optional<std::vector<ItemIdentity>> wayTo(const NSURL& item, std::optional<
   return {};
 }
 
-/// Where this user's trash on another volume may be (freedesktop.org Trash specification 1.0).
+/// Where this user's trash on another volume may be (Trash 1.0, freedesktop.org).
 std::vector<std::filesystem::path> trashesOnVolume(PathView item) {
   // A link is where it is, not where it leads to.
   const auto mount = detail::mountOf(FileLocation(stringByDeletingLastPathComponent(item)));

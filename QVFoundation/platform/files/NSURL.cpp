@@ -5,6 +5,7 @@
 
 #include "QVFoundation/platform/files/PathComponents.h"
 #include "QVFoundation/platform/runtime/NSException.h"
+#include "QVFoundation/platform/text/TextFields_p.h"
 
 namespace QVFoundation {
 
@@ -104,14 +105,6 @@ bool escapesAreInOrder(std::string_view text) {
   return true;
 }
 
-std::string lowerCase(std::string_view text) {
-  std::string out(text);
-  for (char& c : out) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return out;
-}
-
 std::string absolutePath(std::string_view path) {
   if (path.starts_with('/')) return std::string(path);
   std::string absolute = std::filesystem::current_path().native();
@@ -145,7 +138,7 @@ std::optional<NSURL> NSURL::URLWithString(std::string_view text) {
   if (!beginsWithScheme(text) || std::ranges::any_of(text, isBlankOrControl) || !escapesAreInOrder(text))
     return {};
   const URLParts parts = partsOf(text);
-  std::string url = lowerCase(parts.scheme) + ':';
+  std::string url = detail::lowerCaseASCII(parts.scheme) + ':';
   url += percentEncoded(parts.authority, "%[]");
   url += percentEncoded(parts.path, "%");
   url += percentEncoded(parts.query, "%?");

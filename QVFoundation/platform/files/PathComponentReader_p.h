@@ -6,6 +6,14 @@
 
 namespace QVFoundation::detail {
 
+/// A path without the slashes at its end; "/" where it has nothing else.
+///
+/// Threads: a function without state.
+[[nodiscard]] inline std::string_view withoutFinalSlashes(std::string_view path) noexcept {
+  const std::size_t last = path.find_last_not_of('/');
+  return path.substr(0, last == std::string_view::npos ? 1 : last + 1);
+}
+
 /// Walks over the components of a path, as `pathComponents` gives them, and copies none.
 ///
 /// Threads: as a plain value.

@@ -10,13 +10,9 @@ namespace QVFoundation {
 
 namespace {
 
-constexpr std::size_t usualDepth = 12;
+using detail::withoutFinalSlashes;
 
-/// Without the slashes at its end; "/" where it has nothing else.
-std::string_view withoutFinalSlashes(std::string_view path) {
-  const std::size_t last = path.find_last_not_of('/');
-  return path.substr(0, last == std::string_view::npos ? 1 : last + 1);
-}
+constexpr std::size_t usualDepth = 12;
 
 /// Where the last component of a path begins that has no slash at its end.
 std::size_t startOfLastComponent(std::string_view path) {
