@@ -37,6 +37,7 @@
 #include "QVFoundation/platform/concurrency/Scheduler.h"
 #include "QVFoundation/platform/concurrency/ThreadSafety.h"
 #include "QVFoundation/platform/concurrency/UnfairLock.h"
+#include "QVFoundation/platform/copying/CopyReport.h"
 #include "QVFoundation/platform/files/FileReference.h"
 #include "QVFoundation/platform/files/NSDataFiles.h"
 #include "QVFoundation/platform/files/NSDirectoryEnumerator.h"

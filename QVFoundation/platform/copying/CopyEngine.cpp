@@ -1,0 +1,1 @@
+#include "QVFoundation/platform/copying/CopyEngine_p.h"
