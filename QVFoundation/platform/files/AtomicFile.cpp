@@ -1,14 +1,13 @@
 #include <algorithm>
 #include <cstddef>
-#include <cstdint>
 #include <cstdio>
-#include <random>
 #include <string_view>
 #include <vector>
 
 #include "QVFoundation/platform/files/AtomicFile_p.h"
 #include "QVFoundation/platform/files/ExclusiveRename_p.h"
 #include "QVFoundation/platform/files/FileStatus_p.h"
+#include "QVFoundation/platform/files/WaitingName_p.h"
 
 namespace QVFoundation::detail {
 
@@ -28,13 +27,6 @@ std::string pathBehindLinks(std::string path) {
     path += destination;
   }
   return path;
-}
-
-std::string waitingName(std::string_view name) {
-  constexpr std::size_t mostOfName = 100;  // leaves room below what a name may have, and is cut anywhere
-  std::random_device random;
-  const std::uint64_t number = (std::uint64_t{random()} << 32) | random();
-  return '.' + std::string(name.substr(0, mostOfName)) + '.' + std::to_string(number);
 }
 
 constexpr const char* accessList = "system.posix_acl_access";

@@ -1,8 +1,11 @@
 #include <cstdio>
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/fs.h>
 #include <sys/file.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -33,12 +36,28 @@ namespace QVFoundation::detail {
       .link = ::linkat,
       .rename = ::renameat2,
       .remove = ::unlinkat,
+      .makeLink = ::symlinkat,
+      .makeNode = ::mknodat,
+      .changeModeAt = ::fchmodat,
+      .changeOwnerAt = ::fchownat,
+      .setTimesAt = ::utimensat,
+      .clone = [](int to, int from) { return ::ioctl(to, FICLONE, from); },
+      .copyRange = ::copy_file_range,
+      .truncate = ::ftruncate,
+      .setTimes = ::futimens,
+      .syncData = ::fdatasync,
+      .syncRange = ::sync_file_range,
+      .syncVolume = ::syncfs,
       .handleOf = ::name_to_handle_at,
       .openHandle = ::open_by_handle_at,
       .listAttributes = ::llistxattr,
       .getAttribute = ::lgetxattr,
       .setAttribute = ::lsetxattr,
       .removeAttribute = ::lremovexattr,
+      .listAttributesOf = ::flistxattr,
+      .getAttributeOf = ::fgetxattr,
+      .setAttributeOf = ::fsetxattr,
+      .removeAttributeOf = ::fremovexattr,
   };
   return calls;
 }

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <ctime>
 #include <poll.h>
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -39,6 +40,23 @@ struct SystemCalls {
   int (*rename)(int folder, const char* path, int newFolder, const char* newPath, unsigned flags);
   int (*remove)(int folder, const char* path, int flags);
 
+  // Making and changing what is no open file; links are not followed
+  int (*makeLink)(const char* text, int folder, const char* path);
+  int (*makeNode)(int folder, const char* path, mode_t mode, dev_t device);
+  int (*changeModeAt)(int folder, const char* path, mode_t mode, int flags);
+  int (*changeOwnerAt)(int folder, const char* path, uid_t owner, gid_t group, int flags);
+  int (*setTimesAt)(int folder, const char* path, const timespec* times, int flags);
+
+  // Content, from one open file to another, and to the device
+  int (*clone)(int to, int from);
+  ssize_t (*copyRange)(int from, off_t* fromOffset, int to, off_t* toOffset, std::size_t size,
+                       unsigned flags);
+  int (*truncate)(int descriptor, off_t size);
+  int (*setTimes)(int descriptor, const timespec* times);
+  int (*syncData)(int descriptor);
+  int (*syncRange)(int descriptor, off_t offset, off_t size, unsigned flags);
+  int (*syncVolume)(int descriptor);
+
   // The kernel's own way to name a file, whatever its path
   int (*handleOf)(int folder, const char* path, file_handle* handle, int* mount, int flags);
   int (*openHandle)(int mount, file_handle* handle, int flags);
@@ -48,6 +66,12 @@ struct SystemCalls {
   ssize_t (*getAttribute)(const char* path, const char* name, void* value, std::size_t size);
   int (*setAttribute)(const char* path, const char* name, const void* value, std::size_t size, int flags);
   int (*removeAttribute)(const char* path, const char* name);
+
+  // The same of an open file
+  ssize_t (*listAttributesOf)(int descriptor, char* list, std::size_t size);
+  ssize_t (*getAttributeOf)(int descriptor, const char* name, void* value, std::size_t size);
+  int (*setAttributeOf)(int descriptor, const char* name, const void* value, std::size_t size, int flags);
+  int (*removeAttributeOf)(int descriptor, const char* name);
 };
 
 /// The calls in use.

@@ -37,12 +37,28 @@ public:
     fail<&detail::SystemCalls::link>(calls);
     fail<&detail::SystemCalls::rename>(calls);
     fail<&detail::SystemCalls::remove>(calls);
+    fail<&detail::SystemCalls::makeLink>(calls);
+    fail<&detail::SystemCalls::makeNode>(calls);
+    fail<&detail::SystemCalls::changeModeAt>(calls);
+    fail<&detail::SystemCalls::changeOwnerAt>(calls);
+    fail<&detail::SystemCalls::setTimesAt>(calls);
+    fail<&detail::SystemCalls::clone>(calls);
+    fail<&detail::SystemCalls::copyRange>(calls);
+    fail<&detail::SystemCalls::truncate>(calls);
+    fail<&detail::SystemCalls::setTimes>(calls);
+    fail<&detail::SystemCalls::syncData>(calls);
+    fail<&detail::SystemCalls::syncRange>(calls);
+    fail<&detail::SystemCalls::syncVolume>(calls);
     fail<&detail::SystemCalls::handleOf>(calls);
     fail<&detail::SystemCalls::openHandle>(calls);
     fail<&detail::SystemCalls::listAttributes>(calls);
     fail<&detail::SystemCalls::getAttribute>(calls);
     fail<&detail::SystemCalls::setAttribute>(calls);
     fail<&detail::SystemCalls::removeAttribute>(calls);
+    fail<&detail::SystemCalls::listAttributesOf>(calls);
+    fail<&detail::SystemCalls::getAttributeOf>(calls);
+    fail<&detail::SystemCalls::setAttributeOf>(calls);
+    fail<&detail::SystemCalls::removeAttributeOf>(calls);
   }
   FailingSystem(const FailingSystem&) = delete;
   FailingSystem& operator=(const FailingSystem&) = delete;

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <atomic>
+
+namespace QVFoundation::detail {
+
+/// What the file systems of a copy can do, as far as it has turned out. Each is tried until it is refused.
+///
+/// Threads: any.
+struct CopyAbilities {
+  std::atomic<bool> clones{true};        ///< give a file the blocks of another
+  std::atomic<bool> offloads{true};      ///< copy without a way through this process
+  std::atomic<bool> unnamedFiles{true};  ///< make files without a name, and give them one when they are whole
+  std::atomic<bool> quietReads{true};    ///< read without a note of when
+
+  [[nodiscard]] static bool can(const std::atomic<bool>& ability) noexcept {
+    return ability.load(std::memory_order_relaxed);
+  }
+  static void refuse(std::atomic<bool>& ability) noexcept { ability.store(false, std::memory_order_relaxed); }
+};
+
+}  // namespace QVFoundation::detail

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "QVFoundation/platform/copying/CopyEngine_p.h"
+#include "QVFoundation/platform/copying/CopyQueue_p.h"
+#include "QVFoundation/platform/copying/HardLinks_p.h"
+#include "QVFoundation/platform/copying/OpenFolders_p.h"
+
+namespace QVFoundation::detail {
+
+/// What the steps of one copy share: what is told to the outside, and what is known of both sides.
+///
+/// Threads: that of the copy; `options` and `abilities` any.
+class CopyRun {
+public:
+  CopyRun(PathView source, PathView destination, const CopyOptions& options, const CopyCallback& callback,
+          CopyReport& report);
+
+  const CopyOptions options;
+  CopyAbilities abilities;
+  HardLinks hardLinks;
+  CopyQueue queue;
+  OpenFolders::Folder rootFolder;  // the new one, if it is a folder that is copied
+
+  // What is told. False where nothing more is to be done.
+  [[nodiscard]] bool tell(CopyItem item, CopyStage stage, const std::string& source, std::int64_t copied = 0);
+  bool fail(CopyItem item, const std::string& source, int code);
+
+  [[nodiscard]] CopyReport& report() noexcept { return report_; }
+  void addLosses(std::vector<CopyLoss> losses);
+
+  /// With `CopyFlushPolicy::written`, returns when the small file that a step has copied is on the device; it goes there with all
+  /// that wait behind it. 0, or an `errno`.
+  [[nodiscard]] int awaitWritten(std::uint64_t step, int folder);
+  [[nodiscard]] int syncVolume(int folder) const;
+
+  /// The path below the root of the copy, with a slash in front; empty for the root itself.
+  [[nodiscard]] std::string_view below(std::string_view source) const noexcept {
+    return source.substr(std::min(sourceLength_, source.size()));
+  }
+  [[nodiscard]] int result() const noexcept { return result_; }
+
+private:
+  const std::size_t sourceLength_;  // of the root's path, without a slash at the end
+  const std::string destination_;
+  const CopyCallback& callback_;
+  CopyReport& report_;
+  std::uint64_t writtenSteps_ = 0;
+  int result_ = 0;
+};
+
+}  // namespace QVFoundation::detail

@@ -1,0 +1,68 @@
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include "QVFoundation/platform/copying/NewFile_p.h"
+#include "QVFoundation/platform/files/ExclusiveRename_p.h"
+#include "QVFoundation/platform/files/WaitingName_p.h"
+
+namespace QVFoundation::detail {
+
+namespace {
+
+/// Of a call for a file without a name: what file systems say that have none (open(2)).
+bool meansNoUnnamedFiles(int code) noexcept {
+  return code == EOPNOTSUPP || code == EISDIR || code == EINVAL || code == ENOENT;
+}
+
+/// Of giving it one.
+bool meansNoNaming(int code) noexcept {
+  return code == EPERM || code == EOPNOTSUPP || code == ENOENT || code == EXDEV || code == EMLINK;
+}
+
+}  // namespace
+
+NewFile::~NewFile() {
+  if (waiting_) static_cast<void>(waiting_->remove(0));
+}
+
+int NewFile::open(std::string_view name, mode_t mode) {
+  if (CopyAbilities::can(abilities_.unnamedFiles)) {
+    file_ = FileLocation(folder_, ".").open(O_TMPFILE | O_WRONLY, mode);
+    if (file_.isOpen()) return 0;
+    if (!meansNoUnnamedFiles(errno)) return errno;
+    CopyAbilities::refuse(abilities_.unnamedFiles);
+  }
+  constexpr int mostNames = 100;
+  for (int attempt = 0; attempt < mostNames; ++attempt) {
+    waiting_.emplace(folder_, waitingName(name));
+    file_ = waiting_->open(O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, S_IRUSR | S_IWUSR);
+    if (file_.isOpen()) return 0;
+    if (errno != EEXIST) break;
+  }
+  const int code = errno;
+  waiting_.reset();
+  return code;
+}
+
+int NewFile::place(const char* name) {
+  if (!waiting_) return placeUnnamed(name);
+  const int code = renameWithoutReplacing(*waiting_, FileLocation(folder_, name));
+  if (code == 0) waiting_.reset();
+  return code;
+}
+
+// The way through /proc needs no privilege (open(2), O_TMPFILE).
+int NewFile::placeUnnamed(const char* name) {
+  char path[32];
+  static_cast<void>(std::snprintf(path, sizeof path, "/proc/self/fd/%d", file_.number()));
+  const int result =
+      uninterrupted([&] { return systemCalls().link(AT_FDCWD, path, folder_, name, AT_SYMLINK_FOLLOW); });
+  if (result == 0) return 0;
+  if (!meansNoNaming(errno)) return errno;
+  CopyAbilities::refuse(abilities_.unnamedFiles);
+  return EAGAIN;
+}
+
+}  // namespace QVFoundation::detail

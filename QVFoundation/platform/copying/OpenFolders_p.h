@@ -1,0 +1,39 @@
+#pragma once
+
+#include <memory>
+#include <sys/stat.h>
+#include <vector>
+
+#include "QVFoundation/platform/files/FileLocation_p.h"
+
+namespace QVFoundation::detail {
+
+/// The new folders on the way down to where a copy is. Deep down those above are closed, and opened again as
+/// the parents of those below, if they are the same.
+///
+/// Threads: one at a time.
+class OpenFolders {
+public:
+  /// Whoever still makes something in a folder keeps it open.
+  using Folder = std::shared_ptr<const Descriptor>;
+
+  /// Makes a folder, which belongs to its maker alone, and goes into it. 0, or an `errno`.
+  [[nodiscard]] int make(const FileLocation& location);
+  [[nodiscard]] const Folder& current() const noexcept { return levels_.back().folder; }
+  [[nodiscard]] bool isEmpty() const noexcept { return levels_.empty(); }
+
+  /// Goes back to the one above, if there is one.
+  [[nodiscard]] int leave();
+
+private:
+  static constexpr std::size_t mostOpen = 32;
+  struct Level {
+    Folder folder;  // null while it is closed
+    dev_t device;
+    ino_t number;
+  };
+
+  std::vector<Level> levels_;
+};
+
+}  // namespace QVFoundation::detail
