@@ -145,21 +145,29 @@ int ContentCopy::offload(std::size_t size, std::size_t& copied) {
 }
 
 int ContentCopy::readAndWrite(std::size_t size, std::size_t& copied) {
-  std::byte* const bytes = buffer_.bytes();
-  const std::size_t most = std::min(size, CopyBuffer::size);
-  const ssize_t count = uninterrupted([&] { return systemCalls().read(from_, bytes, most); });
-  if (count < 0) return errno;
-  for (ssize_t written = 0; written < count;) {
-    const ssize_t part = uninterrupted(
-        [&] { return systemCalls().write(to_, bytes + written, static_cast<std::size_t>(count - written)); });
+  while (copied < size && !isAtEnd_) {
+    const std::size_t most = std::min(size - copied, CopyBuffer::size);
+    const ssize_t count = uninterrupted([&] { return systemCalls().read(from_, buffer_.bytes(), most); });
+    if (count < 0) return errno;
+    if (const int code = writeAll(static_cast<std::size_t>(count)); code != 0) return code;
+    copied += static_cast<std::size_t>(count);
+    // A file that ends where it said is not read once more to see that.
+    const off_t until = position_ + static_cast<off_t>(copied);
+    const bool isShort = static_cast<std::size_t>(count) < most;
+    isAtEnd_ = count == 0 || (isShort && until >= status_.st_size && status_.st_size > 0);
+    if (count > 0) way_ = Way::copied;
+  }
+  return 0;
+}
+
+int ContentCopy::writeAll(std::size_t size) {
+  for (std::size_t written = 0; written < size;) {
+    const ssize_t part =
+        uninterrupted([&] { return systemCalls().write(to_, buffer_.bytes() + written, size - written); });
     if (part < 0) return errno;
     if (part == 0) return EIO;
-    written += part;
+    written += static_cast<std::size_t>(part);
   }
-  copied = static_cast<std::size_t>(count);
-  // A file that ends as it said is not read once more to see that.
-  if (copied < most && position_ + count >= status_.st_size && status_.st_size > 0) isAtEnd_ = true;
-  if (count > 0) way_ = Way::copied;
   return 0;
 }
 

@@ -57,6 +57,7 @@ private:
   [[nodiscard]] int copyOnce(std::size_t size, std::size_t& copied);
   [[nodiscard]] int offload(std::size_t size, std::size_t& copied);
   [[nodiscard]] int readAndWrite(std::size_t size, std::size_t& copied);
+  [[nodiscard]] int writeAll(std::size_t size);
   [[nodiscard]] int pace();
   [[nodiscard]] int report();
   [[nodiscard]] int finish();

@@ -79,6 +79,7 @@ private:
     if (code != ENOENT) return code == 0 ? EEXIST : code;
     if (name_.empty()) return ENOENT;
     if (S_ISDIR(source.st_mode) && isInside(folder, source)) return EINVAL;
+    run_.abilities.lookAt(folder.number());
     parent_ = std::make_shared<const Descriptor>(std::move(folder));
     return 0;
   }

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <iterator>
+#include <thread>
 #include <utility>
 
 #include "QVFoundation/platform/copying/CopyRun_p.h"
@@ -11,7 +12,7 @@ namespace QVFoundation::detail {
 CopyRun::CopyRun(PathView source, PathView destination, const CopyOptions& wanted,
                  const CopyCallback& callback, CopyReport& report)
     : options(wanted),
-      queue(wanted.helpers),
+      queue(std::min(wanted.helpers, std::max(std::thread::hardware_concurrency(), 1U) - 1)),
       sourceLength_(withoutFinalSlashes(source) == "/" ? 0 : withoutFinalSlashes(source).size()),
       destination_(withoutFinalSlashes(destination)),
       callback_(callback),

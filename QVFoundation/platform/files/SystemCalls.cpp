@@ -6,6 +6,7 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -48,6 +49,7 @@ namespace QVFoundation::detail {
       .syncData = ::fdatasync,
       .syncRange = ::sync_file_range,
       .syncVolume = ::syncfs,
+      .volume = ::fstatfs,
       .handleOf = ::name_to_handle_at,
       .openHandle = ::open_by_handle_at,
       .listAttributes = ::llistxattr,

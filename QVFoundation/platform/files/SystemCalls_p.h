@@ -10,6 +10,7 @@
 #include "QVFoundation/platform/Export.h"
 
 struct file_handle;
+struct statfs;
 
 namespace QVFoundation::detail {
 
@@ -56,6 +57,7 @@ struct SystemCalls {
   int (*syncData)(int descriptor);
   int (*syncRange)(int descriptor, off_t offset, off_t size, unsigned flags);
   int (*syncVolume)(int descriptor);
+  int (*volume)(int descriptor, struct statfs* volume);
 
   // The kernel's own way to name a file, whatever its path
   int (*handleOf)(int folder, const char* path, file_handle* handle, int* mount, int flags);

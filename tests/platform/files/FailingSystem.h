@@ -49,6 +49,7 @@ public:
     fail<&detail::SystemCalls::syncData>(calls);
     fail<&detail::SystemCalls::syncRange>(calls);
     fail<&detail::SystemCalls::syncVolume>(calls);
+    fail<&detail::SystemCalls::volume>(calls);
     fail<&detail::SystemCalls::handleOf>(calls);
     fail<&detail::SystemCalls::openHandle>(calls);
     fail<&detail::SystemCalls::listAttributes>(calls);
