@@ -15,29 +15,23 @@ namespace QVFoundation::detail {
 
 namespace {
 
-bool isSame(const struct stat& a, const struct stat& b) noexcept {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
-
 int statusOf(const FileLocation& location, struct stat& status) noexcept {
   if (location.error() != 0) return location.error();
   return ItemHandle(location.folder(), location.name()).status(status) == 0 ? 0 : errno;
 }
 
 /// Whether a folder is another one, or is in it however deep. The way up is asked for, not the path.
-bool isInside(const Descriptor& folder, const struct stat& other) {
+bool isInside(const Descriptor& folder, const ItemIdentity& other) {
   struct stat status{};
-  struct stat above{};
-  Descriptor opened;
-  int current = folder.number();
-  if (systemCalls().stat(current, &status) != 0) return false;
-  while (!isSame(status, other)) {
-    Descriptor next = FileLocation(current, "..").open(O_PATH | O_DIRECTORY);
-    if (!next.isOpen() || systemCalls().stat(next.number(), &above) != 0) return false;
-    if (isSame(status, above)) return false;  // the root
-    status = above;
-    opened = std::move(next);
-    current = opened.number();
+  if (systemCalls().stat(folder.number(), &status) != 0) return false;
+  Descriptor above;
+  for (ItemIdentity current = ItemIdentity::of(status); current != other;) {
+    const int number = above.isOpen() ? above.number() : folder.number();
+    Descriptor next = FileLocation(number, "..").open(O_PATH | O_DIRECTORY);
+    if (!next.isOpen() || systemCalls().stat(next.number(), &status) != 0) return false;
+    if (ItemIdentity::of(status) == current) return false;  // the root
+    current = ItemIdentity::of(status);
+    above = std::move(next);
   }
   return true;
 }
@@ -78,7 +72,7 @@ private:
     const int code = statusOf(FileLocation(folder.number(), name_), existing);
     if (code != ENOENT) return code == 0 ? EEXIST : code;
     if (name_.empty()) return ENOENT;
-    if (S_ISDIR(source.st_mode) && isInside(folder, source)) return EINVAL;
+    if (S_ISDIR(source.st_mode) && isInside(folder, ItemIdentity::of(source))) return EINVAL;
     run_.abilities.lookAt(folder.number());
     parent_ = std::make_shared<const Descriptor>(std::move(folder));
     return 0;
@@ -100,8 +94,6 @@ private:
     if (!enter(FileLocation(parent_->number(), name_), source_)) return false;
     run_.rootFolder = folders_.current();
     removeAccessLists(ItemHandle(run_.rootFolder->number()));
-    if (systemCalls().stat(run_.rootFolder->number(), &root_) != 0)
-      return addFailure(rootItem_, source_, errno);
 
     DirectoryWalk walk(FileLocation(PathView(source_)), source_, DirectoryWalk::Links::items);
     for (;;) {
@@ -130,7 +122,8 @@ private:
     struct stat status{};
     if (walk.status(status) != 0) return addFailure(CopyItem::folder, std::move(path), errno);
     // There are ways into the source that no path shows, such as a second mount.
-    if (isSame(status, root_)) return addFailure(CopyItem::folder, std::move(path), EINVAL);
+    if (ItemIdentity::of(status) == folders_.root())
+      return addFailure(CopyItem::folder, std::move(path), EINVAL);
     return enter(FileLocation(folders_.current()->number(), walk.name()), std::move(path));
   }
 
@@ -213,8 +206,7 @@ private:
   CopyItem rootItem_ = CopyItem::file;
   OpenFolders::Folder parent_;
   std::string name_;
-  struct stat root_{};  // of the new one
-  OpenFolders folders_;
+  OpenFolders folders_{[this] { return run_.queue.finishAll(); }};
 };
 
 }  // namespace

@@ -16,7 +16,9 @@ CopyRun::CopyRun(PathView source, PathView destination, const CopyOptions& wante
       sourceLength_(withoutFinalSlashes(source) == "/" ? 0 : withoutFinalSlashes(source).size()),
       destination_(withoutFinalSlashes(destination)),
       callback_(callback),
-      report_(report) {}
+      report_(report) {
+  keepRoom();
+}
 
 bool CopyRun::tell(CopyItem item, CopyStage stage, const std::string& source, std::int64_t copied) {
   const std::string destination = destination_ + std::string(below(source));
@@ -28,6 +30,7 @@ bool CopyRun::tell(CopyItem item, CopyStage stage, const std::string& source, st
 }
 
 bool CopyRun::fail(CopyItem item, const std::string& source, int code) {
+  if (result_ != 0) return false;  // it has been told to end
   result_ = code;
   errno = code;
   static_cast<void>(tell(item, CopyStage::error, source));

@@ -43,6 +43,10 @@ public:
   [[nodiscard]] std::string_view below(std::string_view source) const noexcept {
     return source.substr(std::min(sourceLength_, source.size()));
   }
+  /// Of what is opened at the most, one is kept back for the step that is to be finished, or all would wait for each other.
+  void makeRoom() noexcept { room_.close(); }
+  void keepRoom() noexcept { room_ = FileLocation(AT_FDCWD, "/").open(O_PATH); }
+
   [[nodiscard]] int result() const noexcept { return result_; }
 
 private:
@@ -52,6 +56,7 @@ private:
   CopyReport& report_;
   std::uint64_t writtenSteps_ = 0;
   int result_ = 0;
+  Descriptor room_;
 };
 
 }  // namespace QVFoundation::detail

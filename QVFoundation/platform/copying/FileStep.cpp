@@ -32,7 +32,12 @@ bool FileStep::finish(CopyBuffer& buffer) {
   if (!run_.tell(CopyItem::file, CopyStage::start, target_.source)) return false;
   if (!canBePrepared()) {
     code_ = copyWithProgress(buffer);
-  } else if (code_ == 0) {
+  } else if (code_ == EMFILE) {
+    run_.makeRoom();
+    code_ = copy(buffer, {});
+    run_.keepRoom();
+  }
+  if (canBePrepared() && code_ == 0) {
     code_ = run_.awaitWritten(number_, target_.folder->number());
   }
   if (run_.result() != 0) return false;
@@ -61,7 +66,7 @@ int FileStep::copy(CopyBuffer& buffer, const ContentCopy::Progress& progress) {
     losses_.clear();
     code = systemCalls().seek(source_.number(), 0, SEEK_SET) == 0 ? copyOnce(buffer, progress) : errno;
   }
-  source_.close();
+  if (code != EMFILE) source_.close();
   return code;
 }
 

@@ -22,26 +22,23 @@ public:
 
   /// Whether a name of that item has been met before; else it is the first.
   [[nodiscard]] bool meet(const struct stat& source, std::string_view path) {
-    return !places_.try_emplace(identityOf(source), Place{std::string(path), {}, source.st_nlink}).second;
+    return !places_.try_emplace(ItemIdentity::of(source), Place{std::string(path), {}, source.st_nlink})
+                .second;
   }
   /// Its first name has been made.
   void setMade(const struct stat& source, const struct stat& made) {
-    if (const auto found = places_.find(identityOf(source)); found != places_.end()) {
-      found->second.identity = identityOf(made);
+    if (const auto found = places_.find(ItemIdentity::of(source)); found != places_.end()) {
+      found->second.identity = ItemIdentity::of(made);
       takeName(found);
     }
   }
   /// Another name is to be made.
   [[nodiscard]] Place takePlace(const struct stat& source) {
-    const auto found = places_.find(identityOf(source));
+    const auto found = places_.find(ItemIdentity::of(source));
     if (found == places_.end()) return {};
     Place place = found->second;
     takeName(found);
     return place;
-  }
-
-  [[nodiscard]] static ItemIdentity identityOf(const struct stat& status) noexcept {
-    return {.device = status.st_dev, .number = status.st_ino};
   }
 
 private:

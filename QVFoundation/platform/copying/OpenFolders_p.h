@@ -1,10 +1,12 @@
 #pragma once
 
+#include <functional>
 #include <memory>
-#include <sys/stat.h>
+#include <utility>
 #include <vector>
 
 #include "QVFoundation/platform/files/FileLocation_p.h"
+#include "QVFoundation/platform/files/ItemIdentity_p.h"
 
 namespace QVFoundation::detail {
 
@@ -14,13 +16,18 @@ namespace QVFoundation::detail {
 /// Threads: one at a time.
 class OpenFolders {
 public:
+  /// Closes files where too many are open; false where it cannot.
+  using MakeRoom = std::function<bool()>;
+  explicit OpenFolders(MakeRoom makeRoom) : makeRoom_(std::move(makeRoom)) {}
+
   /// Whoever still makes something in a folder keeps it open.
   using Folder = std::shared_ptr<const Descriptor>;
 
   /// Makes a folder, which belongs to its maker alone, and goes into it. 0, or an `errno`.
   [[nodiscard]] int make(const FileLocation& location);
   [[nodiscard]] const Folder& current() const noexcept { return levels_.back().folder; }
-  [[nodiscard]] bool isEmpty() const noexcept { return levels_.empty(); }
+  /// Which item the first one is.
+  [[nodiscard]] const ItemIdentity& root() const noexcept { return levels_.front().identity; }
 
   /// Goes back to the one above, if there is one.
   [[nodiscard]] int leave();
@@ -29,10 +36,12 @@ private:
   static constexpr std::size_t mostOpen = 32;
   struct Level {
     Folder folder;  // null while it is closed
-    dev_t device;
-    ino_t number;
+    ItemIdentity identity;
   };
 
+  int open(const FileLocation& location, Level& level) const;
+
+  const MakeRoom makeRoom_;
   std::vector<Level> levels_;
 };
 

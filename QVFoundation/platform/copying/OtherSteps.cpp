@@ -79,7 +79,7 @@ bool HardLinkStep::link() const {
   if (FileLocation(folder.number(), first.path.substr(slash + 1)).linkTo(name) != 0) return false;
   struct stat made{};
   const ItemHandle item(name.folder(), name.name());
-  if (item.status(made) == 0 && HardLinks::identityOf(made) == first.identity) return true;
+  if (item.status(made) == 0 && ItemIdentity::of(made) == first.identity) return true;
   static_cast<void>(name.remove(0));  // somebody has put another item in the place of the first
   return false;
 }

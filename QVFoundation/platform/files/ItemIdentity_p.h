@@ -18,6 +18,9 @@ struct ItemIdentity {
   static ItemIdentity of(const struct statx& status) noexcept {
     return {.device = makedev(status.stx_dev_major, status.stx_dev_minor), .number = status.stx_ino};
   }
+  static ItemIdentity of(const struct stat& status) noexcept {
+    return {.device = status.st_dev, .number = status.st_ino};
+  }
 };
 
 }  // namespace QVFoundation::detail

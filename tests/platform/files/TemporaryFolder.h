@@ -3,10 +3,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <unistd.h>
+#include <utility>
 
 namespace QVFoundation::testing {
 
@@ -37,8 +38,9 @@ private:
 }
 
 [[nodiscard]] inline std::string contentOf(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+  std::ostringstream content;
+  content << std::ifstream(path, std::ios::binary).rdbuf();
+  return std::move(content).str();
 }
 
 inline void makeFile(const std::filesystem::path& path, std::string_view content) {

@@ -1,0 +1,249 @@
+#include <csignal>
+#include <filesystem>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/platform/copying/CopyTesting.h"
+#include "tests/platform/files/FailingSystem.h"
+#include "tests/platform/files/SystemHook.h"
+
+namespace QVFoundation {
+namespace {
+
+namespace fs = std::filesystem;
+using detail::CopyEvent;
+using detail::CopyStage;
+using detail::SystemCalls;
+using testing::contentOf;
+using testing::Copying;
+using testing::copyOf;
+using testing::descriptionOfTree;
+using ::testing::ElementsAre;
+using testing::makeFile;
+using ::testing::StartsWith;
+using testing::SystemHook;
+using testing::TemporaryFolder;
+
+constexpr std::size_t mebibyte = 1 << 20;
+
+class CopyFailureTest : public ::testing::Test {
+protected:
+  const TemporaryFolder folder{testing::placeForManyFolders()};
+  const fs::path source = folder / "source";
+  const fs::path copy = folder / "copy";
+
+  void makeTree() const {
+    fs::create_directories(source / "a/b");
+    makeFile(source / "a/text", "text");
+    makeFile(source / "a/nothing", "");
+    makeFile(source / "large", std::string(2 * mebibyte, 'l'));
+    fs::create_hard_link(source / "a/text", source / "a/b/again");
+    fs::create_symlink("nowhere", source / "link");
+    setxattr((source / "a/text").c_str(), "user.colour", "red", 3, 0);
+  }
+
+  /// What has a name is whole.
+  void expectWholeFiles() const {
+    if (!fs::exists(copy)) return;
+    for (const auto& item : fs::recursive_directory_iterator(copy)) {
+      if (!item.is_regular_file() || item.is_symlink()) continue;
+      const fs::path original = source / item.path().lexically_relative(copy);
+      EXPECT_TRUE(fs::exists(original)) << item.path();
+      EXPECT_TRUE(contentOf(item.path()) == contentOf(original)) << item.path();
+    }
+  }
+};
+
+TEST_F(CopyFailureTest, tellsOfEachCallThatFailsAndLeavesNoHalfFile) {
+  makeTree();
+  for (const auto method : {detail::CopyMethod::copy, detail::CopyMethod::clone}) {
+    for (const auto policy : {CopyFlushPolicy::cached, CopyFlushPolicy::written}) {
+      const auto original = descriptionOfTree(source);
+      testing::failAtEachCall([&] { fs::remove_all(copy); },
+                              [&] { return copyOf(source, copy, {{method, policy, 0}, 0, {}}); },
+                              [&](const Copying& result) {
+                                expectWholeFiles();
+                                if (result.code != 0) {
+                                  EXPECT_EQ(result.code, EIO);
+                                  EXPECT_EQ(result.error, EIO);
+                                  EXPECT_THAT(result.events.back(), StartsWith("error"));
+                                } else if (result.report.lossCount == 0) {
+                                  EXPECT_EQ(descriptionOfTree(copy).size(), original.size());
+                                }
+                              });
+      EXPECT_EQ(descriptionOfTree(source), original);
+    }
+  }
+}
+
+TEST_F(CopyFailureTest, stopsAtWhateverEventItIsTold) {
+  makeTree();
+  const std::size_t count = copyOf(source, copy).events.size();
+  EXPECT_GT(count, 15);
+  for (std::size_t event = 1; event <= count; ++event) {
+    fs::remove_all(copy);
+    const auto descriptors = testing::openDescriptorCount();
+    const auto result = copyOf(source, copy, {{}, event, {}});
+    EXPECT_EQ(result.code, ECANCELED);
+    EXPECT_EQ(result.events.size(), event);
+    EXPECT_EQ(testing::openDescriptorCount(), descriptors);
+    expectWholeFiles();
+  }
+}
+
+TEST_F(CopyFailureTest, goesThroughWithWhatTheCallbackThrows) {
+  makeTree();
+  for (int i = 0; i < 100; ++i) makeFile(source / std::to_string(i), "");
+  const auto descriptors = testing::openDescriptorCount();
+  const auto throwAtFile = [](const CopyEvent& event) {
+    if (event.item == detail::CopyItem::file) throw std::runtime_error("enough");
+  };
+  EXPECT_THROW(copyOf(source, copy, {{}, 0, throwAtFile}), std::runtime_error);
+  EXPECT_EQ(testing::openDescriptorCount(), descriptors);
+  expectWholeFiles();
+}
+
+TEST_F(CopyFailureTest, refusesWhatIsThereBeforeAByteIsCopied) {
+  makeTree();
+  makeFile(folder / "file", "old");
+  fs::create_directory(folder / "folder");
+  fs::create_symlink("nowhere", folder / "dangling");
+  fs::create_symlink("source/a", folder / "way in");
+  struct Case {
+    const char* from;
+    const char* to;
+    int code;
+  };
+  for (const auto& [from, to, code] : {
+           Case{"source", "file", EEXIST},
+           {"source", "folder", EEXIST},
+           {"source", "folder/", EEXIST},
+           {"source", "dangling", EEXIST},
+           {"source", "source", EEXIST},
+           {"source", "folder/.", EEXIST},
+           {"source", "source/new", EINVAL},
+           {"source", "source/a/b/new", EINVAL},
+           {"source", "way in/new", EINVAL},
+           {"source", "none/new", ENOENT},
+           {"source", "file/new", ENOTDIR},
+           {"source/large", "dangling", EEXIST},
+           {"none", "new", ENOENT},
+           {"file/none", "new", ENOTDIR},
+       }) {
+    const auto before = descriptionOfTree(folder.path());
+    const auto result = copyOf(folder.path() / from, folder.path() / to);
+    EXPECT_EQ(result.code, code) << from << " to " << to;
+    EXPECT_EQ(result.error, code);
+    EXPECT_EQ(result.events.size(), 1);
+    EXPECT_THAT(result.events[0], StartsWith("error"));
+    EXPECT_EQ(descriptionOfTree(folder.path()), before);
+  }
+  EXPECT_EQ(copyOf("", copy).code, ENOENT);
+  EXPECT_EQ(copyOf(source, "").code, ENOENT);
+}
+
+TEST_F(CopyFailureTest, neverReplacesWhatComesIntoItsWay) {
+  makeTree();
+  for (const char* name : {"a", "a/text", "large", "link"}) {
+    fs::remove_all(copy);
+    const auto result =
+        copyOf(source, copy, {{.helpers = 0}, 0, [&](const CopyEvent& event) {
+                                if (event.stage != CopyStage::start) return;
+                                // As soon as there is a folder that can have it.
+                                if (!fs::exists(copy / name) && fs::exists((copy / name).parent_path()))
+                                  makeFile(copy / name, "mine");
+                              }});
+    if (result.code == 0) continue;  // it had been copied ahead by then
+    EXPECT_EQ(result.code, EEXIST) << name;
+    EXPECT_EQ(contentOf(copy / name), "mine") << name;
+  }
+}
+
+TEST_F(CopyFailureTest, followsNoLinkThatIsPutInItsWay) {
+  makeTree();
+  fs::create_directory(folder / "elsewhere");
+  const SystemHook made(&SystemCalls::makeFolder,
+                        [&](auto original, int place, const char* name, mode_t mode) {
+                          const int result = original(place, name, mode);
+                          if (std::string_view(name) == "a") {
+                            fs::remove(copy / "a");
+                            fs::create_symlink(folder / "elsewhere", copy / "a");
+                          }
+                          return result;
+                        });
+  const auto result = copyOf(source, copy, {{.helpers = 0}, 0, {}});
+  EXPECT_EQ(result.code, ENOTDIR);
+  EXPECT_TRUE(fs::is_empty(folder / "elsewhere"));
+}
+
+TEST_F(CopyFailureTest, endsWhereTheSourceVanishesOrMayNotBeRead) {
+  makeTree();
+  const auto vanishes = copyOf(source, copy, {{.helpers = 0}, 0, [&](const CopyEvent& event) {
+                                                if (event.item == detail::CopyItem::folder)
+                                                  fs::remove(source / "large");
+                                              }});
+  // The folder has been read by then, or not.
+  EXPECT_TRUE(vanishes.code == 0 ||
+              (vanishes.code == ENOENT && vanishes.events.back() == "error file /large"));
+
+  fs::remove_all(copy);
+  const SystemHook refuses(&SystemCalls::open,
+                           [&](auto original, int place, const char* path, int flags, mode_t mode) {
+                             if (std::string_view(path) != "text") return original(place, path, flags, mode);
+                             errno = EACCES;
+                             return -1;
+                           });
+  const auto forbidden = copyOf(source, copy, {{.helpers = 0}, 0, {}});
+  EXPECT_EQ(forbidden.code, EACCES);
+  EXPECT_EQ(forbidden.events.back(), "error file /a/text");
+}
+
+// With a file that only grows, and one that is cut off, while they are read.
+TEST_F(CopyFailureTest, tellsTheSizeThatWasMeasuredWhateverBecomesOfTheFile) {
+  for (const off_t change : {off_t{-1}, off_t{5}}) {
+    fs::remove_all(source);
+    fs::remove_all(copy);
+    makeFile(source, std::string(4 * mebibyte, 'x'));
+    bool isChanged = false;
+    const auto result = copyOf(source, copy, {{}, 0, [&](const CopyEvent& event) {
+                                                if (event.stage != CopyStage::start || isChanged) return;
+                                                isChanged = true;
+                                                fs::resize_file(source, change < 0 ? mebibyte : 5 * mebibyte);
+                                              }});
+    EXPECT_EQ(result.code, 0);
+    EXPECT_EQ(result.bytes, 4 * mebibyte);
+    EXPECT_EQ(fs::file_size(copy), fs::file_size(source));
+  }
+}
+
+TEST_F(CopyFailureTest, leavesNothingHalfWhenItIsKilled) {
+  fs::create_directory(source);
+  for (int i = 0; i < 400; ++i)
+    makeFile(source / std::to_string(i), std::string(static_cast<std::size_t>(i) * 500, 'x'));
+  for (int round = 0; round < 8; ++round) {
+    fs::remove_all(copy);
+    int ready[2];
+    ASSERT_EQ(pipe(ready), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+      int events = 0;
+      copyOf(source, copy, {{.helpers = 0}, 0, [&](const CopyEvent&) {
+                              if (++events == 2 + 150 * round) static_cast<void>(!write(ready[1], "!", 1));
+                            }});
+      _exit(0);
+    }
+    close(ready[1]);
+    char byte = 0;
+    static_cast<void>(!read(ready[0], &byte, 1));
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    close(ready[0]);
+    expectWholeFiles();
+  }
+}
+
+}  // namespace
+}  // namespace QVFoundation
