@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "QVFoundation/platform/copying/CopyEngine_p.h"
 #include "QVFoundation/platform/files/DirectoryWalk_p.h"
 #include "QVFoundation/platform/files/ExclusiveRename_p.h"
 #include "QVFoundation/platform/files/FileErrors_p.h"
@@ -54,6 +55,31 @@ int createFolders(PathView path) {
     begin = isRoot ? end : text.find_first_not_of('/', end);
   }
   return 0;
+}
+
+/// Copies an item whole, or not at all: what it has made of one that fails is removed again. 0, or an `errno` and the
+/// path of what failed.
+int copyAll(PathView path, PathView toPath, CopyFlushPolicy flushPolicy, std::string& failed) {
+  bool hasBegun = false;  // so that the destination is what this has made
+  const auto callback = [&](const detail::CopyEvent& event) {
+    if (event.stage == detail::CopyStage::error) failed = event.source;
+    hasBegun = hasBegun || event.stage == detail::CopyStage::start;
+    return detail::CopyAnswer::goOn;
+  };
+  CopyReport report;
+  const int code = detail::copyItem(
+      path, toPath, {.method = detail::CopyMethod::clone, .flushPolicy = flushPolicy}, callback, report);
+  if (code == 0) return 0;
+  if (code == EEXIST && !hasBegun) failed = toPath;
+  std::string left;
+  const std::string_view item = detail::withoutFinalSlashes(toPath);
+  if (hasBegun) static_cast<void>(detail::removeTree(FileLocation(item), item, left));
+  return code;
+}
+
+std::string transferAction(int code, std::string_view action, PathView toPath) {
+  if (code == EEXIST) return "replaced";
+  return std::string(action) + " to \"" + std::string(toPath) + '"';
 }
 
 }  // namespace
@@ -134,10 +160,22 @@ bool NSFileManager::removeItemAtPath(PathView path, std::optional<NSError>* erro
   return succeeds(code, failed, "removed", error);
 }
 
+bool NSFileManager::copyItemAtPath(PathView path, PathView toPath, std::optional<NSError>* error) const {
+  std::string failed;
+  const int code = copyAll(path, toPath, CopyFlushPolicy::cached, failed);
+  return succeeds(code, failed, transferAction(code, "copied", toPath), error);
+}
+
 bool NSFileManager::moveItemAtPath(PathView path, PathView toPath, std::optional<NSError>* error) const {
-  const int code = detail::renameWithoutReplacing(FileLocation(path), FileLocation(toPath));
-  return succeeds(code, code == EEXIST ? toPath : path,
-                  code == EEXIST ? "replaced" : "moved to \"" + std::string(toPath) + '"', error);
+  std::string failed(path);
+  int code = detail::renameWithoutReplacing(FileLocation(path), FileLocation(toPath));
+  // On the device before the source goes.
+  if (code == EXDEV) {
+    code = copyAll(path, toPath, CopyFlushPolicy::written, failed);
+    if (code == 0) return removeItemAtPath(path, error);
+  }
+  if (code == EEXIST) failed = toPath;
+  return succeeds(code, failed, transferAction(code, "moved", toPath), error);
 }
 
 }  // namespace QVFoundation

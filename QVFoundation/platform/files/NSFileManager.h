@@ -67,7 +67,13 @@ public:
   /// meanwhile. Ends at the first item that cannot be removed; what was removed before stays so. A path that
   /// ends in "." or "..", and the root, are refused.
   bool removeItemAtPath(PathView path, std::optional<NSError>* error = nullptr) const;
-  /// Gives an item another path on the same volume, in one step. What is there already is never replaced.
+  /// Copies an item, and all that is in it, with all that `XRCopyFileOperation` keeps; files share their
+  /// blocks with the source where the file system can do that. What is there already is never replaced. Where
+  /// it fails, what it has made is removed again.
+  bool copyItemAtPath(PathView path, PathView toPath, std::optional<NSError>* error = nullptr) const;
+  /// Gives an item another path. What is there already is never replaced. On the same volume that is one
+  /// step. To another one it is copied as above, and goes when the copy is on the device; nobody may
+  /// change it meanwhile. What the other volume cannot keep beside the content, such as owners, is lost.
   bool moveItemAtPath(PathView path, PathView toPath, std::optional<NSError>* error = nullptr) const;
 
   /// How a folder stands to an item: `contains` it at any depth, is the `same`, or neither. A link to the

@@ -194,6 +194,38 @@ TEST_F(NSFileManagerTest, movesWithoutReplacingAnything) {
   EXPECT_TRUE(fs::exists(folder / "folder/sub"));
 }
 
+TEST_F(NSFileManagerTest, copiesAndMovesToAnotherVolumeWholeOrNotAtAll) {
+  fs::create_directories(folder / "folder/sub");
+  makeFile(folder / "folder/sub/file", "file");
+  makeFile(folder / "folder/large", std::string(3 << 20, 'l'));
+  EXPECT_TRUE(files.copyItemAtPath(folder / "folder", folder / "copy", &error)) << error->what();
+  EXPECT_EQ(contentOf(folder / "copy/sub/file"), "file");
+  EXPECT_FALSE(files.copyItemAtPath(folder / "folder", folder / "copy", &error));
+  EXPECT_EQ(cause(), EEXIST);
+  EXPECT_EQ(error->userInfo()[NSFilePathErrorKey], Value((folder / "copy").native()));
+
+  const testing::SystemHook otherVolume(&detail::SystemCalls::rename, [](const auto&, auto...) {
+    errno = EXDEV;
+    return -1;
+  });
+  // Until all calls succeed, the source stays and the copy goes; or the other way round.
+  testing::failAtEachCall(
+      [&] {
+        fs::remove_all(folder / "moved");
+        fs::remove_all(folder / "source");
+        fs::copy(folder / "folder", folder / "source", fs::copy_options::recursive);
+      },
+      [&] { return files.moveItemAtPath(folder / "source", folder / "moved", &error); },
+      [&](bool hasMoved) {
+        const bool isThere =
+            contentOf(folder / "source/sub/file") == "file" && fs::exists(folder / "source/large");
+        const bool isMoved = contentOf(folder / "moved/sub/file") == "file" &&
+                             fs::file_size(folder / "moved/large") == std::size_t{3} << 20;
+        EXPECT_TRUE(isThere || isMoved) << error->what();
+        EXPECT_EQ(hasMoved, isMoved && !fs::exists(folder / "source"));
+      });
+}
+
 class RemovalTest : public NSFileManagerTest {
 protected:
   void SetUp() override {
