@@ -9,6 +9,7 @@
 #include "QVFoundation/platform/copying/FileStep_p.h"
 #include "QVFoundation/platform/copying/OtherSteps_p.h"
 #include "QVFoundation/platform/files/DirectoryWalk_p.h"
+#include "QVFoundation/platform/files/FileStatus_p.h"
 #include "QVFoundation/platform/files/PathComponentReader_p.h"
 
 namespace QVFoundation::detail {
@@ -49,7 +50,9 @@ public:
     const bool isFolder = S_ISDIR(status.st_mode);
     if (isFolder) rootItem_ = CopyItem::folder;
     if (const int code = openParent(status); code != 0) return failRoot(code);
-    const bool isDone = isFolder ? copyFolder() : copyItem(location.folder(), location.name(), rootTarget());
+    const bool isDone =
+        isFolder ? copyFolder()
+                 : copyItem(location.folder(), location.name(), fileTypeOfMode(status.st_mode), rootTarget());
     if (!isDone || !run_.queue.finishAll()) return;
     if (run_.options.flushPolicy == CopyFlushPolicy::cached) return;
     const OpenFolders::Folder& folder = run_.rootFolder != nullptr ? run_.rootFolder : parent_;
@@ -107,7 +110,7 @@ private:
     std::string path(walk.path());
     switch (event) {
       case DirectoryWalk::Event::item:
-        return copyItem(walk.folder(), walk.name(),
+        return copyItem(walk.folder(), walk.name(), walk.type(),
                         {.source = std::move(path), .folder = folders_.current(), .name = walk.name()});
       case DirectoryWalk::Event::directory: return enterFrom(walk, std::move(path));
       case DirectoryWalk::Event::unreadable:
@@ -142,10 +145,9 @@ private:
     return add<FolderFinishStep>(std::move(path), folder, std::move(source));
   }
 
-  bool copyItem(int folder, const char* name, CopyTarget target) {
+  bool copyItem(int folder, const char* name, NSFileType type, CopyTarget target) {
     struct stat status{};
-    if (ItemHandle(folder, name).status(status) != 0) return addFailure(CopyItem::file, target.source, errno);
-    auto step = stepFor(folder, name, target, status);
+    auto step = stepFor(folder, name, type, target, status);
     if (step == nullptr) return addFailure(CopyItem::file, target.source, errno);
     if (status.st_nlink < 2 || target.isRoot || !run_.hardLinks.meet(status, run_.below(target.source))) {
       return run_.queue.add(std::move(step));
@@ -153,21 +155,26 @@ private:
     return add<HardLinkStep>(std::move(target), status, std::move(step));
   }
 
-  /// Null with `errno` where the source cannot be had.
-  std::unique_ptr<CopyStep> stepFor(int folder, const char* name, const CopyTarget& target,
+  // What an item is may have changed since its folder was read. Null with `errno` where it cannot be had.
+  std::unique_ptr<CopyStep> stepFor(int folder, const char* name, NSFileType type, const CopyTarget& target,
                                     struct stat& status) {
-    if (S_ISDIR(status.st_mode)) {  // a moment ago it was none
-      errno = EISDIR;
-      return nullptr;
-    }
-    if (!S_ISREG(status.st_mode)) return specialStepFor(folder, name, target, status);
+    if (type == NSFileType::regular) return fileStepFor(folder, name, target, status);
+    if (ItemHandle(folder, name).status(status) != 0) return nullptr;
+    if (S_ISREG(status.st_mode)) return fileStepFor(folder, name, target, status);
+    if (!S_ISDIR(status.st_mode)) return specialStepFor(folder, name, target, status);
+    errno = EISDIR;
+    return nullptr;
+  }
+
+  std::unique_ptr<CopyStep> fileStepFor(int folder, const char* name, const CopyTarget& target,
+                                        struct stat& status) {
     Descriptor source = openSource(folder, name);
     if (!source.isOpen() || systemCalls().stat(source.number(), &status) != 0) return nullptr;
-    if (!S_ISREG(status.st_mode)) {
-      errno = ESTALE;
-      return nullptr;
+    if (S_ISREG(status.st_mode)) {
+      return std::make_unique<FileStep>(run_, target, std::move(source), status);
     }
-    return std::make_unique<FileStep>(run_, target, std::move(source), status);
+    errno = ESTALE;
+    return nullptr;
   }
 
   std::unique_ptr<CopyStep> specialStepFor(int folder, const char* name, const CopyTarget& target,

@@ -15,15 +15,17 @@ CopyRun::CopyRun(PathView source, PathView destination, const CopyOptions& wante
       queue(std::min(wanted.helpers, std::max(std::thread::hardware_concurrency(), 1U) - 1)),
       sourceLength_(withoutFinalSlashes(source) == "/" ? 0 : withoutFinalSlashes(source).size()),
       destination_(withoutFinalSlashes(destination)),
+      destinationLength_(destination_.size()),
       callback_(callback),
       report_(report) {
   keepRoom();
 }
 
 bool CopyRun::tell(CopyItem item, CopyStage stage, const std::string& source, std::int64_t copied) {
-  const std::string destination = destination_ + std::string(below(source));
+  destination_.resize(destinationLength_);
+  destination_ += below(source);
   const CopyEvent event{
-      .item = item, .stage = stage, .source = source, .destination = destination, .copied = copied};
+      .item = item, .stage = stage, .source = source, .destination = destination_, .copied = copied};
   if (callback_(event) == CopyAnswer::goOn) return true;
   if (result_ == 0) result_ = ECANCELED;
   return false;

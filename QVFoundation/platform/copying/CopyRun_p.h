@@ -50,8 +50,9 @@ public:
   [[nodiscard]] int result() const noexcept { return result_; }
 
 private:
-  const std::size_t sourceLength_;  // of the root's path, without a slash at the end
-  const std::string destination_;
+  const std::size_t sourceLength_;       // of the root's path, without a slash at the end
+  std::string destination_;              // what was last told of
+  const std::size_t destinationLength_;  // of the root's path
   const CopyCallback& callback_;
   CopyReport& report_;
   std::uint64_t writtenSteps_ = 0;
