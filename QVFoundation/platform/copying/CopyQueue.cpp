@@ -56,7 +56,7 @@ public:
     for (Entry& entry : entries_) {
       if (entry.state == State::waiting) entry.state = State::prepared;
     }
-    condition_.wait([this]() QV_REQUIRES(condition_) { return preparingCount_ == 0; });
+    while (preparingCount_ > 0) condition_.wait();
     left.swap(entries_);
   }
 

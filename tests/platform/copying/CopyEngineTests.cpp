@@ -25,10 +25,9 @@ using testing::CopyQuestion;
 using testing::descriptionOfTree;
 using ::testing::ElementsAre;
 using testing::makeFile;
+using testing::mebibyte;
 using testing::SystemHook;
 using testing::TemporaryFolder;
-
-constexpr std::size_t mebibyte = 1 << 20;
 
 class CopyEngineTest : public ::testing::Test {
 protected:

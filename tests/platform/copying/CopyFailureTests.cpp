@@ -23,11 +23,10 @@ using testing::copyOf;
 using testing::descriptionOfTree;
 using ::testing::ElementsAre;
 using testing::makeFile;
+using testing::mebibyte;
 using ::testing::StartsWith;
 using testing::SystemHook;
 using testing::TemporaryFolder;
-
-constexpr std::size_t mebibyte = 1 << 20;
 
 class CopyFailureTest : public ::testing::Test {
 protected:

@@ -15,6 +15,8 @@
 
 namespace QVFoundation::testing {
 
+inline constexpr std::size_t mebibyte = 1 << 20;
+
 /// All that can be told of an item, as one text; numbers of items are told as the first path that has them.
 inline std::string descriptionOfItem(const std::filesystem::path& path,
                                      std::map<ino_t, std::string>& firstPaths, const std::string& name) {
