@@ -5,6 +5,7 @@
 /// Threads: each header says its own rule.
 
 #include "QVFoundation/operations/QVAnyResult.h"
+#include "QVFoundation/operations/QVCalculateFolderSizeOperation.h"
 #include "QVFoundation/operations/QVOperation.h"
 #include "QVFoundation/operations/QVOperationConditionName.h"
 #include "QVFoundation/operations/QVOperationProtocol.h"

@@ -22,8 +22,7 @@
 #include "QVFoundation/files/QVFileMeasures.h"
 #include "QVFoundation/files/QVFileNaming.h"
 #include "QVFoundation/logging/QVLogManager.h"
-#include "QVFoundation/operations/QVOperation.h"
-#include "QVFoundation/platform/files/NSFileManager.h"
+#include "QVFoundation/operations/QVCalculateFolderSizeOperation.h"
 
 namespace {
 
@@ -79,26 +78,10 @@ void run(benchmark::State& state, std::vector<const char*> arguments) {
 
 // The sizes of all files, as an operation that can be cancelled at each item.
 
-class MeasureFolder : public QVOperation, public QVSyncOperationProtocol<std::uint64_t> {
-public:
-  explicit MeasureFolder(fs::path folder) : QVOperation("MeasureFolder"), folder_(std::move(folder)) {}
-  std::uint64_t perform() override {
-    std::uint64_t total = 0;
-    for (auto& item : NSFileManager::defaultManager()->enumeratorAtPath(folder_)) {
-      checkForCancellationAndReturnError();
-      total += item.fileSize();
-    }
-    return total;
-  }
-
-private:
-  const fs::path folder_;
-};
-
 void totalSizeOurs(benchmark::State& state) {
   const fs::path& tree = largeTree();
   for (auto _ : state) {
-    const auto operation = std::make_shared<MeasureFolder>(tree);
+    const auto operation = std::make_shared<QVCalculateFolderSizeOperation>(tree);
     operation->start();
     benchmark::DoNotOptimize(operation->result());
   }
