@@ -2,33 +2,12 @@
 
 #include <chrono>
 #include <memory>
-#include <optional>
 #include <string>
-#include <termios.h>
 #include <vector>
 
 #include <QVFoundation/platform/application/NSProgress.h>
 
 namespace example {
-
-/// Keys as they are pressed, where standard input is a terminal that this process may read from; else none.
-///
-/// Threads: the main thread.
-/// Ownership: the terminal is given back as it was found.
-class Keys {
-public:
-  Keys();
-  Keys(const Keys&) = delete;
-  Keys& operator=(const Keys&) = delete;
-  ~Keys();
-
-  [[nodiscard]] bool areRead() const noexcept { return before_.has_value(); }
-  /// The next one that waits. Control-C is a key like others.
-  [[nodiscard]] std::optional<char> next() const;
-
-private:
-  std::optional<termios> before_;
-};
 
 /// Shows trees of progress on standard output: drawn anew in place where that is a terminal, else as a line
 /// now and then.

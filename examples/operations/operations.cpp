@@ -19,6 +19,7 @@
 
 #include "ImportLibrary.h"
 #include "Terminal.h"
+#include "shared/Keys.h"
 
 using namespace QVFoundation;
 using namespace std::chrono_literals;
@@ -89,7 +90,7 @@ void runUntilAllHaveEnded(const Imports& imports) {
   std::vector<std::shared_ptr<NSProgress>> parts;
   parts.reserve(imports.size());
   for (const auto& import : imports) parts.push_back(import->progress());
-  const example::Keys keys;
+  const example::Keys keys(example::Keys::ControlC::isAKey);
   example::ProgressScreen screen(whole, parts);
   const auto update = [&] {
     handle(keys, *whole, imports);
