@@ -17,3 +17,5 @@
 #include "QVFoundation/operations/QVTimingInfo.h"
 #include "QVFoundation/operations/QVTimingName.h"
 #include "QVFoundation/operations/StaticName.h"
+#include "QVFoundation/operations/XRCopyFileDelegate.h"
+#include "QVFoundation/operations/XRCopyFileOperation.h"
