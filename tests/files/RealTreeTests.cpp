@@ -24,24 +24,18 @@
 #include "QVFoundation/files/QVURLProperties.h"
 #include "QVFoundation/files/QVVolumes.h"
 #include "QVFoundation/platform/files/NSFileManager.h"
+#include "tests/platform/files/CommandOutput.h"
 #include "tests/platform/files/TemporaryFolder.h"
+#include "tests/platform/files/Volume.h"
 
 namespace QVFoundation {
 namespace {
 
 namespace fs = std::filesystem;
 using testing::makeFile;
+using testing::outputOf;
 using testing::TemporaryFolder;
-
-std::string outputOf(const std::string& command) {
-  std::string output;
-  const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen((command + " 2>/dev/null").c_str(), "r"), pclose);
-  std::array<char, 65536> buffer{};
-  while (const std::size_t size = std::fread(buffer.data(), 1, buffer.size(), pipe.get())) {
-    output.append(buffer.data(), size);
-  }
-  return output;
-}
+using testing::Volume;
 
 /// What a command prints with a zero after each item, in order.
 std::vector<std::string> itemsOf(const std::string& command) {
@@ -63,42 +57,6 @@ std::vector<std::string> sorted(std::vector<std::string> items) {
   std::ranges::sort(items);
   return items;
 }
-
-/// A volume in a file, mounted for a scope where the machine allows it.
-class Volume {
-public:
-  explicit Volume(const std::string& format) {
-    if (format == "tmpfs") {
-      mount("mount -t tmpfs tmpfs");
-    } else {
-      const std::string image = (folder_ / "image").native();
-      const std::string force = format == "ext4" ? " -F " : " -f ";
-      std::ofstream(image).flush();
-      fs::resize_file(image, 400UL << 20);
-      if (succeeds("mkfs." + format + " -q" + force + image)) mount("mount -o loop " + image);
-    }
-  }
-  Volume(const Volume&) = delete;
-  Volume& operator=(const Volume&) = delete;
-  ~Volume() {
-    if (isMounted_) succeeds("umount -l " + path().native());
-  }
-
-  [[nodiscard]] bool isMounted() const { return isMounted_; }
-  [[nodiscard]] fs::path path() const { return folder_ / "volume"; }
-
-private:
-  static bool succeeds(const std::string& command) {
-    return std::system((command + " > /dev/null 2>&1").c_str()) == 0;  // NOLINT: nothing of it is foreign
-  }
-  void mount(const std::string& command) {
-    fs::create_directory(path());
-    isMounted_ = succeeds(command + ' ' + path().native());
-  }
-
-  const TemporaryFolder folder_;
-  bool isMounted_ = false;
-};
 
 /// What users have on their disks, and what some have in mind.
 void makeTree(const fs::path& root) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <filesystem>
@@ -31,14 +32,15 @@ inline std::string descriptionOfItem(const std::filesystem::path& path,
   if (S_ISLNK(status.st_mode)) text += " to " + std::filesystem::read_symlink(path).string();
   std::array<char, 1024> names{};
   const ssize_t size = llistxattr(path.c_str(), names.data(), names.size());
+  std::map<std::string, std::string> attributes;
   for (ssize_t at = 0; at < size;) {
     const std::string attribute = &names.at(static_cast<std::size_t>(at));
     std::array<char, 1024> value{};
     const ssize_t length = lgetxattr(path.c_str(), attribute.c_str(), value.data(), value.size());
-    if (length >= 0)
-      text += ' ' + attribute + '=' + std::string(value.data(), static_cast<std::size_t>(length));
+    if (length >= 0) attributes[attribute].assign(value.data(), static_cast<std::size_t>(length));
     at += static_cast<ssize_t>(attribute.size()) + 1;
   }
+  for (const auto& [attribute, value] : attributes) text += ' ' + attribute + '=' + value;
   return text;
 }
 
