@@ -9,10 +9,8 @@
 #include <fts.h>
 #include <ftw.h>
 #include <memory>
-#include <spawn.h>
 #include <string>
 #include <string_view>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
@@ -23,10 +21,12 @@
 #include "QVFoundation/files/QVFileNaming.h"
 #include "QVFoundation/logging/QVLogManager.h"
 #include "QVFoundation/operations/QVCalculateFolderSizeOperation.h"
+#include "benchmarks/RunProgram.h"
 
 namespace {
 
 using namespace QVFoundation;
+using benchmarks::runProgram;
 namespace fs = std::filesystem;
 
 /// Folders with the same number of small files in each; gone when the program ends.
@@ -57,23 +57,6 @@ private:
 const fs::path& largeTree() {
   static const Tree tree(40, 50, 50);
   return tree.path();
-}
-
-/// Runs a program to its end; what it prints is dropped.
-void run(benchmark::State& state, std::vector<const char*> arguments) {
-  static const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-  arguments.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, nowhere, STDOUT_FILENO);
-  pid_t child = 0;
-  int status = -1;
-  if (posix_spawnp(&child, arguments[0], &actions, nullptr, const_cast<char**>(arguments.data()), environ) ==
-      0) {
-    waitpid(child, &status, 0);
-  }
-  posix_spawn_file_actions_destroy(&actions);
-  if (status != 0) state.SkipWithError("the program failed");
 }
 
 // The sizes of all files, as an operation that can be cancelled at each item.
@@ -116,7 +99,7 @@ void totalSizeFilesystem(benchmark::State& state) {
 
 void totalSizeDu(benchmark::State& state) {
   const fs::path& tree = largeTree();
-  for (auto _ : state) run(state, {"du", "-sb", tree.c_str()});
+  for (auto _ : state) runProgram(state, {"du", "-sb", tree.c_str()});
 }
 
 // A call for each item.
@@ -156,7 +139,7 @@ void walkFilesystem(benchmark::State& state) {
 
 void walkFind(benchmark::State& state) {
   const fs::path& tree = largeTree();
-  for (auto _ : state) run(state, {"find", tree.c_str(), "-depth"});
+  for (auto _ : state) runProgram(state, {"find", tree.c_str(), "-depth"});
 }
 
 // What the system takes for the names alone.
@@ -192,7 +175,7 @@ void physicalSizeOurs(benchmark::State& state) {
 
 void physicalSizeDu(benchmark::State& state) {
   const fs::path& tree = largeTree();
-  for (auto _ : state) run(state, {"du", "-s", tree.c_str()});
+  for (auto _ : state) runProgram(state, {"du", "-s", tree.c_str()});
 }
 
 // A name for a file in a folder that has as many with numbers already.

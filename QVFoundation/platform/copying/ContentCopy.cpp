@@ -55,11 +55,11 @@ ContentCopy::ContentCopy(int from, int to, const struct stat& status, const Copy
       abilities_(abilities),
       buffer_(buffer),
       progress_(progress),
-      offloads_(status.st_size >= leastToOffload && CopyAbilities::can(abilities.offloads)),
       portion_(firstPortion) {}
 
 int ContentCopy::run() {
   if (options_.method == CopyMethod::clone && clone()) return finish();
+  offloads_ = status_.st_size >= leastToOffload && abilities_.canOffloadTo(to_);
   int code = hasHoles(status_) ? copyAroundHoles() : 0;
   if (code == 0 && !isAtEnd_) code = copyAll();
   return code == 0 ? finish() : code;

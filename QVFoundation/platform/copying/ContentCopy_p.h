@@ -71,7 +71,7 @@ private:
   const Progress& progress_;
 
   Way way_ = Way::copied;
-  bool offloads_;
+  bool offloads_ = false;
   bool isAtEnd_ = false;       // the file has ended
   off_t position_ = 0;         // in both files
   std::size_t portion_;        // what is copied at a time, so that progress comes in time

@@ -76,7 +76,6 @@ private:
     if (code != ENOENT) return code == 0 ? EEXIST : code;
     if (name_.empty()) return ENOENT;
     if (S_ISDIR(source.st_mode) && isInside(folder, ItemIdentity::of(source))) return EINVAL;
-    run_.abilities.lookAt(folder.number());
     parent_ = std::make_shared<const Descriptor>(std::move(folder));
     return 0;
   }
@@ -94,6 +93,7 @@ private:
   }
 
   bool copyFolder() {
+    run_.keepRoom();
     if (!enter(FileLocation(parent_->number(), name_), source_)) return false;
     run_.rootFolder = folders_.current();
     removeAccessLists(ItemHandle(run_.rootFolder->number()));

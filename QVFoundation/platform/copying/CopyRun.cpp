@@ -9,17 +9,24 @@
 
 namespace QVFoundation::detail {
 
+namespace {
+
+unsigned otherProcessors() noexcept {
+  static const unsigned count = std::max(std::thread::hardware_concurrency(), 1U) - 1;  // a look into a file
+  return count;
+}
+
+}  // namespace
+
 CopyRun::CopyRun(PathView source, PathView destination, const CopyOptions& wanted,
                  const CopyCallback& callback, CopyReport& report)
     : options(wanted),
-      queue(std::min(wanted.helpers, std::max(std::thread::hardware_concurrency(), 1U) - 1)),
+      queue(std::min(wanted.helpers, otherProcessors())),
       sourceLength_(withoutFinalSlashes(source) == "/" ? 0 : withoutFinalSlashes(source).size()),
       destination_(withoutFinalSlashes(destination)),
       destinationLength_(destination_.size()),
       callback_(callback),
-      report_(report) {
-  keepRoom();
-}
+      report_(report) {}
 
 bool CopyRun::tell(CopyItem item, CopyStage stage, const std::string& source, std::int64_t copied) {
   destination_.resize(destinationLength_);

@@ -83,7 +83,7 @@ int FileStep::copyOnce(CopyBuffer& buffer, const ContentCopy::Progress& progress
 }
 
 void FileStep::keepMetadata(const ItemHandle& file) {
-  if (target_.isRoot) removeAccessLists(file);
+  if (target_.isRoot) removeAccessList(file);
   const ItemMetadata metadata(ItemHandle(source_.number()), status_, target_.source, losses_);
   metadata.applyTo(file, target_.source, losses_);
   if (status_.st_nlink > 1) static_cast<void>(file.status(made_));

@@ -157,9 +157,13 @@ void ItemMetadata::applyTo(const ItemHandle& item, std::string_view path,
   Application(*this, item, path, losses).run();
 }
 
-void removeAccessLists(const ItemHandle& item) noexcept {
+void removeAccessList(const ItemHandle& item) noexcept {
   static_cast<void>(item.removeAttribute(accessListName));
-  static_cast<void>(item.removeAttribute(defaultAccessListName));
+}
+
+void removeAccessLists(const ItemHandle& folder) noexcept {
+  removeAccessList(folder);
+  static_cast<void>(folder.removeAttribute(defaultAccessListName));
 }
 
 }  // namespace QVFoundation::detail

@@ -39,7 +39,9 @@ private:
   bool hasAccessListLost_ = false;  // one that could not be read
 };
 
-/// Takes from a new item the access lists that its folder has given it.
-void removeAccessLists(const ItemHandle& item) noexcept;
+/// Takes from a new item the access list that its folder has given it, and from a folder also the one that it
+/// would give in turn.
+void removeAccessList(const ItemHandle& item) noexcept;
+void removeAccessLists(const ItemHandle& folder) noexcept;
 
 }  // namespace QVFoundation::detail

@@ -53,13 +53,21 @@ int NewFile::place(const char* name) {
   return code;
 }
 
-// The way through /proc needs no privilege (open(2), O_TMPFILE).
 int NewFile::placeUnnamed(const char* name) {
+  const auto link = [&](int from, const char* path, int flags) {
+    return uninterrupted([&] { return systemCalls().link(from, path, folder_, name, flags); }) == 0;
+  };
+  if (CopyAbilities::can(abilities_.linksByDescriptor)) {
+    if (link(file_.number(), "", AT_EMPTY_PATH)) return 0;
+    if (errno != ENOENT) return codeOfLink();
+    CopyAbilities::refuse(abilities_.linksByDescriptor);
+  }
   char path[32];
   static_cast<void>(std::snprintf(path, sizeof path, "/proc/self/fd/%d", file_.number()));
-  const int result =
-      uninterrupted([&] { return systemCalls().link(AT_FDCWD, path, folder_, name, AT_SYMLINK_FOLLOW); });
-  if (result == 0) return 0;
+  return link(AT_FDCWD, path, AT_SYMLINK_FOLLOW) ? 0 : codeOfLink();
+}
+
+int NewFile::codeOfLink() const noexcept {
   if (!meansNoNaming(errno)) return errno;
   CopyAbilities::refuse(abilities_.unnamedFiles);
   return EAGAIN;

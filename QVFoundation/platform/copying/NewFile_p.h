@@ -31,6 +31,7 @@ public:
 
 private:
   [[nodiscard]] int placeUnnamed(const char* name);
+  [[nodiscard]] int codeOfLink() const noexcept;
 
   const int folder_;
   CopyAbilities& abilities_;

@@ -28,7 +28,7 @@ bool SpecialItemStep::finish(CopyBuffer& /*buffer*/) {
   if (!run_.tell(CopyItem::file, CopyStage::start, source)) return false;
   if (const int code = make(); code != 0) return run_.fail(CopyItem::file, source, code);
   const ItemHandle item(target_.folder->number(), target_.name.c_str());
-  if (target_.isRoot && !S_ISLNK(metadata_.status().st_mode)) removeAccessLists(item);
+  if (target_.isRoot && !S_ISLNK(metadata_.status().st_mode)) removeAccessList(item);
   metadata_.applyTo(item, source, losses_);
   struct stat made{};
   if (metadata_.status().st_nlink > 1 && item.status(made) == 0) {
