@@ -4,11 +4,16 @@
 ///
 /// Threads: each header says its own rule.
 
+#include "QVFoundation/operations/QVAnyProcessIOHandle.h"
 #include "QVFoundation/operations/QVAnyResult.h"
 #include "QVFoundation/operations/QVCalculateFolderSizeOperation.h"
 #include "QVFoundation/operations/QVOperation.h"
 #include "QVFoundation/operations/QVOperationConditionName.h"
 #include "QVFoundation/operations/QVOperationProtocol.h"
+#include "QVFoundation/operations/QVProcessDataCollector.h"
+#include "QVFoundation/operations/QVProcessIOHandle.h"
+#include "QVFoundation/operations/QVProcessOperation.h"
+#include "QVFoundation/operations/QVProcessStreamCollector.h"
 #include "QVFoundation/operations/QVProgress.h"
 #include "QVFoundation/operations/QVProgressMirror.h"
 #include "QVFoundation/operations/QVProgressSegmentName.h"

@@ -36,6 +36,7 @@ NSFileHandle::NSFileHandle(int descriptor, CloseOnRelease closeOnRelease, std::f
       path_(std::move(path)) {}
 
 NSFileHandle::~NSFileHandle() {
+  stopWaitingForData();
   if (closeOnRelease_ == CloseOnRelease::yes) closeFile();
 }
 
@@ -44,6 +45,12 @@ const std::shared_ptr<NSFileHandle>& NSFileHandle::standardInput() { return stan
 const std::shared_ptr<NSFileHandle>& NSFileHandle::standardOutput() { return standardHandle(STDOUT_FILENO); }
 
 const std::shared_ptr<NSFileHandle>& NSFileHandle::standardError() { return standardHandle(STDERR_FILENO); }
+
+std::shared_ptr<NSFileHandle> NSFileHandle::fileHandleWithNullDevice() {
+  constexpr const char* path = "/dev/null";
+  const int descriptor = openDescriptor(path, O_RDWR);
+  return descriptor < 0 ? nullptr : std::make_shared<NSFileHandle>(descriptor, CloseOnRelease::yes, path);
+}
 
 std::shared_ptr<NSFileHandle> NSFileHandle::fileHandleForReadingAtPath(PathView path) {
   const int descriptor = openDescriptor(path, O_RDONLY);
@@ -75,6 +82,15 @@ NSData NSFileHandle::readDataOfLength(std::size_t length) {
 }
 
 NSData NSFileHandle::readDataToEndOfFile() { return readDataOfLength(NSData().max_size()); }
+
+NSData NSFileHandle::availableData() {
+  constexpr std::size_t chunk = 64 * 1024;
+  int known = 0;
+  if (detail::systemCalls().available(fileDescriptor(), &known) != 0 || known < 0) known = 0;
+  NSData data(known > 0 ? static_cast<std::size_t>(known) : chunk);
+  data.resize(read(data));
+  return data;
+}
 
 // Reading takes no lock: it may wait for ever, and must not keep others from writing or closing.
 std::size_t NSFileHandle::read(std::span<std::byte> buffer) {
@@ -139,6 +155,7 @@ void NSFileHandle::synchronizeFile() {
 
 void NSFileHandle::closeFile() {
   if (closeOnRelease_ == CloseOnRelease::no && fileDescriptor() <= STDERR_FILENO) return;
+  stopWaitingForData();
   int descriptor = -1;
   {
     const UnfairLockGuard guard(lock_);

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <span>
@@ -10,6 +11,7 @@
 #include <sys/types.h>
 
 #include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/concurrency/Mutex.h"
 #include "QVFoundation/platform/concurrency/ThreadSafety.h"
 #include "QVFoundation/platform/concurrency/UnfairLock.h"
 #include "QVFoundation/platform/files/PathView.h"
@@ -21,6 +23,11 @@ namespace QVFoundation {
 namespace detail {
 enum class OutputKind;
 }
+
+/// Posted by `NSNotificationCenter::defaultCenter()` about a file handle, once for each wait that it was asked
+/// for, when there is something to read or the end was reached.
+inline constexpr std::string_view NSFileHandleDataAvailableNotification =
+    "NSFileHandleDataAvailableNotification";
 
 /// A file descriptor as an object.
 ///
@@ -46,6 +53,8 @@ public:
   [[nodiscard]] static const std::shared_ptr<NSFileHandle>& standardError();
 
   // Null where the file cannot be opened; `errno` then says why.
+  /// Reading comes to the end at once, and what is written is gone.
+  [[nodiscard]] static std::shared_ptr<NSFileHandle> fileHandleWithNullDevice();
   [[nodiscard]] static std::shared_ptr<NSFileHandle> fileHandleForReadingAtPath(PathView path);
   /// Writes to an existing file, from its beginning.
   [[nodiscard]] static std::shared_ptr<NSFileHandle> fileHandleForWritingAtPath(PathView path);
@@ -57,13 +66,22 @@ public:
   /// Up to `length` bytes; fewer only at the end of the file.
   [[nodiscard]] NSData readDataOfLength(std::size_t length);
   [[nodiscard]] NSData readDataToEndOfFile();
+  /// What there is now; where there is nothing it waits for some. Empty at the end.
+  [[nodiscard]] NSData availableData();
+
+  /// Has `NSFileHandleDataAvailableNotification` posted once, on a background thread, when `availableData`
+  /// would not wait. It does not keep the handle. Asking again before it has come changes nothing.
+  void waitForDataInBackgroundAndNotify();
+  /// No notification is going to be posted any more, but one may just be on its way: removing its observer
+  /// waits for that.
+  void stopWaitingForData();
 
   void writeData(std::span<const std::byte> data);
   void writeText(std::string_view text);
 
   /// Returns when all that was written has reached the device, at once where there is none, as behind a pipe.
   void synchronizeFile();
-  /// Closes the descriptor, whoever owns it. Closing twice is harmless. Borrowed standard descriptors stay
+  /// Closes the descriptor, whoever owns it, and stops waiting for data. Closing twice is harmless. Borrowed standard descriptors stay
   /// open: others use them, and the next file that is opened would get the number and all that is printed
   /// to it.
   void closeFile();
@@ -82,6 +100,7 @@ private:
   std::size_t read(std::span<std::byte> buffer);
   [[nodiscard]] detail::OutputKind outputKind() const noexcept QV_REQUIRES(lock_);
   [[noreturn]] void fail(std::string_view action, int code) const;
+  void dataIsAvailable();
 
   mutable UnfairLock lock_;
   std::atomic<int> descriptor_;  // changed under lock_, read without it: a write may wait for ever
@@ -89,6 +108,8 @@ private:
   const CloseOnRelease closeOnRelease_;
   const detail::OutputKind outputKind_;
   const std::filesystem::path path_;
+  Mutex waitLock_;                                        // alone, since lock_ is held while a write waits
+  std::uint64_t waitToken_ QV_GUARDED_BY(waitLock_) = 0;  // 0 where nobody waits for data
 };
 
 }  // namespace QVFoundation

@@ -21,6 +21,7 @@ namespace QVFoundation::detail {
       .close = ::close,
       .stat = ::fstat,
       .read = ::read,
+      .available = [](int descriptor, int* size) { return ::ioctl(descriptor, FIONREAD, size); },
       .write = ::write,
       .send = ::send,
       .poll = ::poll,

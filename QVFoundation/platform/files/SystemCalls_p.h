@@ -22,6 +22,7 @@ struct SystemCalls {
   int (*close)(int descriptor);
   int (*stat)(int descriptor, struct stat* status);
   ssize_t (*read)(int descriptor, void* buffer, std::size_t size);
+  int (*available)(int descriptor, int* size);  // FIONREAD
   ssize_t (*write)(int descriptor, const void* bytes, std::size_t size);
   ssize_t (*send)(int socket, const void* bytes, std::size_t size, int flags);
   int (*poll)(pollfd* descriptors, nfds_t count, int timeout);
