@@ -49,6 +49,8 @@ public:
 
 private:
   struct Collected;
+  void stopEarlyReading();
+
   const std::unique_ptr<detail::ProcessOutputReader> reader_;
   const std::shared_ptr<Collected> collected_;
   std::shared_ptr<NSObject> notificationToken_;

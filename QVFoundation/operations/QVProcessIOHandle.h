@@ -13,7 +13,7 @@ namespace QVFoundation {
 /// Threads: `stopReading` on any, at any time; the rest on the thread that runs the operation, `handle` when it
 /// is made.
 /// Ownership: the operation keeps its handles for output and errors, and of that for input what `handle` gave.
-/// Errors: what they throw is the operation's failure, and ends the program.
+/// Errors: what they throw is the operation's failure, and ends the program; `stopReading` throws nothing.
 class QV_EXPORT QVProcessIOHandle {
 public:
   QVProcessIOHandle() = default;

@@ -20,7 +20,7 @@
 namespace QVFoundation {
 
 namespace detail {
-class ProcessWait;
+class WakeDescriptor;
 }
 
 /// Runs a program to its end, and fails where its exit status is not 0.
@@ -86,14 +86,16 @@ public:
 private:
   class Ending;
 
-  void serveWhileRunning();
-  void drain();
+  void serveUntilEndOrCancelled();
+  void drain() const;
+  void askToEnd();
+  void endProgram() const;
   void stopReading() const;
   void throwUnlessSuccessful() const;
 
   const std::shared_ptr<NSTask> process_;
   const std::shared_ptr<QVProcessIOHandle> outputHandle_;
-  const std::unique_ptr<detail::ProcessWait> wait_;
+  const std::unique_ptr<detail::WakeDescriptor> wakeUp_;
   std::atomic<bool> wasAsked_ = false;  // to end, since it was launched
   mutable UnfairLock settingsLock_;
   std::shared_ptr<QVProcessIOHandle> errorHandle_ QV_GUARDED_BY(settingsLock_);

@@ -15,6 +15,7 @@ namespace QVFoundation {
 
 namespace detail {
 class GrowingBytes;
+class LineSplitter;
 class ProcessOutputReader;
 }  // namespace detail
 
@@ -53,7 +54,7 @@ public:
   [[nodiscard]] std::span<const std::byte> data() const noexcept;
   [[nodiscard]] std::string_view text() const noexcept;
   /// How many bytes were beyond the bound.
-  [[nodiscard]] std::uint64_t droppedByteCount() const noexcept { return dropped_; }
+  [[nodiscard]] std::uint64_t droppedByteCount() const noexcept;
 
   [[nodiscard]] NSTaskStream handle() const override;
   void readToEndSync() override;
@@ -62,16 +63,15 @@ public:
   void stopReading() override;
 
 private:
-  QVProcessStreamCollector(std::function<void(std::string_view)> lineHandler, std::size_t bound, bool);
+  QVProcessStreamCollector(std::size_t keepAtMost, std::unique_ptr<detail::LineSplitter> lines);
   bool readOnce();
-  void take(std::size_t count);
-  void handOverLines(std::size_t begin);
-  void reachEnd();
+  void take(std::span<const std::byte> bytes);
 
   const std::unique_ptr<detail::ProcessOutputReader> reader_;
-  const std::unique_ptr<detail::GrowingBytes> bytes_;
-  const std::function<void(std::string_view)> lineHandler_;
   const std::size_t bound_;
+  const std::unique_ptr<detail::LineSplitter> lines_;  // null where bytes are kept
+  const std::unique_ptr<detail::GrowingBytes> kept_;
+  const std::unique_ptr<detail::GrowingBytes> passing_;  // what is not kept, while it is looked at
   std::uint64_t dropped_ = 0;
 };
 

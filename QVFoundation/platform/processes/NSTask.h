@@ -134,9 +134,9 @@ public:
   /// Both, or nothing before the child has ended.
   [[nodiscard]] std::optional<Termination> termination() const;
 
-  /// Runs a block once on a global queue when the child has ended; as soon as it is set where it has ended
-  /// already. It may be set before the launch too. Another one takes the place of one that has not begun; an
-  /// empty one, of none. It runs though the task be gone, and must not throw.
+  /// Runs a block once on a global queue when the child has ended; at once where it has ended already. It may be
+  /// set before the launch. Another one takes the place of one that is not due yet; an empty one just removes
+  /// it. It runs though the task be gone, and must not throw.
   void setTerminationHandler(std::function<void(const Termination&)> handler);
 
   [[nodiscard]] Dictionary debugDictionary() const override;
@@ -148,6 +148,8 @@ private:
   void set(Setting detail::TaskSettings::* setting, Given value);
   template <class Setting>
   [[nodiscard]] Setting setting(Setting detail::TaskSettings::* setting) const;
+  [[nodiscard]] detail::TaskSettings beginLaunch();
+  void endLaunch(std::shared_ptr<detail::ChildProcess> child);
   bool send(int signal) const;
   [[nodiscard]] std::shared_ptr<detail::ChildProcess> child() const;
   [[nodiscard]] std::shared_ptr<detail::ChildProcess> launchedChild(const char* question) const;

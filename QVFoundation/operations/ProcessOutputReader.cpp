@@ -1,0 +1,60 @@
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <fcntl.h>
+
+#include "QVFoundation/operations/ProcessOutputReader_p.h"
+#include "QVFoundation/platform/files/SystemCalls_p.h"
+#include "QVFoundation/platform/processes/PollUntil_p.h"
+
+namespace QVFoundation::detail {
+
+// Our end alone does not block: the program has the other one.
+ProcessOutputReader::ProcessOutputReader() : pipe_(std::make_shared<NSPipe>(NSPipe::Capacity::largest)) {
+  stopped_.open();
+  ::fcntl(descriptor(), F_SETFL, O_NONBLOCK);
+}
+
+int ProcessOutputReader::descriptor() const {
+  return isAtEnd_ ? -1 : pipe_->fileHandleForReading()->fileDescriptor();
+}
+
+std::size_t ProcessOutputReader::read(std::span<std::byte> buffer) {
+  if (isAtEnd_) return 0;
+  const int pipe = descriptor();
+  const std::size_t size = allowed(buffer.size());
+  const ssize_t count =
+      size == 0 ? 0 : uninterrupted([&] { return systemCalls().read(pipe, buffer.data(), size); });
+  if (count < 0 && errno == EAGAIN && !leftAfterStop_) return 0;
+  if (count <= 0) {
+    isAtEnd_ = true;
+    return 0;
+  }
+  if (leftAfterStop_) *leftAfterStop_ -= static_cast<std::size_t>(count);
+  return static_cast<std::size_t>(count);
+}
+
+// Once it is stopped, what is in the pipe then: those who hold it open may write for ever.
+std::size_t ProcessOutputReader::allowed(std::size_t count) {
+  if (!isStopped_.load(std::memory_order_acquire)) return count;
+  if (!leftAfterStop_) {
+    int left = 0;
+    if (systemCalls().available(descriptor(), &left) != 0) left = 0;
+    leftAfterStop_ = static_cast<std::size_t>(left);
+  }
+  return std::min(count, *leftAfterStop_);
+}
+
+void ProcessOutputReader::await() const {
+  if (isAtEnd_) return;
+  std::array<pollfd, 2> requests{{{.fd = descriptor(), .events = POLLIN, .revents = 0},
+                                  {.fd = stopped_.number(), .events = POLLIN, .revents = 0}}};
+  pollUntil(requests, {});
+}
+
+void ProcessOutputReader::stop() noexcept {
+  isStopped_.store(true, std::memory_order_release);
+  stopped_.wake();
+}
+
+}  // namespace QVFoundation::detail

@@ -1,0 +1,7 @@
+#include "QVFoundation/operations/QVProcessIOHandle.h"
+
+namespace QVFoundation {
+
+QVProcessIOHandle::~QVProcessIOHandle() = default;
+
+}  // namespace QVFoundation

@@ -1,0 +1,190 @@
+#include "QVFoundation/operations/QVProcessOperation.h"
+
+#include <array>
+#include <exception>
+#include <span>
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include "QVFoundation/errors/QVErrorConstructors.h"
+#include "QVFoundation/platform/concurrency/QuietThread_p.h"
+#include "QVFoundation/platform/concurrency/ThreadPool_p.h"
+#include "QVFoundation/platform/concurrency/WakeUp_p.h"
+#include "QVFoundation/platform/processes/ChildProcess_p.h"
+#include "QVFoundation/platform/processes/PollUntil_p.h"
+#include "QVFoundation/platform/processes/WakeDescriptor_p.h"
+
+namespace QVFoundation {
+
+namespace {
+
+/// For a program that has been asked to end.
+constexpr std::chrono::milliseconds timeAfterRequest(100);
+/// For one that nobody could ask, since it was cancelled before its launch: most end by themselves.
+constexpr std::chrono::seconds timeAfterLaunch(1);
+
+}  // namespace
+
+QVProcessOperation::QVProcessOperation(std::string launchPath, std::vector<std::string> arguments,
+                                       std::optional<std::string> currentDirectoryPath,
+                                       QVAnyProcessIOHandle outputHandle,
+                                       const QVAnyProcessIOHandle& inputHandle)
+    : QVOperation("QVProcessOperation"),
+      process_(std::make_shared<NSTask>()),
+      outputHandle_(outputHandle.get()),
+      wakeUp_(std::make_unique<detail::WakeDescriptor>()) {
+  process_->setLaunchPath(std::move(launchPath));
+  process_->setArguments(std::move(arguments));
+  if (currentDirectoryPath) process_->setCurrentDirectoryPath(std::move(currentDirectoryPath));
+  if (outputHandle_ != nullptr) process_->setStandardOutput(outputHandle_->handle());
+  if (inputHandle.get() != nullptr) process_->setStandardInput(inputHandle.get()->handle());
+}
+
+QVProcessOperation::~QVProcessOperation() = default;
+
+std::shared_ptr<QVProcessIOHandle> QVProcessOperation::errorHandle() const {
+  const UnfairLockGuard guard(settingsLock_);
+  return errorHandle_;
+}
+
+void QVProcessOperation::setErrorHandle(const QVAnyProcessIOHandle& handle) {
+  process_->setStandardError(handle.get() == nullptr ? NSTaskStream() : handle.get()->handle());
+  auto kept = handle.get();
+  const UnfairLockGuard guard(settingsLock_);
+  errorHandle_.swap(kept);  // what was there goes after the lock
+}
+
+std::optional<std::chrono::nanoseconds> QVProcessOperation::gracePeriod() const {
+  const UnfairLockGuard guard(settingsLock_);
+  return gracePeriod_;
+}
+
+void QVProcessOperation::setGracePeriod(std::optional<std::chrono::nanoseconds> period) {
+  const UnfairLockGuard guard(settingsLock_);
+  gracePeriod_ = period;
+}
+
+// The run
+
+/// Sees to it that a program ends that is to end, while its output is being read.
+class QVProcessOperation::Ending {
+public:
+  explicit Ending(const QVProcessOperation& operation) {
+    if (!operation.isCancelled()) return;
+    if (operation.process_->termination()) {
+      operation.stopReading();
+      return;
+    }
+    const auto end = [&operation] {
+      operation.endProgram();
+      operation.stopReading();
+    };
+    try {
+      detail::startQuietThread("QV process end", [this, end] {
+        end();
+        hasEnded_.send();
+      });
+      isAwaited_ = true;
+    } catch (const std::system_error&) {
+      end();  // then its output is read afterwards
+    }
+  }
+  Ending(const Ending&) = delete;
+  Ending& operator=(const Ending&) = delete;
+  ~Ending() {
+    if (!isAwaited_) return;
+    const detail::ThreadIsBlocked blocked;
+    hasEnded_.await();
+  }
+
+private:
+  detail::WakeUp hasEnded_;
+  bool isAwaited_ = false;
+};
+
+void QVProcessOperation::perform() {
+  wakeUp_->open();
+  const bool wasCancelledBefore = isCancelled();
+  std::optional<NSError> error;
+  if (!process_->launch(&error)) throw NSError(*error);
+  try {
+    if (!wasCancelledBefore) serveUntilEndOrCancelled();
+    const Ending ending(*this);
+    drain();
+  } catch (...) {
+    askToEnd();
+    endProgram();
+    throw;
+  }
+  throwUnlessSuccessful();
+}
+
+// Also after the program's end, since others may still write to both pipes: who waited for the end of one would
+// keep them from the other.
+void QVProcessOperation::serveUntilEndOrCancelled() {
+  const auto child = detail::TaskAccess::childOf(*process_);
+  const detail::ChildProcess::Waiting waiting(child);
+  const std::array served{outputHandle_, errorHandle()};
+  const auto descriptorOf = [](const auto& handle) { return handle == nullptr ? -1 : handle->descriptor(); };
+  const auto readable = [](int descriptor) {
+    return pollfd{.fd = descriptor, .events = POLLIN, .revents = 0};
+  };
+  int process = waiting.descriptor();
+  while (!isCancelled()) {
+    std::array requests{readable(process), readable(descriptorOf(served[0])),
+                        readable(descriptorOf(served[1])), readable(wakeUp_->number())};
+    if (process < 0 && requests[1].fd < 0 && requests[2].fd < 0) return;
+    detail::pollUntil(requests, {});
+    if (requests[1].revents != 0) served[0]->readAvailable();
+    if (requests[2].revents != 0) served[1]->readAvailable();
+    if (requests[0].revents != 0 && child->termination()) process = -1;
+  }
+  if (!wasAsked_) askToEnd();  // it was launched while the operation was being cancelled
+}
+
+void QVProcessOperation::drain() const {
+  if (outputHandle_ != nullptr) outputHandle_->readToEndSync();
+  if (const auto handle = errorHandle()) handle->readToEndSync();
+}
+
+void QVProcessOperation::throwUnlessSuccessful() const {
+  process_->waitUntilExit();
+  const int status = process_->terminationStatus();
+  if (status == 0) return;
+  throw NSError(errorWithDomain(NSPOSIXErrorDomain, status,
+                                "Process " + process_->launchPath().value_or("nil") +
+                                    " terminated with error code " + std::to_string(status),
+                                {}));
+}
+
+// Its end
+
+void QVProcessOperation::cancel() {
+  const auto self = weak_from_this().lock();
+  askToEnd();
+  QVOperation::cancel();
+  wakeUp_->wake();
+  if (process_->termination()) stopReading();  // others may hold its pipes open
+}
+
+void QVProcessOperation::askToEnd() {
+  if (process_->terminate()) wasAsked_ = true;
+}
+
+void QVProcessOperation::endProgram() const {
+  if (process_->waitUntilExit(wasAsked_ ? timeAfterRequest : timeAfterLaunch)) return;
+  process_->terminate();
+  const auto patience = gracePeriod();
+  if (patience ? process_->waitUntilExit(*patience) : (process_->waitUntilExit(), true)) return;
+  process_->kill();
+  process_->waitUntilExit();
+}
+
+void QVProcessOperation::stopReading() const {
+  for (const auto& handle : {outputHandle_, errorHandle()}) {
+    if (handle != nullptr) handle->stopReading();
+  }
+}
+
+}  // namespace QVFoundation

@@ -1,0 +1,151 @@
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <system_error>
+#include <utility>
+
+#include "QVFoundation/platform/concurrency/DispatchQueue.h"
+#include "QVFoundation/platform/processes/ChildProcess_p.h"
+#include "QVFoundation/platform/processes/DescriptorWatch_p.h"
+#include "QVFoundation/platform/processes/PollUntil_p.h"
+#include "QVFoundation/platform/processes/ProcessCalls_p.h"
+
+namespace QVFoundation::detail {
+
+namespace {
+
+using Termination = NSTask::Termination;
+using TerminationReason = NSTask::TerminationReason;
+
+constexpr Termination unknownTermination{.status = NSTask::statusUnknown, .reason = TerminationReason::exit};
+
+/// How a process ended; nothing while it runs.
+std::optional<Termination> reap(int process, int options) {
+  siginfo_t status{};
+  const auto waited = uninterrupted(
+      [&] { return processCalls().wait(P_PIDFD, static_cast<id_t>(process), &status, WEXITED | options); });
+  if (waited != 0) return unknownTermination;  // ECHILD: somebody else was faster
+  if (status.si_pid == 0) return {};
+  return Termination{
+      .status = status.si_status,
+      .reason = status.si_code == CLD_EXITED ? TerminationReason::exit : TerminationReason::uncaughtSignal};
+}
+
+}  // namespace
+
+ChildProcess::ChildProcess(pid_t identifier, Descriptor process, bool leadsGroup)
+    : identifier_(identifier), leadsGroup_(leadsGroup), process_(std::move(process)) {
+  if (!process_.isOpen()) termination_ = unknownTermination;
+}
+
+// Most have ended, since the watch keeps the others. One that it could not take back is looked at here once more.
+ChildProcess::~ChildProcess() {
+  const MutexLock guard(lock_);
+  (void)look();
+}
+
+void ChildProcess::beginWatching() {
+  const MutexLock guard(lock_);
+  if (termination_) return;
+  try {
+    watch();
+  } catch (...) {
+    (void)processCalls().sendSignal(process_.number(), SIGKILL);
+    termination_ = reap(process_.number(), 0);
+    closeIfUnused();
+    throw;
+  }
+}
+
+void ChildProcess::watch() {
+  watchToken_ = DescriptorWatch::shared().watch(process_.number(),
+                                                [self = shared_from_this()] { self->watchHasSeenIt(); });
+}
+
+void ChildProcess::watchAgain() {
+  try {
+    watch();
+  } catch (const std::system_error&) {
+    // Memory is short. Whoever asks for its state next reaps it, or the last one who lets go.
+  }
+}
+
+void ChildProcess::watchHasSeenIt() {
+  const MutexLock guard(lock_);
+  watchToken_ = 0;
+  if (!look() && waitingCount_ == 0) watchAgain();
+  closeIfUnused();
+}
+
+const std::optional<Termination>& ChildProcess::look() {
+  if (!termination_ && process_.isOpen()) {
+    termination_ = reap(process_.number(), WNOHANG);
+    runHandlerIfDue();
+  }
+  return termination_;
+}
+
+void ChildProcess::runHandlerIfDue() {
+  if (!termination_ || !handler_) return;
+  DispatchQueue::global()->async(
+      [handler = std::exchange(handler_, nullptr), termination = *termination_] { handler(termination); });
+}
+
+// The watch takes its hands off by itself, since the descriptor of what has ended can be read.
+void ChildProcess::closeIfUnused() {
+  if (termination_ && waitingCount_ == 0 && watchToken_ == 0) process_.close();
+}
+
+std::optional<Termination> ChildProcess::termination() {
+  const MutexLock guard(lock_);
+  return look();
+}
+
+bool ChildProcess::send(int signal) {
+  const MutexLock guard(lock_);
+  if (look()) return false;
+  if (leadsGroup_) return processCalls().sendGroupSignal(identifier_, signal) == 0;
+  return processCalls().sendSignal(process_.number(), signal) == 0;
+}
+
+void ChildProcess::exchangeHandler(Handler& handler) {
+  const MutexLock guard(lock_);
+  handler_.swap(handler);
+  runHandlerIfDue();
+}
+
+bool ChildProcess::await(std::optional<std::chrono::nanoseconds> atMost) {
+  const auto end = steadyTimeAfter(atMost);
+  if (termination()) return true;
+  const Waiting waiting(shared_from_this());
+  for (;;) {
+    std::array<pollfd, 1> request{{{.fd = waiting.descriptor(), .events = POLLIN, .revents = 0}}};
+    const bool isReady = request[0].fd < 0 || pollUntil(request, end);
+    if (termination()) return true;
+    if (!isReady && end && std::chrono::steady_clock::now() >= *end) return false;
+  }
+}
+
+// The watch is left outside of the lock, which its callback takes.
+ChildProcess::Waiting::Waiting(std::shared_ptr<ChildProcess> child) : child_(std::move(child)) {
+  std::uint64_t token = 0;
+  {
+    const MutexLock guard(child_->lock_);
+    if (child_->waitingCount_++ == 0) token = std::exchange(child_->watchToken_, 0);
+  }
+  if (token != 0) DescriptorWatch::shared().withdraw(token);
+}
+
+ChildProcess::Waiting::~Waiting() {
+  const MutexLock guard(child_->lock_);
+  if (--child_->waitingCount_ > 0) return;
+  if (!child_->look()) child_->watchAgain();
+  child_->closeIfUnused();
+}
+
+int ChildProcess::Waiting::descriptor() const {
+  const MutexLock guard(child_->lock_);
+  return child_->process_.number();
+}
+
+}  // namespace QVFoundation::detail

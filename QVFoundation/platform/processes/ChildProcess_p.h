@@ -1,0 +1,95 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <sys/types.h>
+
+#include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/concurrency/Mutex.h"
+#include "QVFoundation/platform/concurrency/ThreadSafety.h"
+#include "QVFoundation/platform/files/Descriptor_p.h"
+#include "QVFoundation/platform/processes/NSTask.h"
+
+namespace QVFoundation::detail {
+
+/// A child process, from its launch until its end is known, whatever becomes of the task that launched it.
+///
+/// Who waits for it waits for its descriptor, and reaps it. While nobody waits the descriptors' watch does. So
+/// nobody is woken for nothing, and nothing is left unreaped.
+///
+/// | | watched | waited for | ended |
+/// |---|---|---|---|
+/// | its descriptor | in the watch | polled by those who wait | closed, once nobody uses it |
+/// | goes on | `Waiting`, or its end | the last `Waiting` ends, or its end | – |
+///
+/// Threads: any. It is reaped under its lock, and signalled under its lock only before that: so no signal goes to
+/// another process, or group, that got the number.
+class QV_TEST_EXPORT ChildProcess : public std::enable_shared_from_this<ChildProcess> {
+public:
+  using Termination = NSTask::Termination;
+  using Handler = std::function<void(const Termination&)>;
+
+  /// Without a descriptor it is a child that has ended and that somebody else has reaped.
+  ChildProcess(pid_t identifier, Descriptor process, bool leadsGroup);
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+  ~ChildProcess();
+
+  /// To be called first. Where the watch cannot take the child (`std::system_error`), it is killed and reaped.
+  void beginWatching();
+
+  [[nodiscard]] pid_t identifier() const noexcept { return identifier_; }
+  /// Looks whether it has ended, and reaps it.
+  [[nodiscard]] std::optional<Termination> termination();
+  /// False where it has ended.
+  bool send(int signal);
+  /// Exchanges it for the one that is there. One that is due at once leaves an empty one.
+  void exchangeHandler(Handler& handler);
+  /// False when the time is up.
+  bool await(std::optional<std::chrono::nanoseconds> atMost);
+
+  /// While it exists its thread waits for the descriptor itself.
+  class QV_TEST_EXPORT Waiting {
+  public:
+    explicit Waiting(std::shared_ptr<ChildProcess> child);
+    Waiting(const Waiting&) = delete;
+    Waiting& operator=(const Waiting&) = delete;
+    ~Waiting();
+
+    /// Can be read once the child has ended; -1 where it had before.
+    [[nodiscard]] int descriptor() const;
+
+  private:
+    const std::shared_ptr<ChildProcess> child_;
+  };
+
+private:
+  void watch() QV_REQUIRES(lock_);
+  void watchAgain() QV_REQUIRES(lock_);
+  void watchHasSeenIt();
+  const std::optional<Termination>& look() QV_REQUIRES(lock_);
+  void runHandlerIfDue() QV_REQUIRES(lock_);
+  void closeIfUnused() QV_REQUIRES(lock_);
+
+  const pid_t identifier_;
+  const bool leadsGroup_;
+  Mutex lock_;
+  Descriptor process_ QV_GUARDED_BY(lock_);
+  std::optional<Termination> termination_ QV_GUARDED_BY(lock_);
+  Handler handler_ QV_GUARDED_BY(lock_);
+  int waitingCount_ QV_GUARDED_BY(lock_) = 0;
+  std::uint64_t watchToken_ QV_GUARDED_BY(lock_) = 0;  // 0 where it is not in the watch
+};
+
+/// The child of a task, for those who wait for it and for other things at once.
+///
+/// Threads: any.
+struct TaskAccess {
+  /// Null before the launch.
+  [[nodiscard]] static std::shared_ptr<ChildProcess> childOf(const NSTask& task) { return task.child(); }
+};
+
+}  // namespace QVFoundation::detail
