@@ -229,7 +229,7 @@ TEST(NSTask, saysWhyAProgramCannotBeLaunchedAndLeavesNothingBehind) {
     EXPECT_TRUE(output->fileHandleForReading()->readDataToEndOfFile().empty())
         << "nobody holds the other end";
   }
-  EXPECT_EQ(testing::openDescriptorCount(), descriptors);
+  EXPECT_LE(testing::openDescriptorCount(), descriptors) << "less, where an earlier child has just ended";
 }
 
 TEST(NSTask, mayBeLaunchedAgainAfterAFailureButOnlyOnce) {
