@@ -1,48 +1,43 @@
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
-#include <cstdlib>
-#include <memory>
-#include <new>
 #include <span>
+
+#include "QVFoundation/platform/Export.h"
 
 namespace QVFoundation::detail {
 
-/// Bytes that are read into it piece by piece. Growing moves pages, not bytes, where there are many; and room is
-/// not filled before it is written to.
+/// Bytes that are read into it piece by piece. Room is not filled before it is written to; where there are many
+/// bytes, growing moves pages instead of copying, and pages are large ones, if the system has some.
 ///
 /// Threads: as a plain value.
 /// Errors: `std::bad_alloc`; what is there stays.
-class GrowingBytes {
+class QV_TEST_EXPORT GrowingBytes {
 public:
-  [[nodiscard]] std::span<const std::byte> bytes() const noexcept { return {begin_.get(), size_}; }
+  GrowingBytes() noexcept = default;
+  GrowingBytes(const GrowingBytes&) = delete;
+  GrowingBytes& operator=(const GrowingBytes&) = delete;
+  ~GrowingBytes();
+
+  [[nodiscard]] std::span<const std::byte> bytes() const noexcept { return {begin_, size_}; }
   [[nodiscard]] std::size_t size() const noexcept { return size_; }
 
   /// The room behind the bytes, not less than asked for; valid until more is asked for.
   [[nodiscard]] std::span<std::byte> room(std::size_t atLeast) {
-    if (capacity_ - size_ < atLeast) grow(std::max(size_ + atLeast, capacity_ + capacity_ / 2));
-    return {begin_.get() + size_, capacity_ - size_};
+    if (capacity_ - size_ < atLeast) grow(size_ + atLeast);
+    return {begin_ + size_, capacity_ - size_};
   }
   /// Takes in what was written to the room.
   void append(std::size_t count) noexcept { size_ += count; }
 
 private:
-  struct Free {
-    void operator()(std::byte* bytes) const noexcept { std::free(bytes); }
-  };
+  void grow(std::size_t capacity);
+  void growMapping(std::size_t capacity);
 
-  void grow(std::size_t capacity) {
-    void* const moved = std::realloc(begin_.get(), capacity);
-    if (moved == nullptr) throw std::bad_alloc();
-    (void)begin_.release();
-    begin_.reset(static_cast<std::byte*>(moved));
-    capacity_ = capacity;
-  }
-
-  std::unique_ptr<std::byte, Free> begin_;
+  std::byte* begin_ = nullptr;
   std::size_t size_ = 0;
   std::size_t capacity_ = 0;
+  bool isMapping_ = false;
 };
 
 }  // namespace QVFoundation::detail

@@ -1,8 +1,6 @@
-#include <atomic>
 #include <cerrno>
-#include <latch>
+#include <cstring>
 #include <memory>
-#include <numeric>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -10,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "QVFoundation/operations/GrowingBytes_p.h"
 #include "QVFoundation/operations/LineSplitter_p.h"
 #include "QVFoundation/operations/QVProcessDataCollector.h"
 #include "QVFoundation/operations/QVProcessStreamCollector.h"
@@ -127,6 +126,23 @@ TEST(QVProcessStreamCollector, keepsAllOrTheBeginningAndCountsTheRest) {
     writer.join();
     EXPECT_TRUE(collector.text() == std::string_view(text).substr(0, bound)) << bound;
     EXPECT_EQ(collector.droppedByteCount(), text.size() - collector.data().size());
+  }
+}
+
+TEST(GrowingBytes, keepsWhatIsThereWhereverItMoves) {
+  detail::GrowingBytes first, second;  // in each other's way
+  const std::string piece = sequence(700'001);
+  for (int i = 0; i < 60; ++i) {
+    for (detail::GrowingBytes* const bytes : {&first, &second}) {
+      std::memcpy(bytes->room(piece.size()).data(), piece.data(), piece.size());
+      bytes->append(piece.size());
+    }
+  }
+  for (const detail::GrowingBytes* const bytes : {&first, &second}) {
+    ASSERT_EQ(bytes->size(), 60 * piece.size());
+    for (std::size_t at = 0; at < bytes->size(); at += piece.size()) {
+      ASSERT_EQ(std::memcmp(bytes->bytes().data() + at, piece.data(), piece.size()), 0) << at;
+    }
   }
 }
 
