@@ -11,14 +11,22 @@
 
 namespace QVFoundation {
 
-/// Shared with the block that adds the first chunk.
+/// Shared with the block that reads the first chunk.
 struct QVProcessDataCollector::Collected {
   Mutex lock;
-  NSData data;
+  bool isPastFirstChunk QV_GUARDED_BY(lock) = false;
+  NSData data;  // written by the block under the lock, and then by the operation's thread alone
 
-  void append(std::span<const std::byte> bytes) {
+  void append(std::span<const std::byte> bytes) { data.insert(data.end(), bytes.begin(), bytes.end()); }
+
+  /// There is something to read, or the end: nobody else reads before this is over, so this does not wait.
+  void appendFirstChunk(NSFileHandle& reading) {
     const MutexLock guard(lock);
-    data.insert(data.end(), bytes.begin(), bytes.end());
+    if (!isPastFirstChunk) append(reading.availableData());
+  }
+  void awaitFirstChunk() {
+    const MutexLock guard(lock);
+    isPastFirstChunk = true;
   }
 };
 
@@ -28,7 +36,7 @@ QVProcessDataCollector::QVProcessDataCollector()
   notificationToken_ = NSNotificationCenter::defaultCenter()->addObserverForName(
       std::string(NSFileHandleDataAvailableNotification), reading, nullptr,
       [collected = collected_](const NSNotification& notification) {
-        collected->append(static_cast<NSFileHandle&>(*notification.object()).availableData());
+        collected->appendFirstChunk(static_cast<NSFileHandle&>(*notification.object()));
       });
   try {
     reading->waitForDataInBackgroundAndNotify();
@@ -40,9 +48,11 @@ QVProcessDataCollector::QVProcessDataCollector()
 
 QVProcessDataCollector::~QVProcessDataCollector() { stopEarlyReading(); }
 
-// Waits where the chunk is just being read.
+// Waits where the chunk is just being read. Removing the observer alone would not, on a thread that just tells
+// observers of something itself.
 void QVProcessDataCollector::stopEarlyReading() {
   if (notificationToken_ == nullptr) return;
+  collected_->awaitFirstChunk();
   reader_->pipe()->fileHandleForReading()->stopWaitingForData();
   NSNotificationCenter::defaultCenter()->removeObserver(std::exchange(notificationToken_, nullptr));
 }
@@ -55,7 +65,8 @@ NSTaskStream QVProcessDataCollector::handle() const { return reader_->pipe(); }
 
 void QVProcessDataCollector::readToEndSync() {
   stopEarlyReading();
-  std::array<std::byte, 16UL * 1024> piece;  // filled as far as it is used
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): filled as far as it is used
+  std::array<std::byte, 16UL * 1024> piece;
   while (!reader_->isAtEnd()) {
     const std::size_t count = reader_->read(piece);
     collected_->append(std::span(piece).first(count));

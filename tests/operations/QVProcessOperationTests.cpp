@@ -199,9 +199,9 @@ TEST(QVProcessOperation, cancelledBeforeItRunsALongProgramEndsToo) {
 }
 
 struct StubbornProgram {
-  const char* row;
-  const char* text;
-  int code;
+  const char* row = nullptr;
+  const char* text = nullptr;
+  int code = 0;
   bool withGroup = false;
 };
 
@@ -210,10 +210,11 @@ constexpr StubbornProgram stubbornPrograms[] = {
     {"succeeds", "trap 'exit 0' TERM; echo ready; while :; do sleep 0.01; done", 0},
     {"ignores", "trap '' TERM; echo ready; while :; do sleep 0.01; done", SIGKILL},
     {"writesForEver", "trap '' TERM; echo ready; while :; do echo more; done", SIGKILL},
-    {"suspended", "echo ready; kill -STOP $$", SIGKILL},
+    {"suspended", "(kill -STOP $$; until grep -q State:.T /proc/$$/status; do :; done; echo ready) & wait",
+     SIGKILL},
     {"othersHoldThePipe", "sleep 5 & echo ready; exec sleep 1000", SIGTERM},
     {"othersWriteForEver", "(while :; do echo more || exit; done) & echo ready; exec sleep 1000", SIGTERM},
-    {"group", "(trap '' TERM; sleep 1000) & trap '' TERM; echo ready; wait; wait", SIGKILL, true},
+    {"group", "trap '' TERM; sleep 1000 & echo ready; wait", SIGKILL, true},
 };
 
 TEST(QVProcessOperation, cancellingEndsAnyProgram) {

@@ -9,8 +9,8 @@
 
 #include "QVFoundation/platform/Export.h"
 
-struct file_handle;
-struct statfs;
+struct file_handle;  // NOLINT(readability-identifier-naming): that of the system
+struct statfs;       // NOLINT(readability-identifier-naming): likewise
 
 namespace QVFoundation::detail {
 

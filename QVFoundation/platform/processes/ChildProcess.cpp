@@ -66,7 +66,8 @@ void ChildProcess::watchAgain() {
   try {
     watch();
   } catch (const std::system_error&) {
-    // Memory is short. Whoever asks for its state next reaps it, or the last one who lets go.
+    watchToken_ =
+        0;  // memory is short: whoever asks for its state next reaps it, or the last one who lets go
   }
 }
 

@@ -74,7 +74,10 @@ TextList argumentsOf(const TaskSettings& settings) {
 TextList environmentOf(const TaskSettings& settings) {
   TextList list;
   if (!settings.environment) return list;
-  for (const auto& [name, value] : *settings.environment) list.add(name + '=' + value);
+  for (const auto& [name, value] : *settings.environment) {
+    std::string variable = name;
+    list.add(std::move(variable.append("=").append(value)));
+  }
   return list;
 }
 

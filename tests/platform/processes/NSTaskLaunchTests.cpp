@@ -44,7 +44,7 @@ std::optional<NSError> launchFailure(NSTask& task) {
 
 TEST(NSTask, theChildGetsItsArgumentsFolderAndEnvironmentAlone) {
   const TemporaryFolder folder;
-  Spoken child("pwd; echo \"$1|$2\"; echo \"$ONE-$HOME\"");
+  Spoken child(R"(pwd; echo "$1|$2"; echo "$ONE-$HOME")");
   child.task->setArguments({"-c", child.task->arguments().at(1), "sh", "a b", ""});
   child.task->setCurrentDirectoryPath(folder.path());
   child.task->setEnvironment({{{"ONE", "1=1"}}});
@@ -113,7 +113,6 @@ TEST(NSTask, streamsMayBeTheFirstThreeDescriptorsInAnyOrder) {
   const std::array names{folder / "0", folder / "1", folder / "2"};
   for (int order = 0; order < 27; ++order) {
     const std::array from{order / 9, order / 3 % 3, order % 3};
-    Spoken child("exec 1>&3");  // replaced
     const auto task = std::make_shared<NSTask>();
     {
       const StandardDescriptors restored;
@@ -125,7 +124,7 @@ TEST(NSTask, streamsMayBeTheFirstThreeDescriptorsInAnyOrder) {
       }
       task->setLaunchPath("/bin/sh");
       task->setArguments(
-          {"-c", "links=$(readlink /proc/$$/fd/0 /proc/$$/fd/1 /proc/$$/fd/2); echo \"$links\" > \"$0\"",
+          {"-c", R"(links=$(readlink /proc/$$/fd/0 /proc/$$/fd/1 /proc/$$/fd/2); echo "$links" > "$0")",
            folder / "links"});
       task->setStandardInput(std::make_shared<NSFileHandle>(from[0]));
       task->setStandardOutput(std::make_shared<NSFileHandle>(from[1]));
