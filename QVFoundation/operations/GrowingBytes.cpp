@@ -14,7 +14,8 @@ namespace {
 // Of small pages, the first write to each takes longer than what is written. Large ones can be moved only from
 // and to multiples of their size; else they fall apart.
 constexpr std::size_t largePage = 2UL * 1024 * 1024;
-constexpr std::size_t mappingAtLeast = 2 * largePage;
+// Up to here `malloc` keeps what it got back, whose pages need no first write (mallopt(3), M_MMAP_THRESHOLD).
+constexpr std::size_t mappingAtLeast = 16 * largePage;
 
 std::size_t roundedUp(std::size_t size) { return (size + largePage - 1) / largePage * largePage; }
 
