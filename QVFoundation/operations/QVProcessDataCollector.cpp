@@ -23,6 +23,11 @@ struct QVProcessDataCollector::Collected {
   void appendFirstChunk(NSFileHandle& reading) {
     const MutexLock guard(lock);
     if (!isPastFirstChunk) append(reading.availableData());
+    isPastFirstChunk = true;
+  }
+  bool hasFirstChunk() {
+    const MutexLock guard(lock);
+    return isPastFirstChunk;
   }
   void awaitFirstChunk() {
     const MutexLock guard(lock);
@@ -72,6 +77,19 @@ void QVProcessDataCollector::readToEndSync() {
     collected_->append(std::span(piece).first(count));
     if (count == 0) reader_->await();
   }
+}
+
+// While the operation's thread waits anyway, it waits for the first chunk too, and no other has to be woken.
+int QVProcessDataCollector::descriptor() const {
+  if (notificationToken_ == nullptr || collected_->hasFirstChunk()) return -1;
+  const auto& reading = reader_->pipe()->fileHandleForReading();
+  reading->stopWaitingForData();
+  return reading->fileDescriptor();
+}
+
+void QVProcessDataCollector::readAvailable() {
+  NSNotificationCenter::defaultCenter()->postNotificationName(
+      std::string(NSFileHandleDataAvailableNotification), reader_->pipe()->fileHandleForReading());
 }
 
 void QVProcessDataCollector::stopReading() { reader_->stop(); }

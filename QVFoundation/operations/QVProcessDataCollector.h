@@ -45,6 +45,8 @@ public:
   [[nodiscard]] NSTaskStream handle() const override;
   /// Waits for the first chunk where it is just being read; then reads to the end.
   void readToEndSync() override;
+  [[nodiscard]] int descriptor() const override;
+  void readAvailable() override;
   void stopReading() override;
 
 private:
