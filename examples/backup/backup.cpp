@@ -1,0 +1,171 @@
+// Backs up a file or a folder, as an application with a main loop of its own would: see backup --help.
+
+#include "Backup.h"
+
+#include <clocale>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <ranges>
+#include <span>
+#include <string>
+
+#include <QVFoundation/Errors.h>
+#include <QVFoundation/Logging.h>
+#include <QVFoundation/Platform.h>
+#include <QVFoundation/errors/QVCodableError.h>
+#include <QVFoundation/errors/QVErrorConstructors.h>
+#include <QVFoundation/errors/QVErrorInspection.h>
+#include <QVFoundation/errors/QVErrorRecovery.h>
+#include <QVFoundation/logging/QVLogManager.h>
+#include <QVFoundation/platform/files/NSDataFiles.h>
+#include <QVFoundation/platform/runtime/ErrorConversion.h>
+#include <QVFoundation/platform/text/Format.h>
+#include <QVFoundation/platform/text/JSONWriter.h>
+#include <QVFoundation/platform/tracing/TraceFileSink.h>
+
+#include "Backup.h"
+#include "Options.h"
+#include "shared/Console.h"
+#include "shared/ProgressLines.h"
+#include "shared/TerminalText.h"
+
+using namespace QVFoundation;
+using namespace example;
+
+namespace {
+
+void handle(const Console::Input& input, Backup& backup, Console& console) {
+  if (input.key == 'p') backup.pause();
+  if (input.key == 'r') backup.resume();
+  if (input.signal == 0) return;
+  if (backup.isCancelled()) console.endBy(input.signal);  // the second time
+  backup.cancelWithLocalizedDescription(
+      stringWithFormat("The backup was stopped (%@).", strsignal(input.signal)));
+}
+
+std::string noteFor(const Backup& backup, const Console& console) {
+  if (backup.isCancelled()) return ", stops";
+  if (backup.isPaused()) return ", paused (r: resume)";
+  return console.hasKeys() ? " (p: pause)" : "";
+}
+
+void runToEnd(const std::shared_ptr<Backup>& backup, const Options& options, Console& console) {
+  if (options.timeout) {
+    backup->addTimeout(*options.timeout, [weak = std::weak_ptr(backup), seconds = options.timeout->count()] {
+      const auto text = stringWithFormat("The backup took longer than %g seconds.", seconds);
+      if (const auto late = weak.lock()) late->cancelWithLocalizedDescription(text);
+    });
+  }
+  ProgressLines lines;
+  const auto show = [&] {
+    lines.show(*backup->mainThreadProgress(), backup->part().get(), noteFor(*backup, console),
+               backup->isPaused());
+  };
+  bool hasEnded = false;
+  backup->setEnableMainThreadProgress(true);
+  backup->startInBackgroundWithMainThreadCompletionHandler([&](Backup&) { hasEnded = true; });
+  while (!hasEnded) {
+    const bool stops = backup->isCancelled();  // then progress says nothing any more
+    handle(console.wait(), *backup, console);
+    if (!stops && !hasEnded) show();
+  }
+  if (!backup->result()) return;
+  backup->mainThreadProgressMirror()->updateDestinationProgress();
+  show();
+}
+
+/// What went wrong, or nothing.
+std::optional<NSError> outcomeOf(Backup& backup) {
+  auto error = backup.operationError();
+  if (error && backup.isCancelled()) return backup.checkForCancellation();  // also where it has not begun
+  return error;
+}
+
+/// Takes one of the ways out that an error offers. It remains where there are none, or nobody can be asked.
+std::optional<NSError> recover(const NSError& error, const Options& options, Console& console) {
+  if (!canRecover(error) || (!options.onConflict && !console.hasKeys())) return error;
+  if (options.onConflict) return performRecoveryWithIndex(error, *options.onConflict);
+  std::puts(shown(error.localizedDescription()).c_str());
+  return performRecoveryWithIndex(error, console.choose(error.localizedRecoveryOptions()));
+}
+
+void writeJSON(const NSError& error, const std::filesystem::path& path) {
+  std::string json;
+  JSONWriter writer(json, JSONStyle::pretty);
+  QVCodableError(error).encode(writer);
+  json += '\n';
+  std::optional<NSError> problem;
+  if (!writeDataToFile(std::as_bytes(std::span(json)), path, NSDataWritingOptions::none, &problem)) {
+    std::fprintf(stderr, "%s\n", shown(problem->localizedDescription()).c_str());
+  }
+}
+
+std::string summaryOf(const CopyReport& report, const Backup& backup) {
+  std::string text =
+      stringWithFormat("%@: %lu files copied, %lu cloned, %lu linked, %lu folders, %lu others",
+                       backup.destination(), report.copied.files + report.offloaded.files,
+                       report.cloned.files, report.linked.files, report.folders, report.others);
+  if (report.lossCount > 0)
+    text += stringWithFormat("\nWhat could not be kept, %lu in all:", report.lossCount);
+  const char* const kinds[] = {"owner", "group", "mode", "times", "attribute ", "access list"};
+  for (const CopyLoss& loss : report.losses | std::views::take(5)) {
+    text += stringWithFormat("\n  %s%@ of %@: %s", kinds[static_cast<std::size_t>(loss.kind)], loss.attribute,
+                             loss.path, std::strerror(loss.code));
+  }
+  return text;
+}
+
+int backUp(const Options& options, Console& console) {
+  if (options.trace) setOSSignpostSink(std::make_shared<TraceFileSink>(*options.trace));
+  QVLogManager& logs = *QVLogManager::defaultManager();
+  if (options.logsDebug) logs.setDebugLoggingEnabled(true);
+  if (options.logsDebug) logs.debugLogWriter()->setWritingEnabled(true);
+  logs.clearLogFilesOlderThanNumDays(30, 100'000'000);
+  std::filesystem::path logFile;
+  std::optional<NSError> error;
+  const auto logger = logs.newLoggerWithName("Backup", &logFile, &error);
+  if (logger == nullptr) throw NSError(*error);
+
+  std::shared_ptr<Backup> backup;
+  auto conflict = Backup::Conflict::cancel;
+  for (bool goesOn = true; goesOn;) {
+    goesOn = false;
+    backup =
+        std::make_shared<Backup>(options, conflict, [&](Backup::Conflict wayOut) -> std::optional<NSError> {
+          conflict = wayOut;
+          goesOn = wayOut != Backup::Conflict::cancel;
+          if (goesOn) return {};
+          return errorWithDomain(QVErrorDomain, QVUserCancelledError, "The backup was cancelled.", {});
+        });
+    backup->setLogger(logger);
+    runToEnd(backup, options, console);
+    error = outcomeOf(*backup);
+    if (error) error = recover(*error, options, console);
+  }
+
+  const std::string timing = backup->timingInfo()->timingInfoString();
+  std::string outcome = error ? error->localizedDescription() : summaryOf(*backup->result(), *backup);
+  if (const auto more = error ? error->localizedRecoverySuggestion() : std::nullopt) outcome += '\n' + *more;
+  if (error) logger->logErrorObject(*error);
+  logger->logInfoString(outcome + "\n" + timing);
+  std::printf("%s\n\nSeconds:\n%s\n\nLog: %s\n", shown(outcome).c_str(), timing.c_str(), logFile.c_str());
+  if (!error) return 0;
+  if (options.errorJSON) writeJSON(*error, *options.errorJSON);
+  return isUserCancelledError(*error) ? 128 + SIGINT : 1;
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  std::setlocale(LC_CTYPE, "");  // for what is shown on the terminal
+  const Options options = readOptions(count, arguments);
+  Console console;
+  try {
+    return backUp(options, console);
+  } catch (const std::exception& problem) {
+    std::fprintf(stderr, "backup: %s\n", shown(problem.what()).c_str());
+    return 1;
+  }
+}
