@@ -14,10 +14,10 @@ namespace QVFoundation {
 /// const auto bytes = performSubOperation(std::make_shared<QVCalculateFolderSizeOperation>(folder), measure);
 /// ```
 ///
-/// Everything but a folder is a file and counts with its logical size: a link with that of its own text, a file
-/// with several names once for each, one with holes as if it had none. Folders add nothing. So this is what
-/// an `XRCopyFileOperation` of the folder has to copy. The result is 0 for what is no folder, also for a file,
-/// a link to a folder, and what does not exist.
+/// Everything but a folder is a file and counts with its logical size: a link with that of its own text, a
+/// file with several names once for each, one with holes as if it had none. Folders add nothing. So this is
+/// what an `XRCopyFileOperation` of the folder has to copy. The result is 0 for what is no folder, also for a
+/// file, a link to a folder, and what does not exist.
 ///
 /// Threads: those of a `QVOperation`. It looks for a cancellation after each item.
 /// Errors: an item that may not be looked at, or has gone meanwhile, ends it, with the error that

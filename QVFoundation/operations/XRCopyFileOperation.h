@@ -34,8 +34,8 @@ struct CopyEvent;
 /// progress. That stage takes no units of its own. Where the source is no folder, its own size is the total.
 /// A copy that succeeds ends exactly at its total, as long as nobody changes the source meanwhile.
 ///
-/// Kept are holes, times, modes, owners, links, hard links among what is copied, extended attributes and access
-/// lists. What of these cannot be kept is no failure: `report()` tells. No link is followed. The destination
+/// Kept are holes, times, modes, owners, links, hard links among what is copied, extended attributes and
+/// access lists. What of these cannot be kept is no failure: `report()` tells. No link is followed. The destination
 /// must not exist, and must not lie in the source. Files appear under their names when they are whole.
 ///
 /// A failure or a cancellation stops the copy at once. Files that are there by then stay, the one that

@@ -165,8 +165,8 @@ TEST_F(FileOperationTest, movesWithinALargeFileAndStopsThere) {
       EXPECT_EQ(operation.currentFileLastKnownBytesCopied(), operation.progress()->completedUnitCount());
       const auto& counted = *operation.progress();
       EXPECT_EQ(counted.totalUnitCount(), static_cast<std::int64_t>(largeSize));  // that of the file itself
-      if (stepsUntilCancelled > 0 && --stepsUntilCancelled == 0)
-        operation.cancelWithLocalizedDescription("enough");
+      if (stepsUntilCancelled == 1) operation.cancelWithLocalizedDescription("enough");
+      if (stepsUntilCancelled > 0) --stepsUntilCancelled;
     });
     const auto operation = std::make_shared<XRCopyFileOperation>(folder / "large", destination, Clone::no);
     operation->setCopyDelegate(watcher);
