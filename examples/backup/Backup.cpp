@@ -1,15 +1,10 @@
 #include "Backup.h"
 
 #include <cerrno>
-#include <cstdio>
-#include <fcntl.h>
 #include <unistd.h>
 #include <utility>
 
-#include <QVFoundation/Errors.h>
-#include <QVFoundation/Files.h>
-#include <QVFoundation/Operations.h>
-#include <QVFoundation/Platform.h>
+#include <QVFoundation/QVFoundation.h>
 
 namespace example {
 
@@ -23,11 +18,6 @@ constexpr QVProgressSegmentName measuring("measuring"), copying("copying"), comp
 const NSFileManager& files() { return *NSFileManager::defaultManager(); }
 
 bool isTaken(const fs::path& path) { return qv_objectTypeAtPath(path) != NSFileType::none; }
-
-void move(const fs::path& from, const fs::path& to) {
-  std::optional<NSError> error;
-  if (!files().moveItemAtPath(from, to, &error)) throw NSError(*error);
-}
 
 }  // namespace
 
@@ -178,29 +168,13 @@ bool Backup::noteEqual(std::string_view line, NSProgress& equal) const {
   return true;
 }
 
+// What is replaced goes only when the copy, which is whole, has its name.
 void Backup::giveName() {
-  if (conflict_ == Conflict::replace && isTaken(destination_)) return replace();
-  move(temporary_, destination_);
-}
-
-// At no moment is the old one gone before the new one, which is whole, has its name.
-void Backup::replace() {
-  if (::renameat2(AT_FDCWD, temporary_.c_str(), AT_FDCWD, destination_.c_str(), RENAME_EXCHANGE) != 0) {
-    // Not every file system can exchange names. Between these two steps both are there, under other names.
-    const fs::path aside = qv_uniqueFilePathForName(".backup.old", destination_.parent_path());
-    logInfoString(stringWithFormat("The old one is in %@ for a moment", aside));
-    move(destination_, aside);
-    try {
-      move(temporary_, destination_);
-    } catch (...) {
-      move(aside, destination_);
-      throw;
-    }
-    temporary_ = aside;
-  }
+  const bool replaces = conflict_ == Conflict::replace && isTaken(destination_);
   std::optional<NSError> error;
-  if (files().removeItemAtPath(temporary_, &error)) return;
-  throw QVErrorBuilder::buildError(*error, "The copy is there, but what it replaced is still there too");
+  const bool isDone = replaces ? files().replaceItemAtPath(destination_, temporary_, &error)
+                               : files().moveItemAtPath(temporary_, destination_, &error);
+  if (!isDone) throw NSError(*error);
 }
 
 std::shared_ptr<NSProgress> Backup::part() const {

@@ -39,7 +39,6 @@ private:
   void compareCopy(std::int64_t fileCount);
   [[nodiscard]] bool noteEqual(std::string_view line, QVFoundation::NSProgress& equal) const;
   void giveName();
-  void replace();
   template <class Child>
   void run(const std::shared_ptr<Child>& child, std::int64_t unitCount);
 

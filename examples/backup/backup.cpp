@@ -11,21 +11,8 @@
 #include <span>
 #include <string>
 
-#include <QVFoundation/Errors.h>
-#include <QVFoundation/Logging.h>
-#include <QVFoundation/Platform.h>
-#include <QVFoundation/errors/QVCodableError.h>
-#include <QVFoundation/errors/QVErrorConstructors.h>
-#include <QVFoundation/errors/QVErrorInspection.h>
-#include <QVFoundation/errors/QVErrorRecovery.h>
-#include <QVFoundation/logging/QVLogManager.h>
-#include <QVFoundation/platform/files/NSDataFiles.h>
-#include <QVFoundation/platform/runtime/ErrorConversion.h>
-#include <QVFoundation/platform/text/Format.h>
-#include <QVFoundation/platform/text/JSONWriter.h>
-#include <QVFoundation/platform/tracing/TraceFileSink.h>
+#include <QVFoundation/QVFoundation.h>
 
-#include "Backup.h"
 #include "Options.h"
 #include "shared/Console.h"
 #include "shared/ProgressLines.h"
@@ -76,13 +63,6 @@ void runToEnd(const std::shared_ptr<Backup>& backup, const Options& options, Con
   show();
 }
 
-/// What went wrong, or nothing.
-std::optional<NSError> outcomeOf(Backup& backup) {
-  auto error = backup.operationError();
-  if (error && backup.isCancelled()) return backup.checkForCancellation();  // also where it has not begun
-  return error;
-}
-
 /// Takes one of the ways out that an error offers. It remains where there are none, or nobody can be asked.
 std::optional<NSError> recover(const NSError& error, const Options& options, Console& console) {
   if (!canRecover(error) || (!options.onConflict && !console.hasKeys())) return error;
@@ -92,14 +72,10 @@ std::optional<NSError> recover(const NSError& error, const Options& options, Con
 }
 
 void writeJSON(const NSError& error, const std::filesystem::path& path) {
-  std::string json;
-  JSONWriter writer(json, JSONStyle::pretty);
-  QVCodableError(error).encode(writer);
-  json += '\n';
+  const std::string json = jsonDescription(QVCodableError(error)) + '\n';
   std::optional<NSError> problem;
-  if (!writeDataToFile(std::as_bytes(std::span(json)), path, NSDataWritingOptions::none, &problem)) {
-    std::fprintf(stderr, "%s\n", shown(problem->localizedDescription()).c_str());
-  }
+  if (writeDataToFile(std::as_bytes(std::span(json)), path, NSDataWritingOptions::none, &problem)) return;
+  std::fprintf(stderr, "%s\n", shown(problem->localizedDescription()).c_str());
 }
 
 std::string summaryOf(const CopyReport& report, const Backup& backup) {
@@ -141,7 +117,8 @@ int backUp(const Options& options, Console& console) {
         });
     backup->setLogger(logger);
     runToEnd(backup, options, console);
-    error = outcomeOf(*backup);
+    error = backup->operationError();
+    if (error && backup->isCancelled()) error = backup->checkForCancellation();  // also if it has not begun
     if (error) error = recover(*error, options, console);
   }
 

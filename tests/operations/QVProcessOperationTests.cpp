@@ -238,7 +238,7 @@ TEST(QVProcessOperation, cancellingWhileTheOutputIsReadEndsTheWait) {
   const auto data = std::make_shared<QVProcessDataCollector>();
   const auto stream = std::make_shared<QVProcessStreamCollector>();
   for (const QVAnyProcessIOHandle& output : {QVAnyProcessIOHandle(data), QVAnyProcessIOHandle(stream)}) {
-    const auto job = script("sleep 5 & echo out; exit 6", output);
+    const auto job = script("sleep 5 2> /dev/null & echo out; exit 6", output);
     std::latch ended(1);
     job->process()->setTerminationHandler([&](const auto&) { ended.count_down(); });
     job->startInBackground();

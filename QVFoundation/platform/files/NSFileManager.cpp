@@ -1,6 +1,7 @@
 #include "QVFoundation/platform/files/NSFileManager.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <utility>
 
 #include "QVFoundation/platform/copying/CopyEngine_p.h"
@@ -11,6 +12,7 @@
 #include "QVFoundation/platform/files/FileStatus_p.h"
 #include "QVFoundation/platform/files/PathComponentReader_p.h"
 #include "QVFoundation/platform/files/TreeRemoval_p.h"
+#include "QVFoundation/platform/files/WaitingName_p.h"
 #include "QVFoundation/platform/runtime/NSClass.h"
 
 namespace QVFoundation {
@@ -176,6 +178,25 @@ bool NSFileManager::moveItemAtPath(PathView path, PathView toPath, std::optional
   }
   if (code == EEXIST) failed = toPath;
   return succeeds(code, failed, transferAction(code, "moved", toPath), error);
+}
+
+bool NSFileManager::replaceItemAtPath(PathView path, PathView withItemAtPath,
+                                      std::optional<NSError>* error) const {
+  const FileLocation place(path);
+  const FileLocation item(withItemAtPath);
+  if (item.renameTo(place, RENAME_EXCHANGE) == 0) return removeItemAtPath(withItemAtPath, error);
+  if (errno != EINVAL && errno != ENOSYS) return succeeds(errno, path, "replaced", error);
+
+  const std::string_view text = detail::withoutFinalSlashes(path);
+  const std::size_t nameOffset = text.rfind('/') + 1;
+  const std::string aside =
+      std::string(text.substr(0, nameOffset)) + detail::waitingName(text.substr(nameOffset));
+  int code = detail::renameWithoutReplacing(place, FileLocation(aside));
+  if (code != 0) return succeeds(code, path, "replaced", error);
+  code = detail::renameWithoutReplacing(item, place);
+  if (code == 0) return removeItemAtPath(aside, error);
+  const bool isBack = detail::renameWithoutReplacing(FileLocation(aside), place) == 0;
+  return succeeds(code, isBack ? path : PathView(aside), "replaced", error);
 }
 
 }  // namespace QVFoundation

@@ -75,6 +75,12 @@ public:
   /// step. To another one it is copied as above, and goes when the copy is on the device; nobody may
   /// change it meanwhile. What the other volume cannot keep beside the content, such as owners, is lost.
   bool moveItemAtPath(PathView path, PathView toPath, std::optional<NSError>* error = nullptr) const;
+  /// Puts an item of the same volume in the place of another one, which then goes. At each moment the path leads
+  /// to one of the two, and both are whole; on file systems that cannot exchange names it leads nowhere for
+  /// a moment. Where the old one cannot be removed, what is left of it has the new one's former path, or a
+  /// hidden one beside it, which the error names.
+  bool replaceItemAtPath(PathView path, PathView withItemAtPath,
+                         std::optional<NSError>* error = nullptr) const;
 
   /// How a folder stands to an item: `contains` it at any depth, is the `same`, or neither. A link to the
   /// folder is followed, one that is the item is not.

@@ -226,6 +226,40 @@ TEST_F(NSFileManagerTest, copiesAndMovesToAnotherVolumeWholeOrNotAtAll) {
       });
 }
 
+TEST_F(NSFileManagerTest, replacesAnItemAndLosesNeitherBeforeTheOtherIsThere) {
+  for (const bool canExchange : {true, false}) {
+    testing::failAtEachCall(
+        [&] {
+          for (const auto& item : fs::directory_iterator(folder.path())) fs::remove_all(item);
+          makeFile(folder / "letter", "old");
+          fs::create_directory(folder / "new");
+          makeFile(folder / "new/page", "new");
+        },
+        [&] {
+          const testing::SystemHook rename(
+              &detail::SystemCalls::rename, [&](const auto& original, auto... args) {
+                if (canExchange || std::get<4>(std::tuple(args...)) != RENAME_EXCHANGE)
+                  return original(args...);
+                errno = EINVAL;
+                return -1;
+              });
+          return files.replaceItemAtPath(folder / "letter", folder / "new", &error);
+        },
+        [&](bool hasReplaced) {
+          std::vector<std::string> contents;
+          for (const auto& item : fs::recursive_directory_iterator(folder.path())) {
+            if (item.is_regular_file()) contents.push_back(contentOf(item));
+          }
+          EXPECT_THAT(contents, ::testing::Contains("new"));
+          const bool isNew = contentOf(folder / "letter/page") == "new";
+          EXPECT_TRUE(isNew || std::ranges::count(contents, "old") == 1);
+          EXPECT_EQ(hasReplaced, isNew && contents.size() == 1);
+        });
+  }
+  EXPECT_FALSE(files.replaceItemAtPath(folder / "none", folder / "letter", &error));
+  EXPECT_EQ(error->code(), NSFileNoSuchFileError);
+}
+
 class RemovalTest : public NSFileManagerTest {
 protected:
   void SetUp() override {
