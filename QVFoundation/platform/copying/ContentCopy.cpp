@@ -136,7 +136,7 @@ int ContentCopy::copyOnce(std::size_t size, std::size_t& copied) {
   return readAndWrite(size, copied);
 }
 
-int ContentCopy::offload(std::size_t size, std::size_t& copied) {
+int ContentCopy::offload(std::size_t size, std::size_t& copied) const {
   const ssize_t count =
       uninterrupted([&] { return systemCalls().copyRange(from_, nullptr, to_, nullptr, size, 0); });
   if (count < 0) return errno;

@@ -55,7 +55,7 @@ private:
   [[nodiscard]] int copyAroundHoles();
   [[nodiscard]] int copyUntil(off_t end);
   [[nodiscard]] int copyOnce(std::size_t size, std::size_t& copied);
-  [[nodiscard]] int offload(std::size_t size, std::size_t& copied);
+  [[nodiscard]] int offload(std::size_t size, std::size_t& copied) const;
   [[nodiscard]] int readAndWrite(std::size_t size, std::size_t& copied);
   [[nodiscard]] int writeAll(std::size_t size);
   [[nodiscard]] int pace();

@@ -26,9 +26,9 @@ struct CopyLoss {
   };
 
   std::string path;  ///< of the source
-  Kind kind;
+  Kind kind = Kind::owner;
   std::string attribute;  ///< its name
-  int code;               ///< what the system said, an `errno`
+  int code = 0;           ///< what the system said, an `errno`
 };
 
 /// How a copy was made.

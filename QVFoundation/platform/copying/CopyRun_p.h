@@ -18,7 +18,7 @@ namespace QVFoundation::detail {
 /// Threads: that of the copy; `options` and `abilities` any.
 class CopyRun {
 public:
-  CopyRun(PathView source, PathView destination, const CopyOptions& options, const CopyCallback& callback,
+  CopyRun(PathView source, PathView destination, const CopyOptions& wanted, const CopyCallback& callback,
           CopyReport& report);
 
   const CopyOptions options;

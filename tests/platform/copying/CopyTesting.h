@@ -40,7 +40,8 @@ inline std::string descriptionOfItem(const std::filesystem::path& path,
     if (length >= 0) attributes[attribute].assign(value.data(), static_cast<std::size_t>(length));
     at += static_cast<ssize_t>(attribute.size()) + 1;
   }
-  for (const auto& [attribute, value] : attributes) text += ' ' + attribute + '=' + value;
+  for (const auto& [attribute, value] : attributes)
+    text.append(" ").append(attribute).append("=").append(value);
   return text;
 }
 
