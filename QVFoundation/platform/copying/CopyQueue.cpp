@@ -108,19 +108,16 @@ CopyQueue::CopyQueue(unsigned helpers) : mostHelpers_(helpers), shared_(std::mak
 CopyQueue::~CopyQueue() { shared_->end(); }
 
 bool CopyQueue::add(std::unique_ptr<CopyStep> step) {
+  if (isOver_) return false;
   ++addedCount_;
   shared_->add(std::move(step), mostHelpers_);
-  while (shared_->size() >= mostSteps) {
-    if (!finishFirst()) return false;
-  }
-  return true;
+  while (!isOver_ && shared_->size() >= mostSteps) isOver_ = !finishFirst();
+  return !isOver_;
 }
 
 bool CopyQueue::finishAll() {
-  while (shared_->size() > 0) {
-    if (!finishFirst()) return false;
-  }
-  return true;
+  while (!isOver_ && shared_->size() > 0) isOver_ = !finishFirst();
+  return !isOver_;
 }
 
 void CopyQueue::prepareAll() { shared_->prepareAll(buffer_); }

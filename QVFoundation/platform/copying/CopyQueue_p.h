@@ -45,7 +45,7 @@ public:
   /// Steps that were not finished are not any more; waits for those that are just being prepared.
   ~CopyQueue();
 
-  // False as soon as a step says so; then nothing may come any more.
+  // False from when a step says so: then none is finished any more.
   /// Where many wait already, finishes some.
   [[nodiscard]] bool add(std::unique_ptr<CopyStep> step);
   [[nodiscard]] bool finishAll();
@@ -64,6 +64,7 @@ private:
   const std::shared_ptr<Shared> shared_;  // with the helpers
   CopyBuffer buffer_;
   std::uint64_t addedCount_ = 0;
+  bool isOver_ = false;
 };
 
 }  // namespace QVFoundation::detail

@@ -1,0 +1,56 @@
+#include <fcntl.h>
+#include <string_view>
+
+#include "QVFoundation/platform/copying/HardLinkStep_p.h"
+#include "QVFoundation/platform/copying/ItemHandle_p.h"
+
+namespace QVFoundation::detail {
+
+namespace {
+
+/// A folder below another, with no link on the way.
+Descriptor openBelow(int root, std::string_view path) {
+  Descriptor folder = FileLocation(root, ".").open(O_PATH | O_DIRECTORY);
+  while (folder.isOpen() && !path.empty()) {
+    path.remove_prefix(1);  // the slash
+    const std::string_view name = path.substr(0, path.find('/'));
+    folder = FileLocation(folder.number(), std::string(name)).open(O_PATH | O_DIRECTORY | O_NOFOLLOW);
+    path.remove_prefix(name.size());
+  }
+  return folder;
+}
+
+}  // namespace
+
+bool HardLinkStep::finish(CopyBuffer& buffer) {
+  if (!link()) {
+    if (otherwise_->canBePrepared()) otherwise_->prepare(buffer);
+    return otherwise_->finish(buffer);
+  }
+  if (!run_.tell(CopyItem::file, CopyStage::start, target_.source)) return false;
+  ++run_.report().linked.files;
+  run_.report().linked.bytes += static_cast<std::uint64_t>(status_.st_size);
+  if (status_.st_size > 0 &&
+      !run_.tell(CopyItem::data, CopyStage::progress, target_.source, status_.st_size)) {
+    return false;
+  }
+  return run_.tell(CopyItem::file, CopyStage::finish, target_.source);
+}
+
+bool HardLinkStep::link() const {
+  const HardLinks::Place first = run_.hardLinks.takePlace(status_);
+  if (first.path.empty()) return false;
+  const std::size_t slash = first.path.rfind('/');
+  const Descriptor folder =
+      openBelow(run_.rootFolder->number(), std::string_view(first.path).substr(0, slash));
+  if (!folder.isOpen()) return false;
+  const FileLocation name(target_.folder->number(), target_.name);
+  if (FileLocation(folder.number(), first.path.substr(slash + 1)).linkTo(name) != 0) return false;
+  struct stat made{};
+  const ItemHandle item(name.folder(), name.name());
+  if (item.status(made) == 0 && ItemIdentity::of(made) == first.identity) return true;
+  static_cast<void>(name.remove(0));  // somebody has put another item in the place of the first
+  return false;
+}
+
+}  // namespace QVFoundation::detail
