@@ -14,10 +14,10 @@ namespace {
 constexpr std::size_t leastPortion = std::size_t{128} * 1024;
 constexpr std::size_t firstPortion = std::size_t{1} << 20;
 constexpr std::size_t mostPortion = std::size_t{8} << 20;
-constexpr off_t windowToWriteOut = off_t{8} << 20;
 
 // Below that, one call that reads and one that writes take less time than the one that does both.
 constexpr off_t leastToOffload = 64 * 1024;
+constexpr off_t leastToLookInto = 64 * 1024;
 
 /// What the system says of files, or of pairs of file systems, that it cannot clone or copy by itself.
 bool meansOtherWay(int code) noexcept {
@@ -40,9 +40,8 @@ bool isForGood(int code) noexcept {
   return code == EOPNOTSUPP || code == ENOTTY || code == ENOSYS || code == EXDEV;
 }
 
-bool hasHoles(const struct stat& status) noexcept {
-  return static_cast<off_t>(status.st_blocks) * 512 < status.st_size;
-}
+/// More than a file that is copied without a word may have grown to.
+constexpr off_t mostInSilence = off_t{2} << 20;
 
 }  // namespace
 
@@ -60,7 +59,7 @@ ContentCopy::ContentCopy(int from, int to, const struct stat& status, const Copy
 int ContentCopy::run() {
   if (options_.method == CopyMethod::clone && clone()) return finish();
   offloads_ = status_.st_size >= leastToOffload && abilities_.canOffloadTo(to_);
-  int code = hasHoles(status_) ? copyAroundHoles() : 0;
+  int code = hasHoles() ? copyAroundHoles() : 0;
   if (code == 0 && !isAtEnd_) code = copyAll();
   return code == 0 ? finish() : code;
 }
@@ -82,13 +81,26 @@ int ContentCopy::copyAll() {
   return copyUntil(noEnd);
 }
 
+/// Blocks that lie behind the end, which some file systems reserve, make up for holes; so these are looked for.
+bool ContentCopy::hasHoles() const {
+  if (static_cast<off_t>(status_.st_blocks) * 512 < status_.st_size) return true;
+  if (status_.st_size < leastToLookInto) return false;
+  const off_t hole = systemCalls().seek(from_, 0, SEEK_HOLE);
+  if (hole < 0) return false;
+  // Where it cannot be read from its beginning any more, the way around holes says so.
+  return hole < status_.st_size || systemCalls().seek(from_, 0, SEEK_SET) != 0;
+}
+
 int ContentCopy::copyAroundHoles() {
   const off_t end = status_.st_size;
   while (position_ < end && !isAtEnd_) {
     const off_t data = systemCalls().seek(from_, position_, SEEK_DATA);
-    if (data < 0 && errno != ENXIO) return position_ == 0 ? 0 : errno;  // the file system cannot tell
-    if (data < 0) break;                                                // nothing but a hole is left
+    if (data < 0 && errno != ENXIO) {  // the file system cannot tell
+      return position_ == 0 && systemCalls().seek(from_, 0, SEEK_SET) == 0 ? 0 : errno;
+    }
+    if (data < 0) break;  // nothing but a hole is left
     const off_t hole = systemCalls().seek(from_, data, SEEK_HOLE);
+    if (hole < 0 && errno == ENXIO) break;  // it has been cut off in between
     if (hole < 0) return errno;
     position_ = data;
     if (systemCalls().seek(to_, data, SEEK_SET) < 0 || systemCalls().seek(from_, data, SEEK_SET) < 0) {
@@ -96,7 +108,11 @@ int ContentCopy::copyAroundHoles() {
     }
     if (const int code = copyUntil(hole); code != 0) return code;
   }
-  if (!isAtEnd_) position_ = end;
+  if (!isAtEnd_) {
+    struct stat now{};
+    if (systemCalls().stat(from_, &now) != 0) return errno;
+    position_ = std::max(position_, std::min(end, now.st_size));
+  }
   isAtEnd_ = true;
   return systemCalls().truncate(to_, position_) == 0 ? 0 : errno;
 }
@@ -112,6 +128,7 @@ int ContentCopy::copyUntil(off_t end) {
     if (code != 0) return code;
     if (copied == 0) isAtEnd_ = true;
     position_ += static_cast<off_t>(copied);
+    if (!progress_ && position_ > mostInSilence) return ECANCELED;
     if (!progress_ || copied == 0) continue;
     code = options_.flushPolicy == CopyFlushPolicy::written ? pace() : report();
     if (code != 0) return code;
@@ -173,7 +190,6 @@ int ContentCopy::writeAll(std::size_t size) {
 
 /// Sends what has been copied on its way to the device, and waits for what was sent before.
 int ContentCopy::pace() {
-  if (position_ - beingWrittenOut_ < windowToWriteOut) return 0;
   const auto sync = [&](off_t from, off_t until, unsigned flags) {
     return until <= from ||
            uninterrupted([&] { return systemCalls().syncRange(to_, from, until - from, flags); }) == 0;

@@ -40,7 +40,8 @@ public:
   using Progress = std::function<bool(std::int64_t copied)>;
 
   /// Progress is called at least every 8 MiB, and on slow devices oftener; with `CopyFlushPolicy::written`
-  /// of what has reached the device. An empty one is never called.
+  /// of what has reached the device. An empty one is never called; then the file is taken for a small one, and
+  /// one that has grown beyond 2 MiB ends in `ECANCELED`.
   ContentCopy(int from, int to, const struct stat& status, const CopyOptions& options,
               CopyAbilities& abilities, CopyBuffer& buffer, const Progress& progress);
 
@@ -51,6 +52,7 @@ public:
 
 private:
   [[nodiscard]] bool clone();
+  [[nodiscard]] bool hasHoles() const;
   [[nodiscard]] int copyAll();
   [[nodiscard]] int copyAroundHoles();
   [[nodiscard]] int copyUntil(off_t end);

@@ -37,7 +37,8 @@ enum class CopyMethod {
 struct CopyOptions {
   CopyMethod method = CopyMethod::copy;
   CopyFlushPolicy flushPolicy = CopyFlushPolicy::cached;
-  unsigned helpers = 3;  ///< threads beside the calling one, at the most
+  unsigned helpers = 3;    ///< threads beside the calling one, at the most
+  bool keepsParts = true;  ///< of a copy that failed, or was stopped
 };
 
 /// Copies an item, and all that is in it if it is a folder, with holes, times, modes, owners, links, hard links
@@ -55,7 +56,7 @@ struct CopyOptions {
 /// - The destination must not exist. A file gets its name when it is whole, and never in place of another.
 /// - No link is followed, not the source itself, nor one that somebody puts in the way.
 /// - Every failure is an `error` event, with the reason in `errno`; after it, and after the answer `quit`, nothing
-///   more is copied. What is there by then stays; files that were begun do not.
+///   more is copied. What is there by then stays, unless `keepsParts` is false; files that were begun do not.
 /// - What could not be kept beside the content is in the report, and is no failure.
 ///
 /// Small files are copied ahead of their events, some at a time, by other threads.

@@ -50,14 +50,13 @@ public:
   }
 
   void end() {
-    std::deque<Entry> left;  // is let go without the lock
     const NSConditionGuard guard(condition_);
     waitingCount_ = 0;
     for (Entry& entry : entries_) {
       if (entry.state == State::waiting) entry.state = State::prepared;
     }
     while (preparingCount_ > 0) condition_.wait();
-    left.swap(entries_);
+    entries_.clear();
   }
 
 private:
@@ -118,6 +117,11 @@ bool CopyQueue::add(std::unique_ptr<CopyStep> step) {
 bool CopyQueue::finishAll() {
   while (!isOver_ && shared_->size() > 0) isOver_ = !finishFirst();
   return !isOver_;
+}
+
+void CopyQueue::finishNone() {
+  isOver_ = true;
+  shared_->end();
 }
 
 void CopyQueue::prepareAll() { shared_->prepareAll(buffer_); }

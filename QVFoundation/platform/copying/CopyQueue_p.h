@@ -50,6 +50,8 @@ public:
   [[nodiscard]] bool add(std::unique_ptr<CopyStep> step);
   [[nodiscard]] bool finishAll();
 
+  /// Lets all go that wait, and returns when none is being prepared any more.
+  void finishNone();
   /// Returns when all that wait are prepared.
   void prepareAll();
   /// Of the steps that have come, how many.

@@ -18,11 +18,13 @@ enum class CopyFlushPolicy {
 struct CopyLoss {
   enum class Kind {
     owner,      ///< It belongs to who copied it; and what it might do as its owner, it may not do any more.
-    group,      ///< The same of its group.
+    group,      ///< The same of its group. The new one, and all others, may do what both could.
     mode,       ///< Who may do what.
     times,      ///< When it was changed, and when it was looked at.
     attribute,  ///< An extended attribute, see `attribute`.
-    accessList  ///< A list of who may do what. Nobody gets more than it gave.
+    /// A list of who may do what. Only the owner has the item then.
+    accessList,
+    hardLink  ///< It is an item of its own, with the same content.
   };
 
   std::string path;  ///< of the source

@@ -33,7 +33,11 @@ bool CopyRun::tell(CopyItem item, CopyStage stage, const std::string& source, st
   destination_ += below(source);
   const CopyEvent event{
       .item = item, .stage = stage, .source = source, .destination = destination_, .copied = copied};
-  if (callback_(event) == CopyAnswer::goOn) return true;
+  if (stage == CopyStage::error) errno = result_;
+  isInCallback_ = true;
+  const CopyAnswer answer = callback_(event);
+  isInCallback_ = false;
+  if (answer == CopyAnswer::goOn) return true;
   if (result_ == 0) result_ = ECANCELED;
   return false;
 }
@@ -41,7 +45,6 @@ bool CopyRun::tell(CopyItem item, CopyStage stage, const std::string& source, st
 bool CopyRun::fail(CopyItem item, const std::string& source, int code) {
   if (result_ != 0) return false;  // it has been told to end
   result_ = code;
-  errno = code;
   static_cast<void>(tell(item, CopyStage::error, source));
   return false;
 }

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,6 +14,9 @@
 #include "QVFoundation/platform/copying/OpenFolders_p.h"
 
 namespace QVFoundation::detail {
+
+/// Of opening a file: what ends when others are closed.
+[[nodiscard]] inline bool meansTooManyOpen(int code) noexcept { return code == EMFILE || code == ENFILE; }
 
 /// What the steps of one copy share: what is told to the outside, and what is known of both sides.
 ///
@@ -48,6 +53,13 @@ public:
   void keepRoom() noexcept { room_ = FileLocation(AT_FDCWD, "/").open(O_PATH); }
 
   [[nodiscard]] int result() const noexcept { return result_; }
+  /// Whether what is thrown comes from the callback.
+  [[nodiscard]] bool isInCallback() const noexcept { return isInCallback_; }
+
+  /// Which item the copy is, once it is there.
+  [[nodiscard]] const std::optional<ItemIdentity>& root() const noexcept { return root_; }
+  void setRoot(const struct stat& made) noexcept { root_ = ItemIdentity::of(made); }
+  void setRoot(const ItemIdentity& made) noexcept { root_ = made; }
 
 private:
   const std::size_t sourceLength_;       // of the root's path, without a slash at the end
@@ -58,6 +70,8 @@ private:
   std::uint64_t writtenSteps_ = 0;
   int result_ = 0;
   Descriptor room_;
+  std::optional<ItemIdentity> root_;
+  bool isInCallback_ = false;
 };
 
 }  // namespace QVFoundation::detail

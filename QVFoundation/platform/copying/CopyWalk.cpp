@@ -8,12 +8,13 @@
 #include "QVFoundation/platform/copying/FolderSteps_p.h"
 #include "QVFoundation/platform/copying/ItemMetadata_p.h"
 #include "QVFoundation/platform/files/FileStatus_p.h"
+#include "QVFoundation/platform/files/TreeRemoval_p.h"
 
 namespace QVFoundation::detail {
 
 namespace {
 
-int statusOf(const FileLocation& location, struct stat& status) noexcept {
+int statusOf(const FileLocation& location, struct stat& status) {
   if (location.error() != 0) return location.error();
   return ItemHandle(location.folder(), location.name()).status(status) == 0 ? 0 : errno;
 }
@@ -51,11 +52,23 @@ void CopyWalk::copy() {
   if (!isDone || !run_.queue.finishAll()) return;
   if (run_.options.flushPolicy == CopyFlushPolicy::cached) return;
   const OpenFolders::Folder& folder = run_.rootFolder != nullptr ? run_.rootFolder : parent_;
-  if (const int code = run_.syncVolume(folder->number()); code != 0) failRoot(code);
+  const int code = run_.syncVolume(folder->number());
+  // A folder that may not be read cannot be synchronized; what has come into it is.
+  if (code != 0 && (code != EBADF || isFolder)) failRoot(code);
+}
+
+void CopyWalk::removeCopy() {
+  if (parent_ == nullptr || !run_.root()) return;
+  const FileLocation copy(parent_->number(), name_);
+  struct stat status{};
+  if (statusOf(copy, status) != 0 || ItemIdentity::of(status) != *run_.root()) return;
+  std::string failed;
+  static_cast<void>(removeTree(FileLocation(parent_->number(), name_), destination_, failed));
 }
 
 /// 0, or why nothing can be copied there, such as that there is something already.
 int CopyWalk::openParent(const struct stat& source) {
+  if (destination_ == "/") return EEXIST;
   const std::size_t nameOffset = destination_.rfind('/') + 1;
   name_ = destination_.substr(nameOffset);
   const std::string_view path = std::string_view(destination_).substr(0, nameOffset);
@@ -76,6 +89,7 @@ bool CopyWalk::copyFolder() {
   run_.keepRoom();
   if (!enter(FileLocation(parent_->number(), name_), source_)) return false;
   run_.rootFolder = folders_.current();
+  run_.setRoot(folders_.root());
   removeAccessLists(ItemHandle(run_.rootFolder->number()));
 
   DirectoryWalk walk(FileLocation(PathView(source_)), source_, DirectoryWalk::Links::items);
@@ -110,8 +124,8 @@ bool CopyWalk::copyItem(int folder, const char* name, NSFileType type, CopyTarge
 bool CopyWalk::enterFrom(const DirectoryWalk& walk, std::string path) {
   struct stat status{};
   int code = walk.status(status) == 0 ? 0 : errno;
-  // There are ways into the source that no path shows, such as a second mount.
-  if (code == 0 && ItemIdentity::of(status) == folders_.root()) code = EINVAL;
+  // There are ways into the source that no path shows, such as a second mount; and folders may be moved.
+  if (code == 0 && folders_.contain(ItemIdentity::of(status))) code = EINVAL;
   if (code != 0) return addFailure(CopyItem::folder, std::move(path), code);
   return enter(FileLocation(folders_.current()->number(), walk.name()), std::move(path));
 }
@@ -124,7 +138,8 @@ bool CopyWalk::enter(const FileLocation& location, std::string path) {
 
 bool CopyWalk::leave(const DirectoryWalk& walk, std::string path) {
   const OpenFolders::Folder folder = folders_.current();
-  Descriptor source = steps_.open(walk.folder(), walk.name(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+  // The one that was read, whatever has its name by now.
+  Descriptor source = steps_.open(walk.opened(), ".", O_RDONLY | O_DIRECTORY);
   int code = source.isOpen() ? 0 : errno;
   if (code == 0) code = folders_.leave();
   if (code != 0) return addFailure(CopyItem::folder, std::move(path), code);

@@ -21,6 +21,8 @@ public:
 
   /// What comes of it is in the run.
   void copy();
+  /// Removes what has been made, unless something else has its name by now.
+  void removeCopy();
 
 private:
   [[nodiscard]] int openParent(const struct stat& source);

@@ -12,13 +12,18 @@ namespace QVFoundation::detail {
 namespace {
 
 constexpr off_t mostAhead = off_t{1} << 20;
+/// Of those of one batch that goes to the device together.
+constexpr off_t mostAheadOfDevice = off_t{128} << 10;
 
 /// Those that a file which nobody can open yet may have from the beginning.
 constexpr mode_t permissions = S_IRWXU | S_IRWXG | S_IRWXO;
 
 }  // namespace
 
-bool FileStep::canBePrepared() const noexcept { return status_.st_size <= mostAhead; }
+bool FileStep::canBePrepared() const noexcept {
+  if (run_.options.flushPolicy == CopyFlushPolicy::cached) return status_.st_size <= mostAhead;
+  return status_.st_size <= mostAheadOfDevice && !target_.isRoot;
+}
 
 void FileStep::prepare(CopyBuffer& buffer) noexcept {
   try {
@@ -30,18 +35,21 @@ void FileStep::prepare(CopyBuffer& buffer) noexcept {
 
 bool FileStep::finish(CopyBuffer& buffer) {
   if (!run_.tell(CopyItem::file, CopyStage::start, target_.source)) return false;
-  if (!canBePrepared()) {
-    code_ = copyWithProgress(buffer);
-  } else if (code_ == EMFILE) {
+  bool isPrepared = canBePrepared();
+  if (isPrepared && meansTooManyOpen(code_)) {
+    run_.queue.prepareAll();  // so that nobody else takes what becomes free
     run_.makeRoom();
     code_ = copy(buffer, {});
     run_.keepRoom();
   }
-  if (canBePrepared() && code_ == 0) {
-    code_ = run_.awaitWritten(number_, target_.folder->number());
+  if (!isPrepared || code_ == ECANCELED) {  // or it has grown meanwhile
+    isPrepared = false;
+    code_ = copyWithProgress(buffer);
   }
+  if (isPrepared && code_ == 0) code_ = run_.awaitWritten(number_, target_.folder->number());
   if (run_.result() != 0) return false;
   if (code_ != 0) return run_.fail(CopyItem::file, target_.source, code_);
+  if (target_.isRoot) run_.setRoot(made_);
   count();
   // What was measured, whatever has become of the file since.
   if (told_ < status_.st_size &&
@@ -53,24 +61,22 @@ bool FileStep::finish(CopyBuffer& buffer) {
 
 int FileStep::copyWithProgress(CopyBuffer& buffer) {
   return copy(buffer, [this](std::int64_t copied) {
-    const std::int64_t shown = std::min<std::int64_t>(copied, status_.st_size);
-    if (shown <= told_) return true;
-    told_ = shown;
-    return run_.tell(CopyItem::data, CopyStage::progress, target_.source, shown);
+    // Also where it has grown, and there is nothing new to count: somebody may wish to stop it.
+    told_ = std::max(told_, std::min<std::int64_t>(copied, status_.st_size));
+    return run_.tell(CopyItem::data, CopyStage::progress, target_.source, told_);
   });
 }
 
 int FileStep::copy(CopyBuffer& buffer, const ContentCopy::Progress& progress) {
   int code = copyOnce(buffer, progress);
-  if (code == EAGAIN) {
-    losses_.clear();
-    code = systemCalls().seek(source_.number(), 0, SEEK_SET) == 0 ? copyOnce(buffer, progress) : errno;
-  }
-  if (code != EMFILE) source_.close();
+  if (code == NewFile::onceMore) code = copyOnce(buffer, progress);
+  if (!meansTooManyOpen(code) && code != ECANCELED) source_.close();
   return code;
 }
 
 int FileStep::copyOnce(CopyBuffer& buffer, const ContentCopy::Progress& progress) {
+  losses_.clear();
+  if (std::exchange(isRead_, true) && systemCalls().seek(source_.number(), 0, SEEK_SET) != 0) return errno;
   NewFile file(target_.folder->number(), run_.abilities);
   if (const int code = file.open(target_.name, status_.st_mode & permissions); code != 0) return code;
   ContentCopy content(source_.number(), file.descriptor(), status_, run_.options, run_.abilities, buffer,
@@ -86,7 +92,7 @@ void FileStep::keepMetadata(const ItemHandle& file) {
   if (target_.isRoot) removeAccessList(file);
   const ItemMetadata metadata(ItemHandle(source_.number()), status_, target_.source, losses_);
   metadata.applyTo(file, target_.source, losses_);
-  if (status_.st_nlink > 1) static_cast<void>(file.status(made_));
+  if (status_.st_nlink > 1 || target_.isRoot) static_cast<void>(file.status(made_));
 }
 
 void FileStep::count() {
@@ -97,7 +103,7 @@ void FileStep::count() {
   ++amount.files;
   amount.bytes += static_cast<std::uint64_t>(size_);
   run_.addLosses(std::move(losses_));
-  if (status_.st_nlink > 1) run_.hardLinks.setMade(status_, made_);
+  if (status_.st_nlink > 1) run_.hardLinks.setMade(status_, made_, run_.below(target_.source));
 }
 
 }  // namespace QVFoundation::detail

@@ -45,6 +45,7 @@ private:
   ContentCopy::Way way_ = ContentCopy::Way::copied;
   std::int64_t size_ = 0;
   std::int64_t told_ = 0;
+  bool isRead_ = false;  // once, to its end or not
   std::vector<CopyLoss> losses_;
 };
 

@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <fcntl.h>
 #include <string_view>
 
@@ -23,10 +24,20 @@ Descriptor openBelow(int root, std::string_view path) {
 }  // namespace
 
 bool HardLinkStep::finish(CopyBuffer& buffer) {
-  if (!link()) {
+  int code = link();
+  if (meansTooManyOpen(code)) {
+    run_.queue.prepareAll();
+    run_.makeRoom();
+    code = link();
+    run_.keepRoom();
+  }
+  if (code != 0) {
+    run_.addLosses(
+        {{.path = target_.source, .kind = CopyLoss::Kind::hardLink, .attribute = {}, .code = code}});
     if (otherwise_->canBePrepared()) otherwise_->prepare(buffer);
     return otherwise_->finish(buffer);
   }
+  run_.hardLinks.countName(status_);
   if (!run_.tell(CopyItem::file, CopyStage::start, target_.source)) return false;
   ++run_.report().linked.files;
   run_.report().linked.bytes += static_cast<std::uint64_t>(status_.st_size);
@@ -37,20 +48,21 @@ bool HardLinkStep::finish(CopyBuffer& buffer) {
   return run_.tell(CopyItem::file, CopyStage::finish, target_.source);
 }
 
-bool HardLinkStep::link() const {
-  const HardLinks::Place first = run_.hardLinks.takePlace(status_);
-  if (first.path.empty()) return false;
-  const std::size_t slash = first.path.rfind('/');
+/// 0, or an `errno`.
+int HardLinkStep::link() const {
+  const auto first = run_.hardLinks.place(status_);
+  if (!first) return ENOENT;
+  const std::size_t slash = first->path.rfind('/');
   const Descriptor folder =
-      openBelow(run_.rootFolder->number(), std::string_view(first.path).substr(0, slash));
-  if (!folder.isOpen()) return false;
+      openBelow(run_.rootFolder->number(), std::string_view(first->path).substr(0, slash));
+  if (!folder.isOpen()) return errno;
   const FileLocation name(target_.folder->number(), target_.name);
-  if (FileLocation(folder.number(), first.path.substr(slash + 1)).linkTo(name) != 0) return false;
+  if (FileLocation(folder.number(), first->path.substr(slash + 1)).linkTo(name) != 0) return errno;
   struct stat made{};
   const ItemHandle item(name.folder(), name.name());
-  if (item.status(made) == 0 && ItemIdentity::of(made) == first.identity) return true;
+  if (item.status(made) == 0 && ItemIdentity::of(made) == first->identity) return 0;
   static_cast<void>(name.remove(0));  // somebody has put another item in the place of the first
-  return false;
+  return ESTALE;
 }
 
 }  // namespace QVFoundation::detail

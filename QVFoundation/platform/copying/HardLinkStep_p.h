@@ -21,7 +21,7 @@ public:
   [[nodiscard]] bool finish(CopyBuffer& buffer) override;
 
 private:
-  [[nodiscard]] bool link() const;
+  [[nodiscard]] int link() const;
 
   CopyRun& run_;
   const CopyTarget target_;

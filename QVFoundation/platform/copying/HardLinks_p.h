@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <sys/stat.h>
 #include <unordered_map>
 
@@ -15,30 +17,34 @@ namespace QVFoundation::detail {
 class HardLinks {
 public:
   struct Place {
-    std::string path;             // below the root of the copy
-    ItemIdentity identity;        // of the new item
-    std::uint64_t namesLeft = 0;  // that have not been met yet
+    std::string path;       // below the root of the copy
+    ItemIdentity identity;  // of the new item
   };
 
-  /// Whether a name of that item has been met before; else it is the first.
+  /// Whether a name of that item has been met before; else it is the first. A number may have become that of
+  /// another item meanwhile.
   [[nodiscard]] bool meet(const struct stat& source, std::string_view path) {
-    return !places_.try_emplace(ItemIdentity::of(source), Place{std::string(path), {}, source.st_nlink})
-                .second;
+    const auto [found, isFirst] = entries_.try_emplace(ItemIdentity::of(source), source, path);
+    if (isFirst) return false;
+    if (found->second.isOf(source)) return true;
+    found->second = Entry(source, path);
+    return false;
   }
-  /// Its first name has been made.
-  void setMade(const struct stat& source, const struct stat& made) {
-    if (const auto found = places_.find(ItemIdentity::of(source)); found != places_.end()) {
-      found->second.identity = ItemIdentity::of(made);
-      takeName(found);
-    }
+  /// One of its names has been made anew.
+  void setMade(const struct stat& source, const struct stat& made, std::string_view path) {
+    if (Entry* const entry = find(source)) entry->place = {std::string(path), ItemIdentity::of(made)};
+    countName(source);
   }
-  /// Another name is to be made.
-  [[nodiscard]] Place takePlace(const struct stat& source) {
-    const auto found = places_.find(ItemIdentity::of(source));
-    if (found == places_.end()) return {};
-    Place place = found->second;
-    takeName(found);
-    return place;
+  /// Where there is one that another name can be given to.
+  [[nodiscard]] std::optional<Place> place(const struct stat& source) {
+    const Entry* const entry = find(source);
+    return entry != nullptr && entry->place.identity != ItemIdentity() ? std::optional(entry->place)
+                                                                       : std::nullopt;
+  }
+  /// A name has been made. With the last one the item is forgotten.
+  void countName(const struct stat& source) {
+    Entry* const entry = find(source);
+    if (entry != nullptr && --entry->namesLeft == 0) entries_.erase(ItemIdentity::of(source));
   }
 
 private:
@@ -47,13 +53,32 @@ private:
       return std::hash<std::uint64_t>()(identity.number ^ (identity.device << 32));
     }
   };
-  using Places = std::unordered_map<ItemIdentity, Place, Hash>;
+  struct Entry {
+    Entry(const struct stat& source, std::string_view path)
+        : place{std::string(path), {}},
+          namesLeft(source.st_nlink),
+          size(source.st_size),
+          modified(source.st_mtim),
+          type(source.st_mode & S_IFMT) {}
 
-  void takeName(Places::iterator place) {
-    if (--place->second.namesLeft == 0) places_.erase(place);
+    [[nodiscard]] bool isOf(const struct stat& source) const noexcept {
+      return size == source.st_size && type == (source.st_mode & S_IFMT) &&
+             modified.tv_sec == source.st_mtim.tv_sec && modified.tv_nsec == source.st_mtim.tv_nsec;
+    }
+
+    Place place;  // without an identity until it is made
+    std::uint64_t namesLeft;
+    off_t size;
+    timespec modified;
+    mode_t type;
+  };
+
+  [[nodiscard]] Entry* find(const struct stat& source) {
+    const auto found = entries_.find(ItemIdentity::of(source));
+    return found != entries_.end() && found->second.isOf(source) ? &found->second : nullptr;
   }
 
-  Places places_;
+  std::unordered_map<ItemIdentity, Entry, Hash> entries_;
 };
 
 }  // namespace QVFoundation::detail

@@ -134,10 +134,13 @@ private:
     mode_t mode = wanted_.status_.st_mode & ~mode_t{S_IFMT};
     // What it does as its owner or group it may do as no other.
     if (!keepsOwner_ || !keepsGroup_) mode &= ~setIDBits;
-    // Another group may do what all others may, and no more.
-    if (!keepsGroup_) mode &= ~mode_t{S_IRWXG} | (mode & S_IRWXO) << 3;
-    // Where there was a list, these bits were the most that anybody on it had.
-    if (!keepsAccessList_) mode &= ~mode_t{S_IRWXG};
+    // Another group, and all others, among whom the former one is now, may do what both could.
+    if (!keepsGroup_) {
+      const mode_t both = (mode >> 3) & mode & S_IRWXO;
+      mode = (mode & ~mode_t{S_IRWXG | S_IRWXO}) | both << 3 | both;
+    }
+    // What these bits say of others does not hold for those who were on the list.
+    if (!keepsAccessList_) mode &= ~mode_t{S_IRWXG | S_IRWXO};
     return mode;
   }
 

@@ -29,7 +29,8 @@ NewFile::~NewFile() {
 
 int NewFile::open(std::string_view name, mode_t mode) {
   if (CopyAbilities::can(abilities_.unnamedFiles)) {
-    file_ = FileLocation(folder_, ".").open(O_TMPFILE | O_WRONLY, mode);
+    // To be written to also through what asks for the mode, as attributes do.
+    file_ = FileLocation(folder_, ".").open(O_TMPFILE | O_WRONLY, mode | S_IWUSR);
     if (file_.isOpen()) return 0;
     if (!meansNoUnnamedFiles(errno)) return errno;
     CopyAbilities::refuse(abilities_.unnamedFiles);
@@ -48,6 +49,8 @@ int NewFile::open(std::string_view name, mode_t mode) {
 
 int NewFile::place(const char* name) {
   if (!waiting_) return placeUnnamed(name);
+  // Some file systems say only now that they could not keep what they took (close(2)).
+  if (systemCalls().close(file_.release()) != 0 && errno != EINTR) return errno;
   const int code = renameWithoutReplacing(*waiting_, FileLocation(folder_, name));
   if (code == 0) waiting_.reset();
   return code;
@@ -70,7 +73,7 @@ int NewFile::placeUnnamed(const char* name) {
 int NewFile::codeOfLink() const noexcept {
   if (!meansNoNaming(errno)) return errno;
   CopyAbilities::refuse(abilities_.unnamedFiles);
-  return EAGAIN;
+  return onceMore;
 }
 
 }  // namespace QVFoundation::detail

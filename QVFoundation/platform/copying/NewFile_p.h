@@ -25,7 +25,8 @@ public:
   /// Nobody but the owner may open a file that has a name by then; else the mode counts, less the process's mask.
   [[nodiscard]] int open(std::string_view name, mode_t mode);
   [[nodiscard]] int descriptor() const noexcept { return file_.number(); }
-  /// Never in place of another item. `EAGAIN` where a file without a name can get none here: from then on
+  static constexpr int onceMore = -1;
+  /// Never in place of another item. `onceMore` where a file without a name can get none here: from then on
   /// files are made with one, so that it is worth another try.
   [[nodiscard]] int place(const char* name);
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 #include <utility>
@@ -28,6 +29,10 @@ public:
   [[nodiscard]] const Folder& current() const noexcept { return levels_.back().folder; }
   /// Which item the first one is.
   [[nodiscard]] const ItemIdentity& root() const noexcept { return levels_.front().identity; }
+  /// Whether an item is one of them.
+  [[nodiscard]] bool contain(const ItemIdentity& item) const noexcept {
+    return std::ranges::find(levels_, item, &Level::identity) != levels_.end();
+  }
 
   /// Goes back to the one above, if there is one.
   [[nodiscard]] int leave();

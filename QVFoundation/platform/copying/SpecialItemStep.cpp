@@ -13,8 +13,10 @@ bool SpecialItemStep::finish(CopyBuffer& /*buffer*/) {
   if (target_.isRoot && !S_ISLNK(metadata_.status().st_mode)) removeAccessList(item);
   metadata_.applyTo(item, source, losses_);
   struct stat made{};
-  if (metadata_.status().st_nlink > 1 && item.status(made) == 0) {
-    run_.hardLinks.setMade(metadata_.status(), made);
+  const bool isKnown = item.status(made) == 0;
+  if (isKnown && target_.isRoot) run_.setRoot(made);
+  if (isKnown && metadata_.status().st_nlink > 1) {
+    run_.hardLinks.setMade(metadata_.status(), made, run_.below(source));
   }
   run_.addLosses(std::move(losses_));
   ++run_.report().others;

@@ -56,16 +56,29 @@ Descriptor StepMaker::openSource(int folder, const char* name) const {
   constexpr int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK;
   if (CopyAbilities::can(run_.abilities.quietReads)) {
     Descriptor source = open(folder, name, flags | O_NOATIME);
-    if (source.isOpen() || errno != EPERM) return source;
-    CopyAbilities::refuse(run_.abilities.quietReads);
+    if (source.isOpen() || (errno != EPERM && errno != EAGAIN)) return source;
+    if (errno == EPERM) CopyAbilities::refuse(run_.abilities.quietReads);
   }
-  return open(folder, name, flags);
+  Descriptor source = open(folder, name, flags);
+  return source.isOpen() || errno != EAGAIN ? std::move(source) : openLeased(folder, name);
+}
+
+/// A file that somebody has leased (fcntl(2)) is given back to an open that waits for it.
+Descriptor StepMaker::openLeased(int folder, const char* name) const {
+  const Descriptor item = open(folder, name, O_PATH | O_NOFOLLOW);
+  struct stat status{};
+  if (!item.isOpen() || systemCalls().stat(item.number(), &status) != 0) return {};
+  if (S_ISREG(status.st_mode)) {
+    return FileLocation("/proc/self/fd/" + std::to_string(item.number())).open(O_RDONLY);
+  }
+  errno = EAGAIN;
+  return {};
 }
 
 Descriptor StepMaker::open(int folder, const char* name, int flags) const {
   const FileLocation location(folder, name);
   Descriptor opened = location.open(flags);
-  if (opened.isOpen() || errno != EMFILE || !run_.queue.finishAll()) return opened;
+  if (opened.isOpen() || !meansTooManyOpen(errno) || !run_.queue.finishAll()) return opened;
   return location.open(flags);
 }
 

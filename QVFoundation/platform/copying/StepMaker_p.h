@@ -33,6 +33,7 @@ private:
                                                          const CopyTarget& target,
                                                          const struct stat& status) const;
   [[nodiscard]] Descriptor openSource(int folder, const char* name) const;
+  [[nodiscard]] Descriptor openLeased(int folder, const char* name) const;
 
   CopyRun& run_;
 };

@@ -143,8 +143,9 @@ bool DirectoryWalk::take(const dirent64& entry) {
   type_ = fileTypeOfEntry(entry);
   if (entry.d_type == DT_UNKNOWN) {
     struct stat status{};
-    if (this->status(status) != 0) return false;
-    type_ = fileTypeOfMode(status.st_mode);
+    const bool isKnown = this->status(status) == 0;
+    if (!isKnown && errno == ENOENT) return false;  // it has gone by now
+    type_ = isKnown ? fileTypeOfMode(status.st_mode) : NSFileType::none;
   }
   if (type_ == NSFileType::symbolicLink && links_ == Links::followed) return followLink();
   // Behind a link also a plain folder may lead back, down to where the walk came from.

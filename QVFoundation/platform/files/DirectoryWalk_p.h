@@ -60,12 +60,14 @@ public:
 
   // What the last event was about.
   [[nodiscard]] std::string_view path() const noexcept { return path_; }
-  [[nodiscard]] const char* name() const noexcept;  ///< of the root: as it was given
-  [[nodiscard]] NSFileType type() const noexcept { return type_; }
+  [[nodiscard]] const char* name() const noexcept;                  ///< of the root: as it was given
+  [[nodiscard]] NSFileType type() const noexcept { return type_; }  ///< `none` where it cannot be told
   /// Whether a `directory` is one that the walk is in, so that it would go round in a circle.
   [[nodiscard]] bool leadsBack() const noexcept { return leadsBack_; }
   [[nodiscard]] std::size_t depth() const noexcept { return depth_; }  ///< of the root 0
   [[nodiscard]] int error() const noexcept { return error_; }          ///< the `errno` of `unreadable`
+  /// After `left`: the folder itself, as it was read; -1 where it could not be opened again.
+  [[nodiscard]] int opened() const noexcept { return frames_.back().folder.number(); }
   /// The open folder that has the item; -1 where it could not be opened again.
   [[nodiscard]] int folder() const noexcept;
   // Of the item itself, links not followed. 0, or -1 and `errno`.

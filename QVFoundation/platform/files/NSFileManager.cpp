@@ -59,23 +59,19 @@ int createFolders(PathView path) {
   return 0;
 }
 
-/// Copies an item whole, or not at all: what it has made of one that fails is removed again. 0, or an `errno` and the
-/// path of what failed.
+/// Copies an item whole, or not at all. 0, or an `errno` and the path of what failed.
 int copyAll(PathView path, PathView toPath, CopyFlushPolicy flushPolicy, std::string& failed) {
-  bool hasBegun = false;  // so that the destination is what this has made
+  bool hasBegun = false;
   const auto callback = [&](const detail::CopyEvent& event) {
     if (event.stage == detail::CopyStage::error) failed = event.source;
     hasBegun = hasBegun || event.stage == detail::CopyStage::start;
     return detail::CopyAnswer::goOn;
   };
   CopyReport report;
-  const int code = detail::copyItem(
-      path, toPath, {.method = detail::CopyMethod::clone, .flushPolicy = flushPolicy}, callback, report);
-  if (code == 0) return 0;
+  const detail::CopyOptions options{
+      .method = detail::CopyMethod::clone, .flushPolicy = flushPolicy, .keepsParts = false};
+  const int code = detail::copyItem(path, toPath, options, callback, report);
   if (code == EEXIST && !hasBegun) failed = toPath;
-  std::string left;
-  const std::string_view item = detail::withoutFinalSlashes(toPath);
-  if (hasBegun) static_cast<void>(detail::removeTree(FileLocation(item), item, left));
   return code;
 }
 

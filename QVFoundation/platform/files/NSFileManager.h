@@ -69,7 +69,7 @@ public:
   bool removeItemAtPath(PathView path, std::optional<NSError>* error = nullptr) const;
   /// Copies an item, and all that is in it, with all that `XRCopyFileOperation` keeps; files share their
   /// blocks with the source where the file system can do that. What is there already is never replaced. Where
-  /// it fails, what it has made is removed again.
+  /// it fails, what it has made is removed again, with whatever others have put into it.
   bool copyItemAtPath(PathView path, PathView toPath, std::optional<NSError>* error = nullptr) const;
   /// Gives an item another path. What is there already is never replaced. On the same volume that is one
   /// step. To another one it is copied as above, and goes when the copy is on the device; nobody may
