@@ -42,7 +42,9 @@ CopyReport Backup::perform() {
     Backup& backup;
     ~Cleanup() {
       std::optional<NSError> error;
-      if (!isTaken(backup.temporary_) || files().removeItemAtPath(backup.temporary_, &error)) return;
+      if (!isTaken(backup.temporary_) ||
+          files().removeItemAtPath(backup.temporary_, &error, NSFileManager::ReadOnlyFolders::remove))
+        return;
       (void)backup.logError(*error);
     }
   } const cleanup{*this};
@@ -172,7 +174,8 @@ bool Backup::noteEqual(std::string_view line, NSProgress& equal) const {
 void Backup::giveName() {
   const bool replaces = conflict_ == Conflict::replace && isTaken(destination_);
   std::optional<NSError> error;
-  const bool isDone = replaces ? files().replaceItemAtPath(destination_, temporary_, &error)
+  const bool isDone = replaces ? files().replaceItemAtPath(destination_, temporary_, &error) ==
+                                     NSFileManager::Replacement::done
                                : files().moveItemAtPath(temporary_, destination_, &error);
   if (!isDone) throw NSError(*error);
 }

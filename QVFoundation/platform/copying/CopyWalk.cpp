@@ -63,7 +63,8 @@ void CopyWalk::removeCopy() {
   struct stat status{};
   if (statusOf(copy, status) != 0 || ItemIdentity::of(status) != *run_.root()) return;
   std::string failed;
-  static_cast<void>(removeTree(FileLocation(parent_->number(), name_), destination_, failed));
+  static_cast<void>(
+      removeTree(FileLocation(parent_->number(), name_), destination_, failed, ClosedFolders::areOpened));
 }
 
 /// 0, or why nothing can be copied there, such as that there is something already.

@@ -150,11 +150,14 @@ bool NSFileManager::createDirectoryAtPath(PathView path, WithIntermediateDirecto
   return succeeds(code, path, "created", error);
 }
 
-bool NSFileManager::removeItemAtPath(PathView path, std::optional<NSError>* error) const {
+bool NSFileManager::removeItemAtPath(PathView path, std::optional<NSError>* error,
+                                     ReadOnlyFolders readOnlyFolders) const {
   // A slash at the end would have the system follow a link.
   const std::string_view item = detail::withoutFinalSlashes(path);
   std::string failed;
-  const int code = detail::removeTree(FileLocation(item), item, failed);
+  const auto closedFolders = readOnlyFolders == ReadOnlyFolders::remove ? detail::ClosedFolders::areOpened
+                                                                        : detail::ClosedFolders::stay;
+  const int code = detail::removeTree(FileLocation(item), item, failed, closedFolders);
   return succeeds(code, failed, "removed", error);
 }
 
@@ -170,29 +173,37 @@ bool NSFileManager::moveItemAtPath(PathView path, PathView toPath, std::optional
   // On the device before the source goes.
   if (code == EXDEV) {
     code = copyAll(path, toPath, CopyFlushPolicy::written, failed);
-    if (code == 0) return removeItemAtPath(path, error);
+    if (code == 0) return removeItemAtPath(path, error, ReadOnlyFolders::remove);
   }
   if (code == EEXIST) failed = toPath;
   return succeeds(code, failed, transferAction(code, "moved", toPath), error);
 }
 
-bool NSFileManager::replaceItemAtPath(PathView path, PathView withItemAtPath,
-                                      std::optional<NSError>* error) const {
+NSFileManager::Replacement NSFileManager::replaceItemAtPath(PathView path, PathView withItemAtPath,
+                                                            std::optional<NSError>* error) const {
+  const auto removeOldItem = [&](PathView oldItem) {
+    return removeItemAtPath(oldItem, error, ReadOnlyFolders::remove) ? Replacement::done
+                                                                     : Replacement::leftOldItem;
+  };
+  const auto fail = [&](int code, PathView failed) {
+    static_cast<void>(succeeds(code, failed, "replaced", error));
+    return Replacement::failed;
+  };
   const FileLocation place(path);
   const FileLocation item(withItemAtPath);
-  if (item.renameTo(place, RENAME_EXCHANGE) == 0) return removeItemAtPath(withItemAtPath, error);
-  if (errno != EINVAL && errno != ENOSYS) return succeeds(errno, path, "replaced", error);
+  if (item.renameTo(place, RENAME_EXCHANGE) == 0) return removeOldItem(withItemAtPath);
+  if (errno != EINVAL && errno != ENOSYS) return fail(errno, path);
 
   const std::string_view text = detail::withoutFinalSlashes(path);
   const std::size_t nameOffset = text.rfind('/') + 1;
   const std::string aside =
       std::string(text.substr(0, nameOffset)) + detail::waitingName(text.substr(nameOffset));
   int code = detail::renameWithoutReplacing(place, FileLocation(aside));
-  if (code != 0) return succeeds(code, path, "replaced", error);
+  if (code != 0) return fail(code, path);
   code = detail::renameWithoutReplacing(item, place);
-  if (code == 0) return removeItemAtPath(aside, error);
+  if (code == 0) return removeOldItem(aside);
   const bool isBack = detail::renameWithoutReplacing(FileLocation(aside), place) == 0;
-  return succeeds(code, isBack ? path : PathView(aside), "replaced", error);
+  return fail(code, isBack ? path : PathView(aside));
 }
 
 }  // namespace QVFoundation

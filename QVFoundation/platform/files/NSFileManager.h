@@ -63,10 +63,15 @@ public:
   /// ones, those on the way are created too, and one that exists already is no failure.
   bool createDirectoryAtPath(PathView path, WithIntermediateDirectories intermediates,
                              std::optional<NSError>* error = nullptr) const;
+  enum class ReadOnlyFolders {
+    refuse,  ///< what is in a folder that may not be written to cannot be removed, and is the failure
+    remove   ///< who owns it has its mode changed before
+  };
   /// Removes an item, and all that is in it. No link is followed out of the folder, whatever others do
   /// meanwhile. Ends at the first item that cannot be removed; what was removed before stays so. A path that
   /// ends in "." or "..", and the root, are refused.
-  bool removeItemAtPath(PathView path, std::optional<NSError>* error = nullptr) const;
+  bool removeItemAtPath(PathView path, std::optional<NSError>* error = nullptr,
+                        ReadOnlyFolders readOnlyFolders = ReadOnlyFolders::refuse) const;
   /// Copies an item, and all that is in it, with all that `XRCopyFileOperation` keeps; files share their
   /// blocks with the source where the file system can do that. What is there already is never replaced. Where
   /// it fails, what it has made is removed again, with whatever others have put into it.
@@ -75,12 +80,16 @@ public:
   /// step. To another one it is copied as above, and goes when the copy is on the device; nobody may
   /// change it meanwhile. What the other volume cannot keep beside the content, such as owners, is lost.
   bool moveItemAtPath(PathView path, PathView toPath, std::optional<NSError>* error = nullptr) const;
-  /// Puts an item of the same volume in the place of another one, which then goes. At each moment the path leads
-  /// to one of the two, and both are whole; on file systems that cannot exchange names it leads nowhere for
-  /// a moment. Where the old one cannot be removed, what is left of it has the new one's former path, or a
-  /// hidden one beside it, which the error names.
-  bool replaceItemAtPath(PathView path, PathView withItemAtPath,
-                         std::optional<NSError>* error = nullptr) const;
+  enum class Replacement {
+    failed,       ///< all is as it was, unless the error names the hidden path that the old item has now
+    leftOldItem,  ///< it is done, but what it replaced could not be removed; the error names its path
+    done
+  };
+  /// Puts an item of the same volume in the place of another one, which then goes, whoever may write to its
+  /// folders. At each moment the path leads to one of the two, and it is whole; on file systems that cannot
+  /// exchange names it leads nowhere for a moment.
+  Replacement replaceItemAtPath(PathView path, PathView withItemAtPath,
+                                std::optional<NSError>* error = nullptr) const;
 
   /// How a folder stands to an item: `contains` it at any depth, is the `same`, or neither. A link to the
   /// folder is followed, one that is the item is not.

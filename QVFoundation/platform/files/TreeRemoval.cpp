@@ -11,22 +11,32 @@ namespace {
 // Who fills a folder faster than it is emptied does not keep us here for ever.
 constexpr int mostRepetitions = 10'000;
 
-int removeFromFolder(const DirectoryWalk& walk, int flags) {
-  return uninterrupted([&] { return systemCalls().remove(walk.folder(), walk.name(), flags); });
+int removeFromFolder(const DirectoryWalk& walk, int flags, ClosedFolders closedFolders) {
+  const auto remove = [&] { return systemCalls().remove(walk.folder(), walk.name(), flags); };
+  const int result = uninterrupted(remove);
+  if (result == 0 || errno != EACCES || closedFolders == ClosedFolders::stay || walk.depth() == 0)
+    return result;
+  const int opened = uninterrupted([&] { return systemCalls().changeMode(walk.folder(), S_IRWXU); });
+  if (opened == 0) return uninterrupted(remove);
+  errno = EACCES;
+  return result;
 }
 
 /// Removes what the walk is about. 0, or an `errno`.
-int removeVisited(DirectoryWalk& walk, DirectoryWalk::Event event, int& repetitions) {
+int removeVisited(DirectoryWalk& walk, DirectoryWalk::Event event, ClosedFolders closedFolders,
+                  int& repetitions) {
   using Event = DirectoryWalk::Event;
   switch (event) {
-    case Event::item: return removeFromFolder(walk, 0) == 0 || errno == ENOENT ? 0 : errno;
+    case Event::item: return removeFromFolder(walk, 0, closedFolders) == 0 || errno == ENOENT ? 0 : errno;
     case Event::left:
-      if (removeFromFolder(walk, AT_REMOVEDIR) == 0 || errno == ENOENT) return 0;
+      if (removeFromFolder(walk, AT_REMOVEDIR, closedFolders) == 0 || errno == ENOENT) return 0;
       // Something came meanwhile, or the file system passed over entries since others were removed.
       if ((errno != ENOTEMPTY && errno != EEXIST) || ++repetitions > mostRepetitions) return errno;
       return walk.again() ? 0 : ENOTEMPTY;
     case Event::unreadable:  // an empty folder goes also if nobody may read it
-      return walk.error() == ENOENT || removeFromFolder(walk, AT_REMOVEDIR) == 0 ? 0 : walk.error();
+      return walk.error() == ENOENT || removeFromFolder(walk, AT_REMOVEDIR, closedFolders) == 0
+                 ? 0
+                 : walk.error();
     case Event::directory:
     case Event::end: return 0;
   }
@@ -35,7 +45,7 @@ int removeVisited(DirectoryWalk& walk, DirectoryWalk::Event event, int& repetiti
 
 }  // namespace
 
-int removeTree(FileLocation location, PathView path, std::string& failed) {
+int removeTree(FileLocation location, PathView path, std::string& failed, ClosedFolders closedFolders) {
   failed = path.text();
   // No names of items: what they lead to would be emptied, and then stay.
   const std::string name = lastPathComponent(path);
@@ -47,7 +57,7 @@ int removeTree(FileLocation location, PathView path, std::string& failed) {
   DirectoryWalk walk(std::move(location), path, DirectoryWalk::Links::items);
   int repetitions = 0;
   for (auto event = walk.next(); event != DirectoryWalk::Event::end; event = walk.next()) {
-    int failure = removeVisited(walk, event, repetitions);
+    int failure = removeVisited(walk, event, closedFolders, repetitions);
     if (failure == ENOTDIR && walk.depth() == 0) failure = code;  // a file that the system protects
     if (failure == 0) continue;
     failed = walk.path();

@@ -245,7 +245,7 @@ TEST_F(NSFileManagerTest, replacesAnItemAndLosesNeitherBeforeTheOtherIsThere) {
               });
           return files.replaceItemAtPath(folder / "letter", folder / "new", &error);
         },
-        [&](bool hasReplaced) {
+        [&](NSFileManager::Replacement result) {
           std::vector<std::string> contents;
           for (const auto& item : fs::recursive_directory_iterator(folder.path())) {
             if (item.is_regular_file()) contents.push_back(contentOf(item));
@@ -253,10 +253,12 @@ TEST_F(NSFileManagerTest, replacesAnItemAndLosesNeitherBeforeTheOtherIsThere) {
           EXPECT_THAT(contents, ::testing::Contains("new"));
           const bool isNew = contentOf(folder / "letter/page") == "new";
           EXPECT_TRUE(isNew || std::ranges::count(contents, "old") == 1);
-          EXPECT_EQ(hasReplaced, isNew && contents.size() == 1);
+          EXPECT_EQ(result != NSFileManager::Replacement::failed, isNew);
+          EXPECT_EQ(result == NSFileManager::Replacement::done, isNew && contents.size() == 1);
         });
   }
-  EXPECT_FALSE(files.replaceItemAtPath(folder / "none", folder / "letter", &error));
+  EXPECT_EQ(files.replaceItemAtPath(folder / "none", folder / "letter", &error),
+            NSFileManager::Replacement::failed);
   EXPECT_EQ(error->code(), NSFileNoSuchFileError);
 }
 
