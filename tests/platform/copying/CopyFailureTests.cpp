@@ -1,6 +1,9 @@
 #include <csignal>
+#include <fcntl.h>
 #include <filesystem>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <tuple>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -216,6 +219,103 @@ TEST_F(CopyFailureTest, tellsTheSizeThatWasMeasuredWhateverBecomesOfTheFile) {
     EXPECT_EQ(result.bytes, 4 * mebibyte);
     EXPECT_EQ(fs::file_size(copy), fs::file_size(source));
   }
+}
+
+// Whoever appends as fast as it is copied.
+TEST_F(CopyFailureTest, canBeStoppedWhileAFileGrows) {
+  for (const std::size_t size : {std::size_t{100}, 3 * mebibyte}) {
+    fs::remove_all(copy);
+    makeFile(source, std::string(size, 'x'));
+    const SystemHook read(&SystemCalls::read, [&](auto original, int file, void* buffer, std::size_t most) {
+      fs::resize_file(source, fs::file_size(source) + 2 * most);
+      return original(file, buffer, most);
+    });
+    const auto result = copyOf(source, copy, {{.helpers = 0}, 6, {}});
+    EXPECT_EQ(result.code, ECANCELED);
+    EXPECT_LE(result.bytes, size);
+    EXPECT_FALSE(fs::exists(copy));
+  }
+}
+
+// A folder of the same name, but another, is there when the copy of the first one is finished.
+TEST_F(CopyFailureTest, finishesAFolderAsTheOneThatWasRead) {
+  makeTree();
+  fs::permissions(source / "a", fs::perms::owner_all);
+  const auto result =
+      copyOf(source, copy, {{.helpers = 0}, 0, [&](const CopyEvent& event) {
+                              if (event.stage != CopyStage::start || fs::exists(folder / "hidden")) return;
+                              if (!std::string_view(event.source).ends_with("/text")) return;
+                              fs::rename(source / "a", folder / "hidden");
+                              fs::create_directory(source / "a");
+                            }});
+  EXPECT_EQ(result.code, 0);
+  EXPECT_EQ(fs::status(copy / "a").permissions(), fs::perms::owner_all);
+}
+
+TEST_F(CopyFailureTest, linksToTheNextWhereOneLinkCannotBeMade) {
+  fs::create_directories(source);
+  makeFile(source / "0", "text");
+  for (const char* name : {"1", "2", "3"}) fs::create_hard_link(source / "0", source / name);
+  int links = 0;
+  const SystemHook link(&SystemCalls::link, [&](auto original, auto... args) {
+    const bool isFurtherName = std::get<4>(std::tuple(args...)) == 0;
+    if (!isFurtherName || ++links != 1) return original(args...);
+    errno = EMLINK;
+    return -1;
+  });
+  const auto result = copyOf(source, copy, {{.helpers = 0}, 0, {}});
+  EXPECT_EQ(result.code, 0);
+  EXPECT_EQ(result.report.linked.files, 2);
+  EXPECT_EQ(result.report.lossCount, 1);
+  EXPECT_EQ(result.report.losses.at(0).kind, CopyLoss::Kind::hardLink);
+}
+
+// The number of a file that has gone may be that of another one by the time that it is met.
+TEST_F(CopyFailureTest, linksOnlyWhatIsTheSame) {
+  fs::create_directories(source);
+  makeFile(source / "0", "text");
+  fs::create_hard_link(source / "0", source / "1");
+  int files = 0;
+  const SystemHook stat(&SystemCalls::stat, [&](auto original, int file, struct stat* status) {
+    const int result = original(file, status);
+    if (S_ISREG(status->st_mode) && status->st_nlink == 2 && ++files == 2) ++status->st_mtim.tv_sec;
+    return result;
+  });
+  const auto result = copyOf(source, copy, {{.helpers = 0}, 0, {}});
+  EXPECT_EQ(result.code, 0);
+  EXPECT_EQ(result.report.linked.files, 0);
+  EXPECT_EQ(result.report.copied.files, 2);
+}
+
+TEST_F(CopyFailureTest, ownsUpToWhatIsSaidOnlyAtClosing) {
+  makeTree();
+  const SystemHook unnamed(&SystemCalls::open,
+                           [](auto original, int place, const char* path, int flags, mode_t mode) {
+                             if ((flags & O_TMPFILE) != O_TMPFILE) return original(place, path, flags, mode);
+                             errno = EOPNOTSUPP;
+                             return -1;
+                           });
+  const SystemHook close(&SystemCalls::close, [](auto original, int file) {
+    const bool isNew = (fcntl(file, F_GETFL) & O_ACCMODE) == O_WRONLY;
+    original(file);
+    errno = EDQUOT;
+    return isNew ? -1 : 0;
+  });
+  const auto result = copyOf(source, copy, {{.helpers = 0}, 0, {}});
+  EXPECT_EQ(result.code, EDQUOT);
+  expectWholeFiles();
+}
+
+TEST_F(CopyFailureTest, endsWhereACopyIsMovedIntoItsSource) {
+  makeTree();
+  const auto result =
+      copyOf(source, copy, {{.helpers = 0}, 0, [&](const CopyEvent& event) {
+                              if (event.stage != CopyStage::start || !event.source.ends_with("/a")) return;
+                              fs::create_directory(source / "a/zz");
+                              fs::rename(copy / "a", source / "a/zz/in");
+                            }});
+  EXPECT_TRUE(result.code == 0 || result.code == EINVAL) << "by whether its folder had been read";
+  EXPECT_LT(result.report.folders, 10);
 }
 
 TEST_F(CopyFailureTest, leavesNothingHalfWhenItIsKilled) {

@@ -226,6 +226,28 @@ TEST_F(NSFileManagerTest, copiesAndMovesToAnotherVolumeWholeOrNotAtAll) {
       });
 }
 
+TEST_F(NSFileManagerTest, removesNothingOfOthersAfterACopyThatFails) {
+  makeFile(folder / "large", std::string(3 << 20, 'l'));
+  fs::create_directory(folder / "folder");
+  makeFile(folder / "folder/file", "x");
+  // Others take the name: while a file is copied, and once a folder was made.
+  for (const char* source : {"large", "folder"}) {
+    const fs::path copy = folder / "copy";
+    bool isTaken = false;
+    const testing::SystemHook write(&detail::SystemCalls::write, [&](const auto&, auto...) {
+      if (!std::exchange(isTaken, true)) {
+        if (fs::exists(copy)) fs::rename(copy, folder / "moved");
+        makeFile(copy, "precious");
+      }
+      errno = ENOSPC;
+      return -1;
+    });
+    EXPECT_FALSE(files.copyItemAtPath(folder / source, copy, &error));
+    EXPECT_EQ(contentOf(copy), "precious") << source;
+    fs::remove(copy);
+  }
+}
+
 TEST_F(NSFileManagerTest, replacesAnItemAndLosesNeitherBeforeTheOtherIsThere) {
   for (const bool canExchange : {true, false}) {
     testing::failAtEachCall(
@@ -277,6 +299,24 @@ protected:
 
   const TemporaryFolder outside;
 };
+
+TEST_F(RemovalTest, opensReadOnlyFoldersWhereItIsToldTo) {
+  // As the system does for those who may not do everything.
+  const testing::SystemHook remove(&detail::SystemCalls::remove,
+                                   [](const auto& original, int place, const char* name, int flags) {
+                                     struct stat status{};
+                                     const bool isKnown = fstat(place, &status) == 0;
+                                     if (!isKnown || (status.st_mode & S_IWUSR) != 0)
+                                       return original(place, name, flags);
+                                     errno = EACCES;
+                                     return -1;
+                                   });
+  chmod((folder / "top/a/b").c_str(), 0555);
+  EXPECT_FALSE(files.removeItemAtPath(folder / "top", &error));
+  EXPECT_EQ(cause(), EACCES);
+  EXPECT_TRUE(files.removeItemAtPath(folder / "top", &error, NSFileManager::ReadOnlyFolders::remove));
+  EXPECT_FALSE(fs::exists(folder / "top"));
+}
 
 TEST_F(RemovalTest, takesAllThatIsInAFolderAndNothingBehindLinks) {
   EXPECT_TRUE(files.removeItemAtPath(folder / "top/link"));
