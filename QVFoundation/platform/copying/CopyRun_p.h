@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdint>
 #include <optional>
@@ -49,8 +50,12 @@ public:
     return source.substr(std::min(sourceLength_, source.size()));
   }
   /// Of what is opened at the most, one is kept back for the step that is to be finished, or all would wait for each other.
-  void makeRoom() noexcept { room_.close(); }
-  void keepRoom() noexcept { room_ = FileLocation(AT_FDCWD, "/").open(O_PATH); }
+  void makeRoom() noexcept {
+    for (Descriptor& file : room_) file.close();
+  }
+  void keepRoom() noexcept {
+    for (Descriptor& file : room_) file = FileLocation(AT_FDCWD, "/").open(O_PATH);
+  }
 
   [[nodiscard]] int result() const noexcept { return result_; }
   /// Whether what is thrown comes from the callback.
@@ -69,7 +74,7 @@ private:
   CopyReport& report_;
   std::uint64_t writtenSteps_ = 0;
   int result_ = 0;
-  Descriptor room_;
+  std::array<Descriptor, 2> room_;
   std::optional<ItemIdentity> root_;
   bool isInCallback_ = false;
 };

@@ -128,6 +128,7 @@ bool CopyWalk::enterFrom(const DirectoryWalk& walk, std::string path) {
   // There are ways into the source that no path shows, such as a second mount; and folders may be moved.
   if (code == 0 && folders_.contain(ItemIdentity::of(status))) code = EINVAL;
   if (code != 0) return addFailure(CopyItem::folder, std::move(path), code);
+  static_cast<void>(steps_.open(walk.folder(), walk.name(), O_PATH));  // leaves room for the walk to enter it
   return enter(FileLocation(folders_.current()->number(), walk.name()), std::move(path));
 }
 
