@@ -16,7 +16,7 @@ public:
   std::atomic<bool> clones{true};        ///< give a file the blocks of another
   std::atomic<bool> offloads{true};      ///< copy without a way through this process
   std::atomic<bool> unnamedFiles{true};  ///< make files without a name, and give them one when they are whole
-  /// Give them one by their descriptors alone, which takes a privilege or Linux 6.10; else it is by way of /proc.
+  /// Give them one by their descriptors alone, which takes a privilege or Linux 6.10; else by way of /proc.
   std::atomic<bool> linksByDescriptor{true};
   std::atomic<bool> quietReads{true};  ///< read without a note of when
 

@@ -55,8 +55,9 @@ struct CopyOptions {
 ///
 /// - The destination must not exist. A file gets its name when it is whole, and never in place of another.
 /// - No link is followed, not the source itself, nor one that somebody puts in the way.
-/// - Every failure is an `error` event, with the reason in `errno`; after it, and after the answer `quit`, nothing
-///   more is copied. What is there by then stays, unless `keepsParts` is false; files that were begun do not.
+/// - Every failure is an `error` event, with the reason in `errno`; after it, and after the answer `quit`,
+///   nothing more is copied. What is there by then stays, unless `keepsParts` is false; files that were
+///   begun do not.
 /// - What could not be kept beside the content is in the report, and is no failure.
 ///
 /// Small files are copied ahead of their events, some at a time, by other threads.

@@ -40,8 +40,8 @@ public:
   [[nodiscard]] CopyReport& report() noexcept { return report_; }
   void addLosses(std::vector<CopyLoss> losses);
 
-  /// With `CopyFlushPolicy::written`, returns when the small file that a step has copied is on the device; it goes there with all
-  /// that wait behind it. 0, or an `errno`.
+  /// With `CopyFlushPolicy::written`, returns when the small file that a step has copied is on the device; it
+  /// goes there with all that wait behind it. 0, or an `errno`.
   [[nodiscard]] int awaitWritten(std::uint64_t step, int folder);
   [[nodiscard]] int syncVolume(int folder) const;
 
@@ -49,7 +49,8 @@ public:
   [[nodiscard]] std::string_view below(std::string_view source) const noexcept {
     return source.substr(std::min(sourceLength_, source.size()));
   }
-  /// Of what is opened at the most, one is kept back for the step that is to be finished, or all would wait for each other.
+  /// Of the files that may be open some are kept back for the step that is to be finished, so that those which
+  /// wait cannot take them all.
   void makeRoom() noexcept {
     for (Descriptor& file : room_) file.close();
   }

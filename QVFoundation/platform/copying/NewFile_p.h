@@ -22,7 +22,8 @@ public:
   NewFile& operator=(const NewFile&) = delete;
   ~NewFile();
 
-  /// Nobody but the owner may open a file that has a name by then; else the mode counts, less the process's mask.
+  /// Nobody but the owner may open a file that has a name by then; else the mode counts, less the process's
+  /// mask.
   [[nodiscard]] int open(std::string_view name, mode_t mode);
   [[nodiscard]] int descriptor() const noexcept { return file_.number(); }
   static constexpr int onceMore = -1;

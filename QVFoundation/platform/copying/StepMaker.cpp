@@ -50,8 +50,8 @@ std::unique_ptr<CopyStep> StepMaker::specialStepFor(int folder, const char* name
                                            std::move(losses));
 }
 
-/// Not waiting for whoever writes to a pipe that may have come into its place; and, where that is allowed, without
-/// a note of when it was read.
+/// Not waiting for whoever writes to a pipe that may have come into its place; and, where that is allowed,
+/// without a note of when it was read.
 Descriptor StepMaker::openSource(int folder, const char* name) const {
   constexpr int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK;
   if (CopyAbilities::can(run_.abilities.quietReads)) {
