@@ -44,8 +44,8 @@ Console::Input Console::wait() {
   if (const int signal = nextSignal()) return {.signal = signal};
   if (watched[0].revents == 0 || !hasKeys()) return {};
   const auto key = keys_->next();
-  if (!key) keys_.reset();  // the terminal has gone
-  return {.key = key.value_or(0)};
+  if (!key) keys_.reset();
+  return {.key = key.value_or(0), .terminalHasGone = !key};
 }
 
 /// Stops and goes on with the shell's wishes, which are nobody else's business.
@@ -65,12 +65,15 @@ int Console::nextSignal() {
   return 0;
 }
 
+bool Console::canAsk() const noexcept { return hasKeys() && isatty(STDOUT_FILENO) != 0; }
+
 std::size_t Console::choose(const std::vector<std::string>& choices) {
   for (std::size_t i = 0; i < choices.size(); ++i) std::printf("  %zu  %s\n", i + 1, choices[i].c_str());
+  (void)std::fflush(stdout);
   for (;;) {
     const Input input = wait();
     const auto index = static_cast<std::size_t>(input.key - '1');
-    if (input.signal != 0 || !hasKeys()) return choices.size() - 1;
+    if (input.signal != 0 || input.terminalHasGone) return choices.size() - 1;
     if (input.key >= '1' && index < choices.size()) return index;
   }
 }

@@ -25,12 +25,15 @@ public:
   struct Input {
     char key = 0;
     int signal = 0;
+    bool terminalHasGone = false;
   };
   /// Waits for something, and runs what the main queue has.
   [[nodiscard]] Input wait();
   [[nodiscard]] bool hasKeys() const noexcept { return keys_ && keys_->areRead(); }
+  /// Whether somebody sees a question and can answer it.
+  [[nodiscard]] bool canAsk() const noexcept;
   /// Shows a list of choices, and waits for one to be chosen by its number; the last one where a signal asks
-  /// to end.
+  /// to end, or the terminal has gone. Stopping meanwhile chooses nothing.
   [[nodiscard]] std::size_t choose(const std::vector<std::string>& choices);
   /// Ends the program on the spot, as that signal does.
   [[noreturn]] void endBy(int signal);

@@ -28,6 +28,14 @@ std::string barOf(double fraction) {
   return '[' + std::string(full, '#') + std::string(width - full, '-') + "] ";
 }
 
+/// The last one where none does.
+std::string firstThatFits(const std::vector<std::string>& lines) {
+  const std::size_t width = terminalWidth();
+  const auto found =
+      std::ranges::find_if(lines, [&](const auto& line) { return shown(line) == shown(line, width); });
+  return found != lines.end() ? *found : lines.back();
+}
+
 }  // namespace
 
 ProgressLines::ProgressLines() : isTerminal_(canDraw()) {}
@@ -40,12 +48,12 @@ void ProgressLines::show(const NSProgress& whole, const NSProgress* part, const 
     nextLine_ = {};
   }
   const double fraction = whole.fractionCompleted();
-  const auto percent = static_cast<int>(fraction * 100);
-  const std::string line = stringWithFormat("%3d %%  %@%@", percent, description_, note);
+  const auto percent = stringWithFormat("%3d %%", static_cast<int>(fraction * 100));
+  const std::string line = stringWithFormat("%@  %@%@", percent, description_, note);
   const std::string amount = part != nullptr ? amountOf(*part, isPaused) : "";
   const std::string file = whole.localizedAdditionalDescription();
   if (isTerminal_) {
-    draw({barOf(fraction) + line, amount, file});
+    draw({firstThatFits({barOf(fraction) + line, line, percent + note, percent}), amount, file});
   } else if (!description_.empty() && Clock::now() >= nextLine_) {
     nextLine_ = Clock::now() + 2s;
     std::string text = line;

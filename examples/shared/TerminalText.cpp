@@ -1,5 +1,6 @@
 #include "shared/TerminalText.h"
 
+#include <algorithm>
 #include <cwchar>
 #include <deque>
 #include <sys/ioctl.h>
@@ -46,7 +47,7 @@ std::string shown(std::string_view text, std::size_t columns) {
   std::deque<Piece> pieces;
   std::size_t width = 0;
   while (!text.empty()) width += pieces.emplace_back(takePiece(text)).columns;
-  std::string result = width > columns ? "..." : "";
+  std::string result(width > columns ? std::min<std::size_t>(columns, 3) : 0, '.');
   while (width + result.size() > columns) {
     width -= pieces.front().columns;
     pieces.pop_front();
@@ -57,8 +58,8 @@ std::string shown(std::string_view text, std::size_t columns) {
 
 std::size_t terminalWidth() {
   winsize size{};
-  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col < 10) return 79;
-  return size.ws_col - 1UL;  // in the last one some terminals begin a new line
+  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return 79;
+  return std::max(size.ws_col - 1UL, 1UL);  // in the last one some terminals begin a new line
 }
 
 }  // namespace example

@@ -12,7 +12,7 @@ namespace example {
 /// Threads: any.
 [[nodiscard]] std::string shown(std::string_view text);
 
-/// The same on one line of so many columns, of at least three. What is too long loses its beginning.
+/// The same on one line of so many columns. What is too long loses its beginning.
 [[nodiscard]] std::string shown(std::string_view text, std::size_t columns);
 
 /// How many columns can be written to without a line break.
