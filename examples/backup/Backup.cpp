@@ -6,6 +6,9 @@
 
 #include <QVFoundation/QVFoundation.h>
 
+#include "shared/DiffReport.h"
+#include "shared/Items.h"
+
 namespace example {
 
 using namespace QVFoundation;
@@ -17,13 +20,12 @@ constexpr QVProgressSegmentName measuring("measuring"), copying("copying"), comp
 
 const NSFileManager& files() { return *NSFileManager::defaultManager(); }
 
-bool isTaken(const fs::path& path) { return qv_objectTypeAtPath(path) != NSFileType::none; }
-
 }  // namespace
 
 Backup::Backup(Options options, Conflict conflict, TakeWayOut takeWayOut)
     : QVOperation("Backup"),
       options_(std::move(options)),
+      compares_(options_.verifies && hasContent(options_.source)),
       conflict_(conflict),
       takeWayOut_(std::move(takeWayOut)) {
   progress()->setLocalizedDescription("Measuring");
@@ -33,7 +35,7 @@ Backup::Backup(Options options, Conflict conflict, TakeWayOut takeWayOut)
 void Backup::calculateSegmentCosts() {
   setCost(5, measuring);
   setCost(70, copying);
-  if (options_.verifies) setCost(25, comparing);
+  if (compares_) setCost(25, comparing);
 }
 
 CopyReport Backup::perform() {
@@ -51,12 +53,12 @@ CopyReport Backup::perform() {
 
   const auto size = std::make_shared<QVCalculateFolderSizeOperation>(options_.source);
   performSegment(measuring, 1, [&](NSProgress&) { run(size, 1); });
-  logInfoString(stringWithFormat("Copying %@, with %ld bytes in folders, to %@", options_.source,
-                                 size->result().value(), temporary_));
+  logInfoString(stringWithFormat("Copying %@ to %@", options_.source, temporary_));
+  if (isFolder(options_.source)) logInfoString(stringWithFormat("%ld bytes", size->result().value()));
   const CopyReport report = performSegment(copying, 1, [&](NSProgress&) { return copySource(); });
   const auto fileCount = report.cloned.files + report.offloaded.files + report.copied.files +
                          report.linked.files + report.others;
-  if (options_.verifies) compareCopy(static_cast<std::int64_t>(fileCount));
+  if (compares_) compareCopy(static_cast<std::int64_t>(fileCount));
   checkForCancellationAndReturnError();
   giveName();
   return report;
@@ -76,22 +78,31 @@ void Backup::run(const std::shared_ptr<Child>& child, std::int64_t unitCount) {
 }
 
 void Backup::chooseNames() {
-  destination_ = NSURL(options_.destination).path();
+  destination_ = options_.destination;
   const std::string name = destination_.filename();
   const fs::path folder = destination_.parent_path();
   if (name.empty() || name == "." || name == "..") throw errorWithDescription("The copy needs a name.");
   if (!qv_isDirectoryAtPath(folder)) {
     throw errorWithDescription(stringWithFormat("There is no folder “%@”.", folder));
   }
+  const auto place = files().getRelationship(options_.source, folder);
+  if (isFolder(options_.source) && place && *place != NSURLRelationship::other) {
+    throw errorWithDescription(stringWithFormat("“%@” is in the source itself.", destination_));
+  }
   if (isTaken(destination_)) {
     if (conflict_ == Conflict::cancel) throw conflictError();
-    if (conflict_ == Conflict::keepBoth) destination_ = qv_uniqueFilePathForName(name, folder);
+    if (conflict_ == Conflict::keepBoth) destination_ = uniqueDestination();
     const auto relationship = files().getRelationship(destination_, options_.source);
     if (conflict_ == Conflict::replace && relationship && *relationship != NSURLRelationship::other) {
       throw errorWithDescription(stringWithFormat("Replacing “%@” would remove the source.", destination_));
     }
   }
   temporary_ = qv_uniqueFilePathForName(stringWithFormat(".backup-%d.part", getpid()), folder);
+}
+
+fs::path Backup::uniqueDestination() const {
+  return qv_uniqueFilePathForName(options_.destination.filename().native(),
+                                  options_.destination.parent_path());
 }
 
 NSError Backup::conflictError() const {
@@ -125,59 +136,52 @@ void Backup::compareCopy(std::int64_t fileCount) {
   performSegment(comparing, fileCount, [&](NSProgress& equal) {
     updateLocalizedDescription("Comparing");
     updateLocalizedAdditionalDescription("");
-    std::string differences;
+    DiffReport report(options_.source, temporary_);
     const auto lines = std::make_shared<QVProcessStreamCollector>([&](std::string_view line) {
       checkForCancellationAndReturnError();  // waits here while paused, and soon so does who writes the lines
       logDebugBlock([&] { return std::string(line); });
-      if (!noteEqual(line, equal) && differences.size() < 500) differences += '\n' + std::string(line);
+      const auto equalItem = report.take(line);
+      if (!equalItem) return;
+      updateLocalizedAdditionalDescription(*equalItem);
+      incrementCompletedUnitCount(equal);
     });
     const auto complaints = std::make_shared<QVProcessStreamCollector>(500);
-    const std::vector<std::string> arguments{"--recursive",      "--brief", "--report-identical-files",
-                                             "--no-dereference", "--",      options_.source,
-                                             temporary_};
-    const auto diff = std::make_shared<QVProcessOperation>("/usr/bin/diff", arguments, std::nullopt, lines);
+    const auto diff =
+        std::make_shared<QVProcessOperation>("/usr/bin/diff", report.arguments(), std::nullopt, lines);
     diff->setErrorHandle(complaints);
     diff->process()->setEnvironment(std::map<std::string, std::string>{{"LC_ALL", "C"}});
     try {
       run(diff, 0);
     } catch (const NSError& error) {
-      // It calls it a difference that there are two pipes, which it cannot compare.
       const bool foundDifferences = error.domain() == NSPOSIXErrorDomain && error.code() == 1;
-      if (foundDifferences && equal.completedUnitCount() == fileCount) return;
+      if (foundDifferences && report.isOfEquals()) return;
       throw qv_errorWithDomain("BackupErrorDomain", 1,
-                               "The copy could not be found equal to its source." + differences + '\n' +
+                               "The copy could not be found equal to its source.\n" + report.differences() +
                                    std::string(complaints->text()),
                                {}, error);
     }
   });
 }
 
-/// "Files A and B are identical", "File A is a fifo while file B is a fifo": whether a line says that two
-/// items are as good as equal. Of one with a line break in its name, the last part of the line does.
-bool Backup::noteEqual(std::string_view line, NSProgress& equal) const {
-  constexpr std::string_view between = " while file ", before = " is a ", begin = "Files ";
-  if (const auto middle = line.find(between); middle != std::string_view::npos) {
-    const auto kind = line.substr(0, middle).rfind(before);
-    if (kind == std::string_view::npos || !line.ends_with(line.substr(kind, middle - kind))) return false;
-  } else if (!line.ends_with(" are identical")) {
-    return false;
-  }
-  const auto end = line.find(" and " + temporary_.native());
-  if (line.starts_with(begin) && end != std::string_view::npos) {
-    updateLocalizedAdditionalDescription(std::string(line.substr(begin.size(), end - begin.size())));
-  }
-  incrementCompletedUnitCount(equal);
-  return true;
-}
-
 // What is replaced goes only when the copy, which is whole, has its name.
 void Backup::giveName() {
-  const bool replaces = conflict_ == Conflict::replace && isTaken(destination_);
+  using Replacement = NSFileManager::Replacement;
+  auto replacement = Replacement::done;
   std::optional<NSError> error;
-  const bool isDone = replaces ? files().replaceItemAtPath(destination_, temporary_, &error) ==
-                                     NSFileManager::Replacement::done
-                               : files().moveItemAtPath(temporary_, destination_, &error);
-  if (!isDone) throw NSError(*error);
+  if (conflict_ == Conflict::keepBoth) destination_ = uniqueDestination();
+  if (conflict_ == Conflict::replace && isTaken(destination_)) {
+    replacement = files().replaceItemAtPath(destination_, temporary_, &error);
+    if (replacement == Replacement::failed) throw NSError(*error);
+  } else if (!files().moveItemAtPath(temporary_, destination_, &error)) {
+    if (isTaken(destination_)) throw conflictError();  // by somebody else, meanwhile
+    throw NSError(*error);
+  }
+  if (options_.flushes) flushFolder(destination_.parent_path());
+  if (replacement == Replacement::done) return;
+  throw qv_errorWithDomain(
+      "BackupErrorDomain", 2,
+      stringWithFormat("The copy is at “%@”, but not all is gone that it replaced.", destination_), {},
+      error);
 }
 
 std::shared_ptr<NSProgress> Backup::part() const {

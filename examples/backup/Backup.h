@@ -4,7 +4,6 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <string_view>
 
 #include <QVFoundation/operations/QVOperation.h>
 #include <QVFoundation/operations/XRCopyFileOperation.h>
@@ -34,15 +33,16 @@ public:
 
 private:
   void chooseNames();
+  [[nodiscard]] std::filesystem::path uniqueDestination() const;
   [[nodiscard]] QVFoundation::NSError conflictError() const;
   QVFoundation::CopyReport copySource();
   void compareCopy(std::int64_t fileCount);
-  [[nodiscard]] bool noteEqual(std::string_view line, QVFoundation::NSProgress& equal) const;
   void giveName();
   template <class Child>
   void run(const std::shared_ptr<Child>& child, std::int64_t unitCount);
 
   const Options options_;
+  const bool compares_;
   const Conflict conflict_;
   const TakeWayOut takeWayOut_;
   std::filesystem::path destination_;

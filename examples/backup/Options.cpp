@@ -6,6 +6,8 @@
 #include <getopt.h>
 #include <string_view>
 
+#include <QVFoundation/platform/files/NSURL.h>
+
 namespace example {
 
 namespace {
@@ -28,7 +30,7 @@ of the copy itself. Nothing appears there before the copy is whole and has been 
 
 While it runs: p pauses, r resumes, Ctrl-C cancels and cleans up; a second Ctrl-C does not clean up.
 Exit status: 0 if the copy is there, 1 if something went wrong, 130 if it was cancelled.
-Logs are in ~/Library/Logs/backup, those of the last 30 days at least.
+Logs, the debug log too, are in ~/Library/Logs/backup, those of the last 30 days at least.
 )";
 
 [[noreturn]] void refuse(const char* why) {
@@ -80,8 +82,10 @@ Options readOptions(int count, char** arguments) {
     }
   }
   if (count - optind != 2) refuse("A source and a destination are needed. ");
-  options.source = arguments[optind];
-  options.destination = arguments[optind + 1];
+  const std::string_view source = arguments[optind], destination = arguments[optind + 1];
+  if (source.empty() || destination.empty()) refuse("Neither source nor destination can be empty. ");
+  options.source = QVFoundation::NSURL(source).path();
+  options.destination = QVFoundation::NSURL(destination).path();
   return options;
 }
 

@@ -11,8 +11,8 @@ namespace example {
 ///
 /// Threads: a plain value.
 struct Options {
-  std::filesystem::path source, destination;
-  std::optional<std::size_t> onConflict;  // which way out where the destination exists; nothing: ask
+  std::filesystem::path source, destination;  // absolute; a link stays one, whatever slash follows it
+  std::optional<std::size_t> onConflict;      // which way out where the destination exists; nothing: ask
   bool clones = false, flushes = false, verifies = true, logsDebug = false;
   std::optional<std::chrono::duration<double>> timeout;
   std::optional<std::filesystem::path> trace, errorJSON;

@@ -7,16 +7,17 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
-#include <ranges>
-#include <span>
 #include <string>
 
 #include <QVFoundation/QVFoundation.h>
 
 #include "Options.h"
 #include "shared/Console.h"
+#include "shared/CopySummary.h"
+#include "shared/ErrorFile.h"
 #include "shared/ProgressLines.h"
 #include "shared/TerminalText.h"
+#include "shared/TraceFile.h"
 
 using namespace QVFoundation;
 using namespace example;
@@ -27,7 +28,8 @@ void handle(const Console::Input& input, Backup& backup, Console& console) {
   if (input.key == 'p') backup.pause();
   if (input.key == 'r') backup.resume();
   if (input.signal == 0) return;
-  if (backup.isCancelled()) console.endBy(input.signal);  // the second time
+  const bool isTyped = input.signal == SIGINT || input.signal == SIGQUIT;  // a closed terminal signals twice
+  if (backup.isCancelled() && isTyped) console.endBy(input.signal);
   backup.cancelWithLocalizedDescription(
       stringWithFormat("The backup was stopped (%@).", strsignal(input.signal)));
 }
@@ -65,44 +67,28 @@ void runToEnd(const std::shared_ptr<Backup>& backup, const Options& options, Con
 
 /// Takes one of the ways out that an error offers. It remains where there are none, or nobody can be asked.
 std::optional<NSError> recover(const NSError& error, const Options& options, Console& console) {
-  if (!canRecover(error) || (!options.onConflict && !console.hasKeys())) return error;
+  if (!canRecover(error) || (!options.onConflict && !console.canAsk())) return error;
   if (options.onConflict) return performRecoveryWithIndex(error, *options.onConflict);
   std::puts(shown(error.localizedDescription()).c_str());
   return performRecoveryWithIndex(error, console.choose(error.localizedRecoveryOptions()));
 }
 
-void writeJSON(const NSError& error, const std::filesystem::path& path) {
-  const std::string json = jsonDescription(QVCodableError(error)) + '\n';
-  std::optional<NSError> problem;
-  if (writeDataToFile(std::as_bytes(std::span(json)), path, NSDataWritingOptions::none, &problem)) return;
-  std::fprintf(stderr, "%s\n", shown(problem->localizedDescription()).c_str());
-}
-
-std::string summaryOf(const CopyReport& report, const Backup& backup) {
-  std::string text =
-      stringWithFormat("%@: %lu files copied, %lu cloned, %lu linked, %lu folders, %lu others",
-                       backup.destination(), report.copied.files + report.offloaded.files,
-                       report.cloned.files, report.linked.files, report.folders, report.others);
-  if (report.lossCount > 0)
-    text += stringWithFormat("\nWhat could not be kept, %lu in all:", report.lossCount);
-  const char* const kinds[] = {"owner", "group", "mode", "times", "attribute ", "access list", "hard link"};
-  for (const CopyLoss& loss : report.losses | std::views::take(5)) {
-    text += stringWithFormat("\n  %s%@ of %@: %s", kinds[static_cast<std::size_t>(loss.kind)], loss.attribute,
-                             loss.path, std::strerror(loss.code));
-  }
-  return text;
-}
-
 int backUp(const Options& options, Console& console) {
-  if (options.trace) setOSSignpostSink(std::make_shared<TraceFileSink>(*options.trace));
+  if (options.trace) recordSignposts(*options.trace, "--trace");
   QVLogManager& logs = *QVLogManager::defaultManager();
   if (options.logsDebug) logs.setDebugLoggingEnabled(true);
-  if (options.logsDebug) logs.debugLogWriter()->setWritingEnabled(true);
   logs.clearLogFilesOlderThanNumDays(30, 100'000'000);
   std::filesystem::path logFile;
   std::optional<NSError> error;
   const auto logger = logs.newLoggerWithName("Backup", &logFile, &error);
   if (logger == nullptr) throw NSError(*error);
+  std::string whereLogsAre = "Log: " + logFile.native();
+  if (options.logsDebug) {
+    const auto debugLog = std::filesystem::path(logFile).replace_extension("debug.log");
+    logs.setDebugLogURL(debugLog);
+    logs.debugLogWriter()->setWritingEnabled(true);
+    whereLogsAre += "\nDebug log: " + debugLog.native();
+  }
 
   std::shared_ptr<Backup> backup;
   auto conflict = Backup::Conflict::cancel;
@@ -123,26 +109,29 @@ int backUp(const Options& options, Console& console) {
   }
 
   const std::string timing = backup->timingInfo()->timingInfoString();
-  std::string outcome = error ? error->localizedDescription() : summaryOf(*backup->result(), *backup);
+  std::string outcome =
+      error ? error->localizedDescription() : summaryOf(*backup->result(), backup->destination());
   if (const auto more = error ? error->localizedRecoverySuggestion() : std::nullopt) outcome += '\n' + *more;
   if (error) logger->logErrorObject(*error);
   logger->logInfoString(outcome + "\n" + timing);
-  std::printf("%s\n\nSeconds:\n%s\n\nLog: %s\n", shown(outcome).c_str(), timing.c_str(), logFile.c_str());
+  std::printf("%s\n\nSeconds:\n%s\n\n%s\n", shown(outcome).c_str(), timing.c_str(), whereLogsAre.c_str());
   if (!error) return 0;
-  if (options.errorJSON) writeJSON(*error, *options.errorJSON);
+  if (options.errorJSON) writeError(*error, *options.errorJSON);
   return isUserCancelledError(*error) ? 128 + SIGINT : 1;
 }
 
 }  // namespace
 
 int main(int count, char** arguments) {
-  std::setlocale(LC_CTYPE, "");  // for what is shown on the terminal
+  std::setlocale(LC_CTYPE, "");   // for what is shown on the terminal
+  std::signal(SIGPIPE, SIG_IGN);  // who reads only a part of what is said ends no backup
   const Options options = readOptions(count, arguments);
   Console console;
   try {
     return backUp(options, console);
   } catch (const std::exception& problem) {
     std::fprintf(stderr, "backup: %s\n", shown(problem.what()).c_str());
+    if (options.errorJSON) writeError(asNSError(problem), *options.errorJSON);
     return 1;
   }
 }

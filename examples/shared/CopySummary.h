@@ -1,0 +1,16 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+#include <QVFoundation/operations/XRCopyFileOperation.h>
+
+namespace example {
+
+/// What was copied to where, and some of what could not be kept, as text of some lines.
+///
+/// Threads: any.
+[[nodiscard]] std::string summaryOf(const QVFoundation::CopyReport& report,
+                                    const std::filesystem::path& destination);
+
+}  // namespace example
