@@ -41,6 +41,9 @@ inline constexpr std::string_view NSFileHandleDataAvailableNotification =
 /// the process.
 class QV_EXPORT NSFileHandle : public NSObject {
 public:
+  /// Whether the handle owns its descriptor. One of the first three that it does not own is not even closed
+  /// by `closeFile`: others use it, and the next file that is opened would get the number and all that is
+  /// printed to it.
   enum class CloseOnRelease { no, yes };
 
   /// The path is for messages only.
@@ -81,9 +84,8 @@ public:
 
   /// Returns when all that was written has reached the device, at once where there is none, as behind a pipe.
   void synchronizeFile();
-  /// Closes the descriptor, whoever owns it, and stops waiting for data. Closing twice is harmless. Borrowed standard descriptors stay
-  /// open: others use them, and the next file that is opened would get the number and all that is printed
-  /// to it.
+  /// Closes the descriptor, whoever owns it, and stops waiting for data. Closing twice is harmless. Standard
+  /// descriptors that are not the handle's own stay open.
   void closeFile();
 
   [[nodiscard]] Dictionary debugDictionary() const override;
