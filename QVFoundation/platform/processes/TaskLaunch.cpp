@@ -2,6 +2,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <spawn.h>
 #include <string_view>
@@ -142,6 +143,11 @@ private:
       if (source < 0 && errno != EBADF) throwIfFailed(settings_, errno);
     }
     if (source < 0) throw launchError(settings_, EBADF, "its standard " + name + " is closed");
+    if (::fcntl(source, F_GETFD) < 0) {
+      throw launchError(
+          settings_, EBADF,
+          "its standard " + name + " is to be descriptor " + std::to_string(source) + ", which is not open");
+    }
     throwIfFailed(settings_, posix_spawn_file_actions_adddup2(&actions_, source, target));
   }
 

@@ -199,6 +199,8 @@ const std::vector<LaunchFailure>& launchFailures() {
          task.setStandardError(handle);
        },
        EBADF, "its standard error is closed"},
+      {"unknownStream", [](auto& task, auto&) { task.setStandardInput(std::make_shared<NSFileHandle>(777)); },
+       EBADF, "its standard input is to be descriptor 777, which is not open"},
   };
   return rows;
 }
