@@ -132,9 +132,9 @@ std::shared_ptr<detail::ChildProcess> NSTask::child() const {
   return child_;
 }
 
-std::shared_ptr<detail::ChildProcess> NSTask::launchedChild(const char* question) const {
+std::shared_ptr<detail::ChildProcess> NSTask::launchedChild(const char* consequence) const {
   auto child = this->child();
-  if (child == nullptr) refuse(*this, std::string("has not been launched: it has no ") + question);
+  if (child == nullptr) refuse(*this, std::string("has not been launched") + consequence);
   return child;
 }
 
@@ -159,11 +159,9 @@ pid_t NSTask::processIdentifier() const {
   return child == nullptr ? 0 : child->identifier();
 }
 
-void NSTask::waitUntilExit() const { (void)launchedChild("end")->await({}); }
+void NSTask::waitUntilExit() const { (void)launchedChild("")->await({}); }
 
-bool NSTask::waitUntilExit(std::chrono::nanoseconds atMost) const {
-  return launchedChild("end")->await(atMost);
-}
+bool NSTask::waitUntilExit(std::chrono::nanoseconds atMost) const { return launchedChild("")->await(atMost); }
 
 std::optional<NSTask::Termination> NSTask::termination() const {
   const auto child = this->child();
@@ -171,13 +169,13 @@ std::optional<NSTask::Termination> NSTask::termination() const {
 }
 
 int NSTask::terminationStatus() const {
-  const auto end = launchedChild("termination status")->termination();
+  const auto end = launchedChild(": it has no termination status")->termination();
   if (!end) refuse(*this, "still runs: it has no termination status");
   return end->status;
 }
 
 NSTask::TerminationReason NSTask::terminationReason() const {
-  const auto end = launchedChild("termination reason")->termination();
+  const auto end = launchedChild(": it has no termination reason")->termination();
   if (!end) refuse(*this, "still runs: it has no termination reason");
   return end->reason;
 }

@@ -36,8 +36,9 @@ struct TaskSettings;
 /// if (task->terminationStatus() != 0) ...
 /// ```
 ///
-/// The child gets its arguments, environment, working folder and three standard streams, and nothing else:
-/// every other descriptor is closed in it, no signal is ignored or blocked.
+/// The child gets its arguments, environment, working folder and three standard streams. Every other descriptor
+/// is closed in it, no signal is ignored or blocked. As any child it inherits this process's user, process group
+/// (unless it starts its own), session with its terminal, file mode mask and resource limits.
 ///
 /// | state | setters | `launch` | signals | `waitUntilExit` | status and reason |
 /// |---|---|---|---|---|---|
@@ -55,7 +56,8 @@ struct TaskSettings;
 /// launches a task that inherits them.
 /// Ownership: letting go of a task does not end the child. A task keeps the streams that it was given.
 /// Errors: what keeps a program from being launched is an `NSError` of `NSPOSIXErrorDomain`, with the `errno`
-/// as its code and a description that names what is missing or refused.
+/// as its code and a description that names what is missing or refused. A program that has begun is killed
+/// again where there is no descriptor left for it, which the launch then fails for.
 class QV_EXPORT NSTask : public NSObject {
 public:
   using Stream = NSTaskStream;
@@ -152,7 +154,7 @@ private:
   void endLaunch(std::shared_ptr<detail::ChildProcess> child);
   bool send(int signal) const;
   [[nodiscard]] std::shared_ptr<detail::ChildProcess> child() const;
-  [[nodiscard]] std::shared_ptr<detail::ChildProcess> launchedChild(const char* question) const;
+  [[nodiscard]] std::shared_ptr<detail::ChildProcess> launchedChild(const char* consequence) const;
 
   mutable UnfairLock lock_;
   const std::unique_ptr<detail::TaskSettings> settings_ QV_PT_GUARDED_BY(lock_);
