@@ -1,6 +1,7 @@
 #include "QVFoundation/operations/QVProcessOperation.h"
 
 #include <array>
+#include <csignal>
 #include <exception>
 #include <span>
 #include <string>
@@ -67,12 +68,24 @@ void QVProcessOperation::setGracePeriod(std::optional<std::chrono::nanoseconds> 
 
 // The run
 
+/// Has the program reaped at the end of a run. Until then its number stands for its group, if it leads one.
+class QVProcessOperation::Kept {
+public:
+  explicit Kept(const NSTask& process) : child_(detail::TaskAccess::childOf(process)) {}
+  Kept(const Kept&) = delete;
+  Kept& operator=(const Kept&) = delete;
+  ~Kept() { child_->letGo(); }
+
+private:
+  const std::shared_ptr<detail::ChildProcess> child_;
+};
+
 /// Sees to it that a program ends that is to end, while its output is being read.
 class QVProcessOperation::Ending {
 public:
-  explicit Ending(const QVProcessOperation& operation) {
-    if (!operation.isCancelled()) return;
-    if (operation.process_->termination()) {
+  Ending(const QVProcessOperation& operation, bool isToEnd) {
+    if (!isToEnd) return;
+    if (!operation.endsProcessGroup() && operation.process_->termination()) {
       operation.stopReading();
       return;
     }
@@ -107,11 +120,16 @@ void QVProcessOperation::perform() {
   wakeUp_->open();
   const bool wasCancelledBefore = isCancelled();
   std::optional<NSError> error;
-  if (!process_->launch(&error)) throw NSError(*error);
+  if (!detail::TaskAccess::launchAndKeep(*process_, &error)) throw NSError(*error);
+  const Kept kept(*process_);
   try {
     if (!wasCancelledBefore) serveUntilEndOrCancelled();
-    const Ending ending(*this);
-    drain();
+    const bool isToEnd = isCancelled();
+    {
+      const Ending ending(*this, isToEnd);
+      drain();
+    }
+    if (!isToEnd && isCancelled()) endProgram();  // that is, what is left of its group
   } catch (...) {
     askToEnd();
     endProgram();
@@ -169,16 +187,19 @@ void QVProcessOperation::cancel() {
 }
 
 void QVProcessOperation::askToEnd() {
-  if (process_->terminate()) wasAsked_ = true;
+  const auto child = detail::TaskAccess::childOf(*process_);
+  if (child != nullptr && (child->send(SIGTERM) || child->sendToGroup(SIGTERM))) wasAsked_ = true;
 }
 
 void QVProcessOperation::endProgram() const {
-  if (process_->waitUntilExit(wasAsked_ ? timeAfterRequest : timeAfterLaunch)) return;
-  process_->terminate();
-  const auto patience = gracePeriod();
-  if (patience ? process_->waitUntilExit(*patience) : (process_->waitUntilExit(), true)) return;
-  process_->kill();
-  process_->waitUntilExit();
+  const auto child = detail::TaskAccess::childOf(*process_);
+  const bool hasEnded = child->await(wasAsked_ ? timeAfterRequest : timeAfterLaunch);
+  if (hasEnded && !child->leadsGroup()) return;
+  if (!hasEnded) child->send(SIGTERM);
+  if (hasEnded && !wasAsked_) child->sendToGroup(SIGTERM);
+  if (!child->awaitGroup(gracePeriod())) child->send(SIGKILL);
+  child->sendToGroup(SIGKILL);  // also whom it has missed
+  child->await({});
 }
 
 void QVProcessOperation::stopReading() const {

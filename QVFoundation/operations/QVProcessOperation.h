@@ -37,12 +37,19 @@ class WakeDescriptor;
 /// It sleeps until the program ends, writes, or the operation is cancelled. Then what was written is read to its
 /// end, and the status is looked at. Pausing does not stop the program: use `process()->suspend()`.
 ///
-/// | cancelled | then |
-/// |---|---|
-/// | before the launch | nobody is signalled; the program is launched all the same, and has a second to end by itself |
-/// | while it runs | it is asked politely at once (SIGTERM), and has a tenth of a second |
-/// | – | after that, it is asked politely (again), and has the grace period; then it is killed (SIGKILL) |
-/// | – | once it has ended, what is in its pipes is read, but nobody waits for others that hold them open |
+/// | when cancelled | first | then | at last |
+/// |---|---|---|---|
+/// | before the launch | it is launched all the same, and has a second to end by itself | SIGTERM, and the grace period | SIGKILL |
+/// | while it runs | SIGTERM at once, and a tenth of a second | SIGTERM again, and the grace period | SIGKILL |
+/// | after its end | with `endsProcessGroup`, SIGTERM at once to who is left | the grace period | SIGKILL |
+///
+/// Each further `cancel` sends one more SIGTERM at once, and shortens nothing. Once the program has ended, what
+/// is in its pipes is read. Nobody waits for others that hold them open, where the handle overrides
+/// `stopReading`, as both collectors do.
+///
+/// With `endsProcessGroup` all this is for the group: it has ended when all have. Those who are left when the
+/// grace period is over are killed, also where the program itself has long ended. For that its number is kept:
+/// it is reaped when its output was read, not at its end.
 ///
 /// A program that was cancelled fails by its status, mostly that of the signal, or it succeeds all the same; the
 /// error 1002 does not come from here. Who wants that checks for cancellation after it.
@@ -72,11 +79,12 @@ public:
   /// What becomes of the program's standard error; none for this process's own.
   void setErrorHandle(const QVAnyProcessIOHandle& handle);
 
-  /// How long a program that is asked to end may go on, before it is killed; 5 seconds unless set. Nothing for
-  /// ever: then a program that ignores the request keeps the operation from ending.
+  /// How long a program that is asked to end may go on, before it is killed; 5 seconds unless set. Nothing
+  /// for ever: then a program, or one of its group, that ignores the request keeps the operation from ending.
   [[nodiscard]] std::optional<std::chrono::nanoseconds> gracePeriod() const;
   void setGracePeriod(std::optional<std::chrono::nanoseconds> period);
-  /// Whether the program leads a process group of its own, and all of the group is asked, and killed.
+  /// Whether the program leads a process group of its own, and all of the group is asked, and killed. Who has
+  /// left the group is not.
   [[nodiscard]] bool endsProcessGroup() const { return process_->startsProcessGroup(); }
   void setEndsProcessGroup(bool ends) { process_->setStartsProcessGroup(ends); }
 
@@ -84,6 +92,7 @@ public:
   void cancel() override;
 
 private:
+  class Kept;
   class Ending;
 
   void serveUntilEndOrCancelled();

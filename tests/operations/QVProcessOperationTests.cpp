@@ -251,6 +251,53 @@ TEST(QVProcessOperation, cancellingWhileTheOutputIsReadEndsTheWait) {
   EXPECT_EQ(stream->text(), "out\n");
 }
 
+// Another one ignores the request; its leader ends at that, or has ended before.
+TEST(QVProcessOperation, cancellingEndsWhatIsLeftOfTheGroup) {
+  const auto data = std::make_shared<QVProcessDataCollector>();
+  const auto stream = std::make_shared<QVProcessStreamCollector>();
+  struct Row {
+    const char* rest;
+    int code;
+    QVAnyProcessIOHandle output;
+  };
+  for (const Row& row :
+       {Row{"exec sleep 1000", SIGTERM, {}}, Row{"exit 6", 6, data}, Row{"exit 6", 6, stream}}) {
+    SCOPED_TRACE(row.rest);
+    pid_t other = 0;
+    std::latch ready(1), ended(1);
+    const auto job = script(
+        "(trap '' TERM; exec sleep 1000 2> /dev/null) & echo $! >&2; " + std::string(row.rest), row.output);
+    job->setErrorHandle(std::make_shared<QVProcessStreamCollector>([&](std::string_view line) {
+      other = std::stoi(std::string(line));
+      ready.count_down();
+    }));
+    job->process()->setTerminationHandler([&](const auto&) { ended.count_down(); });
+    job->setGracePeriod(20ms);
+    job->setEndsProcessGroup(true);
+    job->startInBackground();
+    ready.wait();
+    if (row.code == 6) ended.wait();
+    job->cancel();
+    job->waitUntilFinished();
+    ended.wait();
+    EXPECT_EQ(codeOf(*job), row.code);
+    EXPECT_TRUE(testing::awaitEndOf(other));
+    EXPECT_FALSE(testing::exists(job->process()->processIdentifier()));
+  }
+}
+
+TEST(QVProcessOperation, aGroupThatHasEndedCostsNoGracePeriod) {
+  Awaited ready("ready");
+  const auto job = script("sleep 1000 & echo ready; wait", ready.collector);
+  job->setGracePeriod(std::nullopt);
+  job->setEndsProcessGroup(true);
+  job->startInBackground();
+  ready.come.wait();
+  job->cancel();
+  job->waitUntilFinished();
+  EXPECT_EQ(codeOf(*job), SIGTERM);
+}
+
 TEST(QVProcessOperation, cancellingAnAskedForOrEndedProgramSignalsNobody) {
   const auto job = script("exit 0");
   job->main();

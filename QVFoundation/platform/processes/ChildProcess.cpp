@@ -9,6 +9,7 @@
 #include "QVFoundation/platform/processes/DescriptorWatch_p.h"
 #include "QVFoundation/platform/processes/PollUntil_p.h"
 #include "QVFoundation/platform/processes/ProcessCalls_p.h"
+#include "QVFoundation/platform/processes/ProcessGroup_p.h"
 
 namespace QVFoundation::detail {
 
@@ -33,13 +34,15 @@ std::optional<Termination> reap(int process, int options) {
 
 }  // namespace
 
-ChildProcess::ChildProcess(pid_t identifier, Descriptor process, bool leadsGroup)
-    : identifier_(identifier), leadsGroup_(leadsGroup), process_(std::move(process)) {
+ChildProcess::ChildProcess(pid_t identifier, Descriptor process, Group group)
+    : identifier_(identifier), group_(group), isKept_(group == Group::kept), process_(std::move(process)) {
   if (!process_.isOpen()) termination_ = unknownTermination;
 }
 
-// Most have ended, since the watch keeps the others. One that it could not take back is looked at here once more.
+// Most have ended, since the watch keeps the others. One that it could not take back is looked at here once
+// more.
 ChildProcess::~ChildProcess() {
+  letGo();
   const MutexLock guard(lock_);
   (void)look();
 }
@@ -52,6 +55,7 @@ void ChildProcess::beginWatching() {
   } catch (...) {
     (void)processCalls().sendSignal(process_.number(), SIGKILL);
     termination_ = reap(process_.number(), 0);
+    isKept_ = false;
     closeIfUnused();
     throw;
   }
@@ -80,7 +84,7 @@ void ChildProcess::watchHasSeenIt() {
 
 const std::optional<Termination>& ChildProcess::look() {
   if (!termination_ && process_.isOpen()) {
-    termination_ = reap(process_.number(), WNOHANG);
+    termination_ = reap(process_.number(), isKept_ ? WNOHANG | WNOWAIT : WNOHANG);
     runHandlerIfDue();
   }
   return termination_;
@@ -94,7 +98,7 @@ void ChildProcess::runHandlerIfDue() {
 
 // The watch takes its hands off by itself, since the descriptor of what has ended can be read.
 void ChildProcess::closeIfUnused() {
-  if (termination_ && waitingCount_ == 0 && watchToken_ == 0) process_.close();
+  if (termination_ && !isKept_ && waitingCount_ == 0 && watchToken_ == 0) process_.close();
 }
 
 std::optional<Termination> ChildProcess::termination() {
@@ -105,7 +109,7 @@ std::optional<Termination> ChildProcess::termination() {
 bool ChildProcess::send(int signal) {
   const MutexLock guard(lock_);
   if (look()) return false;
-  if (leadsGroup_) return processCalls().sendGroupSignal(identifier_, signal) == 0;
+  if (leadsGroup()) return processCalls().sendGroupSignal(identifier_, signal) == 0;
   return processCalls().sendSignal(process_.number(), signal) == 0;
 }
 
@@ -116,7 +120,10 @@ void ChildProcess::exchangeHandler(Handler& handler) {
 }
 
 bool ChildProcess::await(std::optional<std::chrono::nanoseconds> atMost) {
-  const auto end = steadyTimeAfter(atMost);
+  return awaitUntil(steadyTimeAfter(atMost));
+}
+
+bool ChildProcess::awaitUntil(std::optional<SteadyTime> end) {
   if (termination()) return true;
   const Waiting waiting(shared_from_this());
   for (;;) {
@@ -125,6 +132,29 @@ bool ChildProcess::await(std::optional<std::chrono::nanoseconds> atMost) {
     if (termination()) return true;
     if (!isReady && end && std::chrono::steady_clock::now() >= *end) return false;
   }
+}
+
+// Its group
+
+bool ChildProcess::sendToGroup(int signal) {
+  const MutexLock guard(lock_);
+  if (!leadsGroup() || !process_.isOpen() || (look() && !isKept_)) return false;
+  siginfo_t status{};
+  const bool isOurs = processCalls().wait(P_PIDFD, static_cast<id_t>(process_.number()), &status,
+                                          WEXITED | WNOHANG | WNOWAIT) == 0;
+  return isOurs && processCalls().sendGroupSignal(identifier_, signal) == 0;
+}
+
+bool ChildProcess::awaitGroup(std::optional<std::chrono::nanoseconds> atMost) {
+  const auto end = steadyTimeAfter(atMost);
+  return awaitUntil(end) && (group_ != Group::kept || awaitOthersOfGroup(identifier_, end));
+}
+
+void ChildProcess::letGo() {
+  const MutexLock guard(lock_);
+  if (!std::exchange(isKept_, false) || !process_.isOpen()) return;
+  if (termination_) (void)reap(process_.number(), WNOHANG);
+  closeIfUnused();
 }
 
 // The watch is left outside of the lock, which its callback takes.

@@ -12,6 +12,7 @@
 #include "QVFoundation/platform/concurrency/ThreadSafety.h"
 #include "QVFoundation/platform/files/Descriptor_p.h"
 #include "QVFoundation/platform/processes/NSTask.h"
+#include "QVFoundation/platform/processes/PollUntil_p.h"
 
 namespace QVFoundation::detail {
 
@@ -20,20 +21,29 @@ namespace QVFoundation::detail {
 /// Who waits for it waits for its descriptor, and reaps it. While nobody waits the descriptors' watch does. So
 /// nobody is woken for nothing, and nothing is left unreaped.
 ///
+/// The leader of a group may be kept: it is reaped only when it is let go. Until then nobody else gets its
+/// number, which is the group's, and the others can be signalled though it has ended.
+///
 /// | | watched | waited for | ended |
 /// |---|---|---|---|
-/// | its descriptor | in the watch | polled by those who wait | closed, once nobody uses it |
+/// | its descriptor | in the watch | polled by those who wait | closed, once nobody uses or keeps it |
 /// | goes on | `Waiting`, or its end | the last `Waiting` ends, or its end | – |
 ///
-/// Threads: any. It is reaped under its lock, and signalled under its lock only before that: so no signal goes to
-/// another process, or group, that got the number.
+/// Threads: any. It is reaped under its lock, and signalled under its lock only before that: so no signal goes
+/// to another process, or group, that got the number.
 class QV_TEST_EXPORT ChildProcess : public std::enable_shared_from_this<ChildProcess> {
 public:
   using Termination = NSTask::Termination;
   using Handler = std::function<void(const Termination&)>;
 
+  enum class Group {
+    others,  ///< it is one among others
+    own,     ///< it leads its own
+    kept     ///< it leads its own, and is kept
+  };
+
   /// Without a descriptor it is a child that has ended and that somebody else has reaped.
-  ChildProcess(pid_t identifier, Descriptor process, bool leadsGroup);
+  ChildProcess(pid_t identifier, Descriptor process, Group group);
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
   ~ChildProcess();
@@ -42,7 +52,8 @@ public:
   void beginWatching();
 
   [[nodiscard]] pid_t identifier() const noexcept { return identifier_; }
-  /// Looks whether it has ended, and reaps it.
+  [[nodiscard]] bool leadsGroup() const noexcept { return group_ != Group::others; }
+  /// Looks whether it has ended, and reaps it unless it is kept.
   [[nodiscard]] std::optional<Termination> termination();
   /// False where it has ended.
   bool send(int signal);
@@ -50,6 +61,15 @@ public:
   void exchangeHandler(Handler& handler);
   /// False when the time is up.
   bool await(std::optional<std::chrono::nanoseconds> atMost);
+
+  /// To all of its group, also when it has ended itself while it is kept. False where it leads none, or was
+  /// reaped.
+  bool sendToGroup(int signal);
+  /// Waits for it, and where it is kept for all others of its group too. False when the time is up. One that is
+  /// started at this moment may be missed.
+  bool awaitGroup(std::optional<std::chrono::nanoseconds> atMost);
+  /// It is not kept any more. Does nothing where it was not.
+  void letGo();
 
   /// While it exists its thread waits for the descriptor itself.
   class QV_TEST_EXPORT Waiting {
@@ -71,12 +91,14 @@ private:
   void watchAgain() QV_REQUIRES(lock_);
   void watchHasSeenIt();
   const std::optional<Termination>& look() QV_REQUIRES(lock_);
+  bool awaitUntil(std::optional<SteadyTime> end);
   void runHandlerIfDue() QV_REQUIRES(lock_);
   void closeIfUnused() QV_REQUIRES(lock_);
 
   const pid_t identifier_;
-  const bool leadsGroup_;
+  const Group group_;
   Mutex lock_;
+  bool isKept_ QV_GUARDED_BY(lock_);
   Descriptor process_ QV_GUARDED_BY(lock_);
   std::optional<Termination> termination_ QV_GUARDED_BY(lock_);
   Handler handler_ QV_GUARDED_BY(lock_);
@@ -90,6 +112,8 @@ private:
 struct TaskAccess {
   /// Null before the launch.
   [[nodiscard]] static std::shared_ptr<ChildProcess> childOf(const NSTask& task) { return task.child(); }
+  /// As `launch`; where it leads a group the child is kept, until it is let go or destroyed.
+  static bool launchAndKeep(NSTask& task, std::optional<NSError>* error) { return task.launch(true, error); }
 };
 
 }  // namespace QVFoundation::detail

@@ -86,8 +86,11 @@ void NSTask::setStartsProcessGroup(bool starts) { set(&Settings::startsProcessGr
 
 // Running
 
-bool NSTask::launch(std::optional<NSError>* error) {
-  const Settings settings = beginLaunch();
+bool NSTask::launch(std::optional<NSError>* error) { return launch(false, error); }
+
+bool NSTask::launch(bool keepsLeader, std::optional<NSError>* error) {
+  Settings settings = beginLaunch();
+  settings.keepsLeader = keepsLeader;
   std::shared_ptr<detail::ChildProcess> child;
   std::optional<NSError> failure;
   try {

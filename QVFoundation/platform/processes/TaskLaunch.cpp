@@ -224,7 +224,11 @@ std::shared_ptr<ChildProcess> launchChild(const TaskSettings& settings) {
   Descriptor process(processCalls().openProcess(identifier));
   // ESRCH: it has ended, and the application has it reaped by itself.
   if (!process.isOpen() && errno != ESRCH) endAndFail(settings, identifier, errno);
-  auto child = std::make_shared<ChildProcess>(identifier, std::move(process), settings.startsProcessGroup);
+  using Group = ChildProcess::Group;
+  const Group group = !settings.startsProcessGroup ? Group::others
+                      : settings.keepsLeader       ? Group::kept
+                                                   : Group::own;
+  auto child = std::make_shared<ChildProcess>(identifier, std::move(process), group);
   try {
     child->beginWatching();
   } catch (const std::system_error& error) {

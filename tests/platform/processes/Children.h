@@ -57,15 +57,21 @@ inline void launch(NSTask& task) {
 /// Whether a number belongs to a process, or to one that nobody has reaped.
 inline bool exists(pid_t process) { return ::kill(process, 0) == 0; }
 
+/// Waits until a process has ended, reaped or not. False where it goes on for ten seconds.
+inline bool awaitEndOf(pid_t process) {
+  const int descriptor = static_cast<int>(::syscall(SYS_pidfd_open, process, 0U));
+  if (descriptor < 0) return true;
+  pollfd request{.fd = descriptor, .events = POLLIN, .revents = 0};
+  int count = 0;
+  while ((count = ::poll(&request, 1, 10'000)) < 0 && errno == EINTR) {
+  }
+  ::close(descriptor);
+  return count > 0;
+}
+
 /// Waits until a process has ended and was reaped, by whomever.
 inline void awaitDisappearanceOf(pid_t process) {
-  const int descriptor = static_cast<int>(::syscall(SYS_pidfd_open, process, 0U));
-  if (descriptor >= 0) {
-    pollfd request{.fd = descriptor, .events = POLLIN, .revents = 0};
-    while (::poll(&request, 1, -1) < 0 && errno == EINTR) {
-    }
-    ::close(descriptor);
-  }
+  EXPECT_TRUE(awaitEndOf(process));
   while (exists(process)) sched_yield();  // it has ended; whoever reaps it is on the way
 }
 
