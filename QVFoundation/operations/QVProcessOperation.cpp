@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "QVFoundation/errors/QVErrorConstructors.h"
+#include "QVFoundation/platform/concurrency/MainQueue.h"
 #include "QVFoundation/platform/concurrency/QuietThread_p.h"
 #include "QVFoundation/platform/concurrency/ThreadPool_p.h"
 #include "QVFoundation/platform/concurrency/WakeUp_p.h"
@@ -24,6 +25,20 @@ namespace {
 constexpr std::chrono::milliseconds timeAfterRequest(100);
 /// For one that nobody could ask, since it was cancelled before its launch: most end by themselves.
 constexpr std::chrono::seconds timeAfterLaunch(1);
+
+/// Sleeps until one of the descriptors is ready, whose first is the child's while it runs. True where that has
+/// ended.
+bool pollWithChild(std::span<pollfd> requests, detail::ChildProcess& child, bool hasEnded) {
+  if (hasEnded) {
+    detail::pollUntil(requests, {});
+    return true;
+  }
+  const detail::ChildProcess::Waiting waiting(child.shared_from_this());
+  requests[0].fd = waiting.descriptor();
+  if (requests[0].fd < 0) return true;
+  detail::pollUntil(requests, {});
+  return requests[0].revents != 0 && child.termination();
+}
 
 }  // namespace
 
@@ -139,24 +154,25 @@ void QVProcessOperation::perform() {
 }
 
 // Also after the program's end, since others may still write to both pipes: who waited for the end of one would
-// keep them from the other.
+// keep them from the other. While handles and the main queue's blocks run, which may take long, the child is left
+// to the watch.
 void QVProcessOperation::serveUntilEndOrCancelled() {
   const auto child = detail::TaskAccess::childOf(*process_);
-  const detail::ChildProcess::Waiting waiting(child);
   const std::array served{outputHandle_, errorHandle()};
   const auto descriptorOf = [](const auto& handle) { return handle == nullptr ? -1 : handle->descriptor(); };
   const auto readable = [](int descriptor) {
     return pollfd{.fd = descriptor, .events = POLLIN, .revents = 0};
   };
-  int process = waiting.descriptor();
+  const int mainQueue = isMainThread() ? mainQueueFileDescriptor() : -1;
+  bool hasEnded = false;
   while (!isCancelled()) {
-    std::array requests{readable(process), readable(descriptorOf(served[0])),
-                        readable(descriptorOf(served[1])), readable(wakeUp_->number())};
-    if (process < 0 && requests[1].fd < 0 && requests[2].fd < 0) return;
-    detail::pollUntil(requests, {});
+    std::array requests{readable(-1), readable(descriptorOf(served[0])), readable(descriptorOf(served[1])),
+                        readable(mainQueue), readable(wakeUp_->number())};
+    if (hasEnded && requests[1].fd < 0 && requests[2].fd < 0) return;
+    hasEnded = pollWithChild(requests, *child, hasEnded);
     if (requests[1].revents != 0) served[0]->readAvailable();
     if (requests[2].revents != 0) served[1]->readAvailable();
-    if (requests[0].revents != 0 && child->termination()) process = -1;
+    if (requests[3].revents != 0) drainMainQueue();
   }
   if (!wasAsked_) askToEnd();  // it was launched while the operation was being cancelled
 }

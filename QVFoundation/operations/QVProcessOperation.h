@@ -35,7 +35,8 @@ class WakeDescriptor;
 /// ```
 ///
 /// It sleeps until the program ends, writes, or the operation is cancelled. Then what was written is read to its
-/// end, and the status is looked at. Pausing does not stop the program: use `process()->suspend()`.
+/// end, and the status is looked at. Pausing does not stop the program: use `process()->suspend()`. On the main
+/// thread it runs the blocks of the main queue meanwhile; those may take long, as may what handles do.
 ///
 /// | when cancelled | first | then | at last |
 /// |---|---|---|---|

@@ -18,6 +18,8 @@
 
 #include "QVFoundation/operations/QVProcessDataCollector.h"
 #include "QVFoundation/operations/QVProcessStreamCollector.h"
+#include "QVFoundation/platform/concurrency/DispatchQueue.h"
+#include "QVFoundation/platform/concurrency/MainQueue.h"
 #include "QVFoundation/platform/runtime/NSErrorKeys.h"
 #include "QVFoundation/platform/runtime/NSException.h"
 #include "tests/platform/files/FailingSystem.h"
@@ -162,6 +164,27 @@ TEST(QVProcessOperation, readsWhatOthersWriteAfterTheProgramsEnd) {
   job->main();
   EXPECT_EQ(output->data().size(), 3'000'000U);
   EXPECT_EQ(errors->data().size(), 3'000'000U);
+}
+
+TEST(QVProcessOperation, isReapedWhileAHandlerRuns) {
+  std::shared_ptr<QVProcessOperation> job;
+  const auto lines = std::make_shared<QVProcessStreamCollector>(
+      [&](std::string_view) { testing::awaitDisappearanceOf(job->process()->processIdentifier()); });
+  job = script("echo line", lines);
+  job->main();
+  EXPECT_EQ(codeOf(*job), 0);
+}
+
+// The program waits for a block of the main queue, which nobody else runs meanwhile.
+TEST(QVProcessOperation, theMainQueueIsServedWhileItRunsOnTheMainThread) {
+  ASSERT_TRUE(isMainThread());
+  const auto input = std::make_shared<NSPipe>();
+  const auto job = script("read line; exit $line", {}, input);
+  std::thread other(
+      [&] { DispatchQueue::main()->async([&] { input->fileHandleForWriting()->writeText("9\n"); }); });
+  job->start();
+  other.join();
+  EXPECT_EQ(codeOf(*job), 9);
 }
 
 // What a handler throws
