@@ -9,6 +9,8 @@
 #include <utility>
 
 #include "QVFoundation/errors/QVErrorConstructors.h"
+#include "QVFoundation/operations/QVProcessDataCollector.h"
+#include "QVFoundation/operations/QVProcessStreamCollector.h"
 #include "QVFoundation/platform/concurrency/MainQueue.h"
 #include "QVFoundation/platform/concurrency/QuietThread_p.h"
 #include "QVFoundation/platform/concurrency/ThreadPool_p.h"
@@ -16,6 +18,8 @@
 #include "QVFoundation/platform/processes/ChildProcess_p.h"
 #include "QVFoundation/platform/processes/PollUntil_p.h"
 #include "QVFoundation/platform/processes/WakeDescriptor_p.h"
+#include "QVFoundation/platform/runtime/NSClass.h"
+#include "QVFoundation/platform/runtime/NSException.h"
 
 namespace QVFoundation {
 
@@ -25,6 +29,16 @@ namespace {
 constexpr std::chrono::milliseconds timeAfterRequest(100);
 /// For one that nobody could ask, since it was cancelled before its launch: most end by themselves.
 constexpr std::chrono::seconds timeAfterLaunch(1);
+
+/// The program would wait for ever for what nobody writes.
+void refuseCollector(const QVProcessIOHandle& input) {
+  if (dynamic_cast<const QVProcessDataCollector*>(&input) == nullptr &&
+      dynamic_cast<const QVProcessStreamCollector*>(&input) == nullptr) {
+    return;
+  }
+  throw NSException(NSInvalidArgumentException,
+                    "A collector takes what a program writes: it cannot be its input");
+}
 
 /// Sleeps until one of the descriptors is ready, whose first is the child's while it runs. True where that has
 /// ended.
@@ -54,7 +68,9 @@ QVProcessOperation::QVProcessOperation(std::string launchPath, std::vector<std::
   process_->setArguments(std::move(arguments));
   if (currentDirectoryPath) process_->setCurrentDirectoryPath(std::move(currentDirectoryPath));
   if (outputHandle_ != nullptr) process_->setStandardOutput(outputHandle_->handle());
-  if (inputHandle.get() != nullptr) process_->setStandardInput(inputHandle.get()->handle());
+  if (inputHandle.get() == nullptr) return;
+  refuseCollector(*inputHandle.get());
+  process_->setStandardInput(inputHandle.get()->handle());
 }
 
 QVProcessOperation::~QVProcessOperation() = default;

@@ -134,6 +134,8 @@ TEST(QVProcessOperation, leavesPlainHandlesAlone) {
   job->main();
   EXPECT_EQ(textOf(pipe->fileHandleForReading()->readDataToEndOfFile()), "here\n");
   EXPECT_THROW(script("", std::shared_ptr<QVProcessDataCollector>()), NSException);
+  EXPECT_THROW(script("cat", {}, std::make_shared<QVProcessDataCollector>()), NSException);
+  EXPECT_THROW(script("cat", {}, std::make_shared<QVProcessStreamCollector>()), NSException);
 }
 
 /// A handle of one's own, with no more than what is required.
