@@ -56,6 +56,13 @@ bool pollWithChild(std::span<pollfd> requests, detail::ChildProcess& child, bool
 
 }  // namespace
 
+const NSClass& QVProcessOperation::staticClass() {
+  static const NSClass& cls =
+      *new NSClass(NSClass::define<QVProcessOperation>("QVProcessOperation", QVOperation::staticClass())
+                       .readOnly("process", &QVProcessOperation::process));
+  return cls;
+}
+
 QVProcessOperation::QVProcessOperation(std::string launchPath, std::vector<std::string> arguments,
                                        std::optional<std::string> currentDirectoryPath,
                                        QVAnyProcessIOHandle outputHandle,

@@ -63,6 +63,9 @@ class WakeDescriptor;
 /// an `NSInvalidArgumentException`.
 class QV_EXPORT QVProcessOperation : public QVOperation, public QVSyncOperationProtocol<void> {
 public:
+  static const NSClass& staticClass();
+  const NSClass& dynamicClass() const override { return staticClass(); }
+
   QVProcessOperation(std::string launchPath, std::vector<std::string> arguments,
                      std::optional<std::string> currentDirectoryPath = std::nullopt,
                      QVAnyProcessIOHandle outputHandle = {}, const QVAnyProcessIOHandle& inputHandle = {});

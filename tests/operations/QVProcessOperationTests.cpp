@@ -189,6 +189,12 @@ TEST(QVProcessOperation, theMainQueueIsServedWhileItRunsOnTheMainThread) {
   EXPECT_EQ(codeOf(*job), 9);
 }
 
+TEST(QVProcessOperation, isAClassOfItsOwn) {
+  const auto job = script("");
+  EXPECT_EQ(job->dynamicClass().name(), "QVProcessOperation");
+  EXPECT_EQ(job->valueForKey("process"), Value(job->process()));
+}
+
 // What a handler throws
 
 TEST(QVProcessOperation, anExceptionOfAHandlerEndsTheProgram) {
