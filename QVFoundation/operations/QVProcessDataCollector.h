@@ -23,15 +23,15 @@ class ProcessOutputReader;
 /// ```
 ///
 /// While the program runs one chunk is read, as soon as there is something; the rest is read when it has
-/// ended. This is intended. So a program that writes more than the pipe takes beyond that chunk,
-/// `capacity()` bytes, waits for ever for somebody to read, and has to be cancelled. The pipe has the largest
+/// ended. This is intended. So a program may write `capacity()` bytes at least; once it has filled the pipe
+/// beyond that chunk it waits for ever for somebody to read, and has to be cancelled. The pipe has the largest
 /// buffer that the system allows, mostly 1 MiB. `QVProcessStreamCollector` has no such bound.
 ///
 /// Threads: `data` once the operation has finished; `stopReading` any; the rest on the thread that runs the
 /// operation.
 /// Ownership: owns its pipe.
 /// Errors: making it throws an `NSError` where the system has no pipe to give. What cannot be read is missing
-/// from `data`.
+/// from `data`. As a program's input it is refused, with `NSInvalidArgumentException`.
 class QV_EXPORT QVProcessDataCollector final : public QVProcessIOHandle {
 public:
   QVProcessDataCollector();
@@ -39,7 +39,8 @@ public:
 
   /// Everything collected so far.
   [[nodiscard]] const NSData& data() const noexcept;
-  /// How much the program may write, beyond the first chunk, before it has to wait; as the system says.
+  /// How much the program may write at least before it has to wait, as the system says; that which was read
+  /// of it early comes on top. Small writes may fill the pipe earlier.
   [[nodiscard]] std::size_t capacity() const noexcept;
 
   [[nodiscard]] NSTaskStream handle() const override;

@@ -59,8 +59,9 @@ class WakeDescriptor;
 /// Ownership: owns its task, and keeps the handles for output and errors.
 /// Errors: the task's own where it cannot be launched. A status other than 0, or the number of the signal that
 /// ended it, is the code of an error of `NSPOSIXErrorDomain`: "Process /bin/false terminated with error code
-/// 1". What a handle throws; then the program is ended as by cancelling. It runs once: a second run is
-/// an `NSInvalidArgumentException`.
+/// 1". The code is `NSTask::statusUnknown` (-1) where somebody else has reaped the program. What a handle
+/// throws; then the program is ended as by cancelling. It runs once: a second run is an
+/// `NSInvalidArgumentException`, as is a collector that is given as input.
 class QV_EXPORT QVProcessOperation : public QVOperation, public QVSyncOperationProtocol<void> {
 public:
   static const NSClass& staticClass();

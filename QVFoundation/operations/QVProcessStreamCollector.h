@@ -32,20 +32,23 @@ class ProcessOutputReader;
 /// Everything is read, so the program never waits for long, whatever the bound: what is beyond is counted and
 /// dropped.
 ///
-/// Threads: `stopReading` any. The rest on the thread that runs the operation, where the handler is called too,
-/// or once the operation has finished.
+/// Threads: `stopReading` any. The rest on the thread that runs the operation, where the handler is called
+/// too, or once the operation has finished.
 /// Ownership: owns its pipe and what it has collected; the handler until it is released.
 /// Errors: making it throws an `NSError` where the system has no pipe to give. What cannot be read is missing.
-/// What the handler throws ends the program and is the operation's failure; `std::bad_alloc` likewise.
+/// What the handler throws ends the program and is the operation's failure; `std::bad_alloc` likewise. As a
+/// program's input it is refused, with `NSInvalidArgumentException`.
 class QV_EXPORT QVProcessStreamCollector final : public QVProcessIOHandle {
 public:
   /// Keeps everything.
   QVProcessStreamCollector();
   /// Keeps the first so many bytes.
   explicit QVProcessStreamCollector(std::size_t keepAtMost);
-  /// Keeps nothing, but calls a handler with each line, without its line feed; also with a last one that has none.
-  /// The text is valid during the call. Of a line of more bytes than `longestLine` only so many are handed
-  /// over, the rest is dropped. An empty handler raises `NSInvalidArgumentException`.
+  /// Keeps nothing, but calls a handler with each line, without its line feed; also with a last one that has
+  /// none. The text is valid during the call. Of a line of more bytes than `longestLine` only so many are
+  /// handed over, the rest is dropped. Without that bound a line is held in memory until its end comes, however
+  /// long it grows: give one for a program that is not trusted to end its lines. An empty handler raises
+  /// `NSInvalidArgumentException`.
   explicit QVProcessStreamCollector(std::function<void(std::string_view line)> lineHandler,
                                     std::optional<std::size_t> longestLine = std::nullopt);
   ~QVProcessStreamCollector() override;
@@ -53,7 +56,7 @@ public:
   /// What was kept; empty where lines are handed over. Valid until more is read.
   [[nodiscard]] std::span<const std::byte> data() const noexcept;
   [[nodiscard]] std::string_view text() const noexcept;
-  /// How many bytes were beyond the bound.
+  /// How many bytes were beyond the bound; where lines are handed over, what was cut off long ones.
   [[nodiscard]] std::uint64_t droppedByteCount() const noexcept;
 
   [[nodiscard]] NSTaskStream handle() const override;
