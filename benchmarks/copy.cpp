@@ -250,7 +250,8 @@ const bool areRegistered = [] {
         Row{"file-with-holes", "ext4", makeFileWithHoles}}) {
     add(row, "ours", copyOurs);
     add(row, "cp", copyCp);
-    add(row, "rsync", copyRsync);
+    // It would fill holes, and with them the volume.
+    if (row.name != "file-with-holes") add(row, "rsync", copyRsync);
   }
   for (const Row& row : {Row{"clone", "btrfs", makeFileToClone}, Row{"clone", "xfs", makeFileToClone}}) {
     add(row, "ours", cloneOurs);
