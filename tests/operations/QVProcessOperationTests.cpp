@@ -287,8 +287,8 @@ TEST(QVProcessOperation, cancellingEndsWhatIsLeftOfTheGroup) {
   const auto data = std::make_shared<QVProcessDataCollector>();
   const auto stream = std::make_shared<QVProcessStreamCollector>();
   struct Row {
-    const char* rest;
-    int code;
+    const char* rest = nullptr;
+    int code = 0;
     QVAnyProcessIOHandle output;
   };
   for (const Row& row :
@@ -297,7 +297,8 @@ TEST(QVProcessOperation, cancellingEndsWhatIsLeftOfTheGroup) {
     pid_t other = 0;
     std::latch ready(1), ended(1);
     const auto job = script(
-        "(trap '' TERM; exec sleep 1000 2> /dev/null) & echo $! >&2; " + std::string(row.rest), row.output);
+        "(trap '' TERM; exec sh -c 'echo $$ >&2; exec sleep 1000 2> /dev/null') & " + std::string(row.rest),
+        row.output);
     job->setErrorHandle(std::make_shared<QVProcessStreamCollector>([&](std::string_view line) {
       other = std::stoi(std::string(line));
       ready.count_down();
