@@ -169,10 +169,13 @@ TEST(QVProcessOperation, readsWhatOthersWriteAfterTheProgramsEnd) {
 }
 
 TEST(QVProcessOperation, isReapedWhileAHandlerRuns) {
+  const auto input = std::make_shared<NSPipe>();
   std::shared_ptr<QVProcessOperation> job;
-  const auto lines = std::make_shared<QVProcessStreamCollector>(
-      [&](std::string_view) { testing::awaitDisappearanceOf(job->process()->processIdentifier()); });
-  job = script("echo line", lines);
+  const auto lines = std::make_shared<QVProcessStreamCollector>([&](std::string_view) {
+    input->fileHandleForWriting()->writeText("\n");
+    testing::awaitDisappearanceOf(job->process()->processIdentifier());
+  });
+  job = script("echo line; read line", lines, input);
   job->main();
   EXPECT_EQ(codeOf(*job), 0);
 }
