@@ -111,7 +111,7 @@ public:
       const auto start = std::chrono::steady_clock::now();
       copyOnce();
       state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
-      state.counters["MiB-allocated"] = allocated();
+      state.counters["MiB"] = allocated();
       fs::remove_all(copy());
       settle();
     }
