@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -15,9 +14,6 @@
 #include "QVFoundation/platform/copying/OpenFolders_p.h"
 
 namespace QVFoundation::detail {
-
-/// Of opening a file: what ends when others are closed.
-[[nodiscard]] inline bool meansTooManyOpen(int code) noexcept { return code == EMFILE || code == ENFILE; }
 
 /// What the steps of one copy share: what is told to the outside, and what is known of both sides.
 ///

@@ -2,6 +2,8 @@
 #include <fcntl.h>
 #include <memory>
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include "QVFoundation/platform/copying/CopyWalk_p.h"
 #include "QVFoundation/platform/copying/FailureStep_p.h"
@@ -139,13 +141,16 @@ bool CopyWalk::enter(const FileLocation& location, std::string path) {
 }
 
 bool CopyWalk::leave(const DirectoryWalk& walk, std::string path) {
+  // Of the one that was read, whatever has its name by now.
+  const ItemHandle source(walk.opened());
   const OpenFolders::Folder folder = folders_.current();
-  // The one that was read, whatever has its name by now.
-  Descriptor source = steps_.open(walk.opened(), ".", O_RDONLY | O_DIRECTORY);
-  int code = source.isOpen() ? 0 : errno;
+  struct stat status{};
+  int code = source.status(status) == 0 ? 0 : errno;
   if (code == 0) code = folders_.leave();
   if (code != 0) return addFailure(CopyItem::folder, std::move(path), code);
-  return add<FolderFinishStep>(std::move(path), folder, std::move(source));
+  std::vector<CopyLoss> losses;
+  ItemMetadata metadata(source, status, path, losses);
+  return add<FolderFinishStep>(std::move(path), folder, std::move(metadata), std::move(losses));
 }
 
 /// It is told of when its turn comes.

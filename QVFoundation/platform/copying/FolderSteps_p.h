@@ -2,8 +2,10 @@
 
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "QVFoundation/platform/copying/CopyRun_p.h"
+#include "QVFoundation/platform/copying/ItemMetadata_p.h"
 
 namespace QVFoundation::detail {
 
@@ -26,8 +28,13 @@ private:
 /// Threads: see `CopyStep`.
 class FolderFinishStep final : public CopyStep {
 public:
-  FolderFinishStep(CopyRun& run, std::string path, OpenFolders::Folder folder, Descriptor source)
-      : run_(run), path_(std::move(path)), folder_(std::move(folder)), source_(std::move(source)) {}
+  FolderFinishStep(CopyRun& run, std::string path, OpenFolders::Folder folder, ItemMetadata metadata,
+                   std::vector<CopyLoss> losses)
+      : run_(run),
+        path_(std::move(path)),
+        folder_(std::move(folder)),
+        metadata_(std::move(metadata)),
+        losses_(std::move(losses)) {}
 
   [[nodiscard]] bool finish(CopyBuffer& buffer) override;
 
@@ -35,7 +42,8 @@ private:
   CopyRun& run_;
   const std::string path_;
   const OpenFolders::Folder folder_;
-  const Descriptor source_;
+  const ItemMetadata metadata_;
+  std::vector<CopyLoss> losses_;
 };
 
 }  // namespace QVFoundation::detail

@@ -5,7 +5,6 @@
 
 #include "QVFoundation/platform/copying/NewFile_p.h"
 #include "QVFoundation/platform/files/ExclusiveRename_p.h"
-#include "QVFoundation/platform/files/WaitingName_p.h"
 
 namespace QVFoundation::detail {
 
@@ -23,10 +22,6 @@ bool meansNoNaming(int code) noexcept {
 
 }  // namespace
 
-NewFile::~NewFile() {
-  if (waiting_) static_cast<void>(waiting_->remove(0));
-}
-
 int NewFile::open(std::string_view name, mode_t mode) {
   if (CopyAbilities::can(abilities_.unnamedFiles)) {
     // To be written to also through what asks for the mode, as attributes do.
@@ -35,24 +30,16 @@ int NewFile::open(std::string_view name, mode_t mode) {
     if (!meansNoUnnamedFiles(errno)) return errno;
     CopyAbilities::refuse(abilities_.unnamedFiles);
   }
-  constexpr int mostNames = 100;
-  for (int attempt = 0; attempt < mostNames; ++attempt) {
-    waiting_.emplace(folder_, waitingName(name));
-    file_ = waiting_->open(O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, S_IRUSR | S_IWUSR);
-    if (file_.isOpen()) return 0;
-    if (errno != EEXIST) break;
-  }
-  const int code = errno;
-  waiting_.reset();
-  return code;
+  file_ = waiting_.open(folder_, name, S_IRUSR | S_IWUSR);
+  return file_.isOpen() ? 0 : errno;
 }
 
 int NewFile::place(const char* name) {
-  if (!waiting_) return placeUnnamed(name);
+  if (!waiting_.exists()) return placeUnnamed(name);
   // Some file systems say only now that they could not keep what they took (close(2)).
   if (systemCalls().close(file_.release()) != 0 && errno != EINTR) return errno;
-  const int code = renameWithoutReplacing(*waiting_, FileLocation(folder_, name));
-  if (code == 0) waiting_.reset();
+  const int code = renameWithoutReplacing(waiting_.location(), FileLocation(folder_, name));
+  if (code == 0) waiting_.forget();
   return code;
 }
 

@@ -1,11 +1,9 @@
 #pragma once
 
-#include <optional>
-#include <string>
 #include <string_view>
 
 #include "QVFoundation/platform/copying/CopyAbilities_p.h"
-#include "QVFoundation/platform/files/FileLocation_p.h"
+#include "QVFoundation/platform/files/WaitingFile_p.h"
 
 namespace QVFoundation::detail {
 
@@ -20,7 +18,6 @@ public:
   NewFile(int folder, CopyAbilities& abilities) noexcept : folder_(folder), abilities_(abilities) {}
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
-  ~NewFile();
 
   /// Nobody but the owner may open a file that has a name by then; else the mode counts, less the process's
   /// mask.
@@ -38,7 +35,7 @@ private:
   const int folder_;
   CopyAbilities& abilities_;
   Descriptor file_;
-  std::optional<FileLocation> waiting_;  // the other name, while there is something to remove
+  WaitingFile waiting_;  // the other one
 };
 
 }  // namespace QVFoundation::detail

@@ -9,7 +9,7 @@ namespace QVFoundation::detail {
 int OpenFolders::open(const FileLocation& location, Level& level) const {
   constexpr int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW;
   Descriptor folder = location.open(flags);
-  if (!folder.isOpen() && (errno == EMFILE || errno == ENFILE) && makeRoom_()) folder = location.open(flags);
+  if (!folder.isOpen() && meansTooManyOpen(errno) && makeRoom_()) folder = location.open(flags);
   struct stat status{};
   if (!folder.isOpen() || systemCalls().stat(folder.number(), &status) != 0) return errno;
   level.folder = std::make_shared<const Descriptor>(std::move(folder));

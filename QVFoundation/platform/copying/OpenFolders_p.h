@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cerrno>
 #include <functional>
 #include <memory>
 #include <utility>
@@ -10,6 +11,9 @@
 #include "QVFoundation/platform/files/ItemIdentity_p.h"
 
 namespace QVFoundation::detail {
+
+/// Of opening a file: what ends when others are closed.
+[[nodiscard]] inline bool meansTooManyOpen(int code) noexcept { return code == EMFILE || code == ENFILE; }
 
 /// The new folders on the way down to where a copy is. Deep down those above are closed, and opened again as
 /// the parents of those below, if they are the same.

@@ -7,13 +7,12 @@
 #include "QVFoundation/platform/files/AtomicFile_p.h"
 #include "QVFoundation/platform/files/ExclusiveRename_p.h"
 #include "QVFoundation/platform/files/FileStatus_p.h"
-#include "QVFoundation/platform/files/WaitingName_p.h"
+#include "QVFoundation/platform/files/WaitingFile_p.h"
 
 namespace QVFoundation::detail {
 
 namespace {
 
-constexpr int mostNames = 100;
 constexpr int mostLinks = 40;  // as many as the system follows (path_resolution(7))
 
 /// The path with a slash at its end, or nothing where it is but a name.
@@ -72,10 +71,6 @@ AtomicFile::AtomicFile(PathView path, Existing existing) : existing_(existing) {
   name_ = target.substr(folder.size());
 }
 
-AtomicFile::~AtomicFile() {
-  if (waiting_) static_cast<void>(waiting_->remove(0));
-}
-
 int AtomicFile::open() {
   if (error_ != 0) return error_;
   struct statx replaced{};
@@ -87,16 +82,8 @@ int AtomicFile::open() {
 
   // What will replace a file that few may read is at no time for all to read.
   const mode_t mode = exists ? S_IRUSR | S_IWUSR : 0666;
-  for (int attempt = 0; attempt < mostNames && !file_.isOpen(); ++attempt) {
-    waiting_.emplace(folder_.number(), waitingName(name_));
-    file_ = waiting_->open(O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, mode);
-    if (!file_.isOpen() && errno != EEXIST) break;
-  }
-  if (!file_.isOpen()) {
-    const int code = errno;
-    waiting_.reset();
-    return code;
-  }
+  file_ = waiting_.open(folder_.number(), name_, mode);
+  if (!file_.isOpen()) return errno;
   return exists ? takeAttributes(target, replaced) : 0;
 }
 
@@ -107,7 +94,8 @@ int AtomicFile::takeAttributes(const FileLocation& target, const struct statx& r
   constexpr auto same = static_cast<uid_t>(-1);
   const bool keepsOwner = change(replaced.stx_uid, replaced.stx_gid);
   const bool keepsGroup = keepsOwner || change(same, replaced.stx_gid);
-  const bool keepsAccessList = copyAttributes(target.pathWithoutFolder(), waiting_->pathWithoutFolder());
+  const bool keepsAccessList =
+      copyAttributes(target.pathWithoutFolder(), waiting_.location().pathWithoutFolder());
 
   // What it may do as its owner, it may do only as that owner; and where another group would have what was
   // meant for the old one, none has it.
@@ -125,12 +113,12 @@ int AtomicFile::commit() {
   const FileLocation target(folder_.number(), name_);
   int code = 0;
   if (existing_ == Existing::refuse) {
-    code = renameWithoutReplacing(*waiting_, target);
-  } else if (waiting_->renameTo(target, 0) != 0) {
+    code = renameWithoutReplacing(waiting_.location(), target);
+  } else if (waiting_.location().renameTo(target, 0) != 0) {
     code = errno;
   }
   if (code != 0) return code;
-  waiting_.reset();
+  waiting_.forget();
   // From here on the file is there; a folder that cannot be synchronized does not undo that.
   static_cast<void>(uninterrupted([&] { return systemCalls().sync(folder_.number()); }));
   return 0;

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <optional>
 #include <string>
 #include <sys/stat.h>
 
 #include "QVFoundation/platform/files/FileLocation_p.h"
+#include "QVFoundation/platform/files/WaitingFile_p.h"
 
 namespace QVFoundation::detail {
 
@@ -20,7 +20,6 @@ public:
   AtomicFile(PathView path, Existing existing);
   AtomicFile(const AtomicFile&) = delete;
   AtomicFile& operator=(const AtomicFile&) = delete;
-  ~AtomicFile();
 
   [[nodiscard]] int open();
   [[nodiscard]] int descriptor() const noexcept { return file_.number(); }
@@ -35,7 +34,7 @@ private:
   Descriptor folder_;
   std::string name_;
   int error_ = 0;
-  std::optional<FileLocation> waiting_;  // while there is something to remove
+  WaitingFile waiting_;
   Descriptor file_;
 };
 

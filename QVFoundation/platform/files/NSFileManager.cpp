@@ -12,7 +12,7 @@
 #include "QVFoundation/platform/files/FileStatus_p.h"
 #include "QVFoundation/platform/files/PathComponentReader_p.h"
 #include "QVFoundation/platform/files/TreeRemoval_p.h"
-#include "QVFoundation/platform/files/WaitingName_p.h"
+#include "QVFoundation/platform/files/WaitingFile_p.h"
 #include "QVFoundation/platform/runtime/NSClass.h"
 
 namespace QVFoundation {
