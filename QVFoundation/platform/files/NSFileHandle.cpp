@@ -30,10 +30,7 @@ const std::shared_ptr<NSFileHandle>& standardHandle(int descriptor) {
 }  // namespace
 
 NSFileHandle::NSFileHandle(int descriptor, CloseOnRelease closeOnRelease, std::filesystem::path path)
-    : descriptor_(descriptor),
-      closeOnRelease_(closeOnRelease),
-      outputKind_(detail::outputKindOf(descriptor)),
-      path_(std::move(path)) {}
+    : descriptor_(descriptor), closeOnRelease_(closeOnRelease), path_(std::move(path)) {}
 
 NSFileHandle::~NSFileHandle() {
   stopWaitingForData();
@@ -142,8 +139,10 @@ void NSFileHandle::writeText(std::string_view text) {
 
 // A descriptor that belongs to somebody else may be led elsewhere at any time (dup2), so it is looked at for
 // each write.
-detail::OutputKind NSFileHandle::outputKind() const noexcept {
-  return closeOnRelease_ == CloseOnRelease::yes ? outputKind_ : detail::outputKindOf(fileDescriptor());
+detail::OutputKind NSFileHandle::outputKind() noexcept {
+  if (closeOnRelease_ != CloseOnRelease::yes) return detail::outputKindOf(fileDescriptor());
+  if (!outputKind_) outputKind_ = detail::outputKindOf(fileDescriptor());
+  return *outputKind_;
 }
 
 void NSFileHandle::synchronizeFile() {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -100,15 +101,15 @@ protected:
 
 private:
   std::size_t read(std::span<std::byte> buffer);
-  [[nodiscard]] detail::OutputKind outputKind() const noexcept QV_REQUIRES(lock_);
+  [[nodiscard]] detail::OutputKind outputKind() noexcept QV_REQUIRES(lock_);
   [[noreturn]] void fail(std::string_view action, int code) const;
   void dataIsAvailable();
 
   mutable UnfairLock lock_;
   std::atomic<int> descriptor_;  // changed under lock_, read without it: a write may wait for ever
   bool lineIsCut_ QV_GUARDED_BY(lock_) = false;
+  std::optional<detail::OutputKind> outputKind_ QV_GUARDED_BY(lock_);  // once something is written
   const CloseOnRelease closeOnRelease_;
-  const detail::OutputKind outputKind_;
   const std::filesystem::path path_;
   Mutex waitLock_;                                        // alone, since lock_ is held while a write waits
   std::uint64_t waitToken_ QV_GUARDED_BY(waitLock_) = 0;  // 0 where nobody waits for data
