@@ -9,9 +9,16 @@
 
 namespace QVFoundation::detail {
 
+namespace {
+
+/// Half of what a pipe mostly holds.
+constexpr std::size_t muchAtOnce = 32UL * 1024;
+
+}  // namespace
+
 // Our end alone does not block: the program has the other one.
-ProcessOutputReader::ProcessOutputReader() : pipe_(std::make_shared<NSPipe>(NSPipe::Capacity::largest)) {
-  stopped_.open();
+ProcessOutputReader::ProcessOutputReader(NSPipe::Capacity capacity)
+    : pipe_(std::make_shared<NSPipe>(capacity)), isLargest_(capacity == NSPipe::Capacity::largest) {
   ::fcntl(descriptor(), F_SETFL, O_NONBLOCK);
 }
 
@@ -31,6 +38,10 @@ std::size_t ProcessOutputReader::read(std::span<std::byte> buffer) {
     return 0;
   }
   if (leftAfterStop_) *leftAfterStop_ -= static_cast<std::size_t>(count);
+  if (static_cast<std::size_t>(count) >= muchAtOnce && !isLargest_) {
+    isLargest_ = true;
+    pipe_->enlarge();
+  }
   return static_cast<std::size_t>(count);
 }
 
@@ -45,8 +56,11 @@ std::size_t ProcessOutputReader::allowed(std::size_t count) {
   return std::min(count, *leftAfterStop_);
 }
 
-void ProcessOutputReader::await() const {
+// Few are ever waited for: the operation waits for most itself, until their end.
+void ProcessOutputReader::await() {
   if (isAtEnd_) return;
+  if (stopped_.number() < 0) stopped_.open();
+  if (isStopped_.load(std::memory_order_acquire)) return;  // perhaps before there was something to wake
   std::array<pollfd, 2> requests{{{.fd = descriptor(), .events = POLLIN, .revents = 0},
                                   {.fd = stopped_.number(), .events = POLLIN, .revents = 0}}};
   pollUntil(requests, {});

@@ -15,10 +15,12 @@ namespace QVFoundation::detail {
 /// written until then is still read.
 ///
 /// Threads: `stop` any, the rest on one at a time.
-/// Errors: making it throws an `NSError` where the system has no pipe to give. What cannot be read is the end.
+/// Errors: making it throws an `NSError` where the system has no pipe to give, and `await` where it has no
+/// descriptor. What cannot be read is the end.
 class ProcessOutputReader {
 public:
-  ProcessOutputReader();
+  /// A pipe of the standard capacity is made the largest once much is written.
+  explicit ProcessOutputReader(NSPipe::Capacity capacity);
 
   [[nodiscard]] const std::shared_ptr<NSPipe>& pipe() const noexcept { return pipe_; }
   /// -1 at the end.
@@ -28,7 +30,7 @@ public:
   /// Reads some of what is there into a buffer that has room; 0 where there is nothing now, or it is the end.
   std::size_t read(std::span<std::byte> buffer);
   /// Waits until there is something to read, the end is reached, or it was told to stop.
-  void await() const;
+  void await();
   void stop() noexcept;
 
 private:
@@ -39,6 +41,7 @@ private:
   std::atomic<bool> isStopped_ = false;
   std::optional<std::size_t> leftAfterStop_;
   bool isAtEnd_ = false;
+  bool isLargest_;
 };
 
 }  // namespace QVFoundation::detail

@@ -36,7 +36,8 @@ struct QVProcessDataCollector::Collected {
 };
 
 QVProcessDataCollector::QVProcessDataCollector()
-    : reader_(std::make_unique<detail::ProcessOutputReader>()), collected_(std::make_shared<Collected>()) {
+    : reader_(std::make_unique<detail::ProcessOutputReader>(NSPipe::Capacity::largest)),
+      collected_(std::make_shared<Collected>()) {
   const auto& reading = reader_->pipe()->fileHandleForReading();
   notificationToken_ = NSNotificationCenter::defaultCenter()->addObserverForName(
       std::string(NSFileHandleDataAvailableNotification), reading, nullptr,
@@ -88,8 +89,7 @@ int QVProcessDataCollector::descriptor() const {
 }
 
 void QVProcessDataCollector::readAvailable() {
-  NSNotificationCenter::defaultCenter()->postNotificationName(
-      std::string(NSFileHandleDataAvailableNotification), reader_->pipe()->fileHandleForReading());
+  collected_->appendFirstChunk(*reader_->pipe()->fileHandleForReading());
 }
 
 void QVProcessDataCollector::stopReading() { reader_->stop(); }

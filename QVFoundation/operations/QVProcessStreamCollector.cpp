@@ -37,7 +37,7 @@ QVProcessStreamCollector::QVProcessStreamCollector(std::function<void(std::strin
 
 QVProcessStreamCollector::QVProcessStreamCollector(std::size_t keepAtMost,
                                                    std::unique_ptr<detail::LineSplitter> lines)
-    : reader_(std::make_unique<detail::ProcessOutputReader>()),
+    : reader_(std::make_unique<detail::ProcessOutputReader>(NSPipe::Capacity::standard)),
       bound_(keepAtMost),
       lines_(std::move(lines)),
       kept_(std::make_unique<detail::GrowingBytes>()),

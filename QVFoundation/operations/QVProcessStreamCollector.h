@@ -59,6 +59,9 @@ public:
   /// How many bytes were beyond the bound; where lines are handed over, what was cut off long ones.
   [[nodiscard]] std::uint64_t droppedByteCount() const noexcept;
 
+  /// Whether it was made with a handler of lines.
+  [[nodiscard]] bool handsOverLines() const noexcept { return lines_ != nullptr; }
+
   [[nodiscard]] NSTaskStream handle() const override;
   void readToEndSync() override;
   [[nodiscard]] int descriptor() const override;

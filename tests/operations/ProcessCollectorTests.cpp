@@ -129,6 +129,20 @@ TEST(QVProcessStreamCollector, keepsAllOrTheBeginningAndCountsTheRest) {
   }
 }
 
+TEST(QVProcessStreamCollector, takesALargerPipeOnceMuchIsWritten) {
+  QVProcessStreamCollector collector;
+  const auto pipe = collector.handle().pipe();
+  const auto read = [&](std::size_t size) {
+    writingEnd(collector)->writeText(sequence(size));
+    collector.readAvailable();
+    return pipe->capacity();
+  };
+  const std::size_t standard = NSPipe().capacity();
+  EXPECT_EQ(read(100), standard);
+  EXPECT_EQ(read(standard), NSPipe(NSPipe::Capacity::largest).capacity());
+  EXPECT_EQ(collector.text(), sequence(100) + sequence(standard));
+}
+
 TEST(GrowingBytes, keepsWhatIsThereWhereverItMoves) {
   detail::GrowingBytes first, second;  // in each other's way
   const std::string piece = sequence(700'001);

@@ -378,6 +378,8 @@ TEST(QVProcessOperation, failsCleanlyWhereThereAreNoDescriptors) {
   job->main();
   EXPECT_EQ(codeOf(*job), EMFILE);
   EXPECT_EQ(job->process()->processIdentifier(), 0);
+  EXPECT_THROW(output->readToEndSync(), NSError) << "others may still write, and it could not be stopped";
+  calls->pipe = [](int*, int) { return errno = EMFILE, -1; };
   EXPECT_THROW(QVProcessStreamCollector(), NSError);
 }
 

@@ -38,9 +38,6 @@ NSPipe::NSPipe(Capacity capacity) {
   if (detail::processCalls().pipe(ends.data(), O_CLOEXEC) != 0) throwNoPipe(errno);
   detail::Descriptor reading(ends[0]);
   detail::Descriptor writing(ends[1]);
-  if (capacity == Capacity::largest && largestCapacity() > 0) {
-    (void)detail::processCalls().setCapacity(reading.number(), largestCapacity());
-  }
   const auto handleOf = [](detail::Descriptor& end) {
     auto handle = std::make_shared<NSFileHandle>(end.number(), NSFileHandle::CloseOnRelease::yes);
     (void)end.release();
@@ -48,6 +45,13 @@ NSPipe::NSPipe(Capacity capacity) {
   };
   reading_ = handleOf(reading);
   writing_ = handleOf(writing);
+  if (capacity == Capacity::largest) enlarge();
+}
+
+void NSPipe::enlarge() noexcept {
+  if (largestCapacity() > 0) {
+    (void)detail::processCalls().setCapacity(reading_->fileDescriptor(), largestCapacity());
+  }
 }
 
 std::size_t NSPipe::capacity() const noexcept {

@@ -44,6 +44,8 @@ public:
   /// How many bytes may be written before the writer has to wait for a reader, as the system says now; 0 once
   /// both ends are closed. Small writes may fill it earlier.
   [[nodiscard]] std::size_t capacity() const noexcept;
+  /// Makes it the largest one; see `Capacity`. What was written stays.
+  void enlarge() noexcept;
 
   [[nodiscard]] Dictionary debugDictionary() const override;
 
