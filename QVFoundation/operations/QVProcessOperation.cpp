@@ -40,18 +40,12 @@ void refuseCollector(const QVProcessIOHandle& input) {
                     "A collector takes what a program writes: it cannot be its input");
 }
 
-/// Sleeps until one of the descriptors is ready, whose first is the child's while it runs. True where that has
-/// ended.
-bool pollWithChild(std::span<pollfd> requests, detail::ChildProcess& child, bool hasEnded) {
-  if (hasEnded) {
-    detail::pollUntil(requests, {});
-    return true;
+/// Whether reading runs code of the application.
+bool mayTakeLong(const QVProcessIOHandle& handle) {
+  if (const auto* const stream = dynamic_cast<const QVProcessStreamCollector*>(&handle)) {
+    return stream->handsOverLines();
   }
-  const detail::ChildProcess::Waiting waiting(child.shared_from_this());
-  requests[0].fd = waiting.descriptor();
-  if (requests[0].fd < 0) return true;
-  detail::pollUntil(requests, {});
-  return requests[0].revents != 0 && child.termination();
+  return dynamic_cast<const QVProcessDataCollector*>(&handle) == nullptr;
 }
 
 }  // namespace
@@ -106,16 +100,40 @@ void QVProcessOperation::setGracePeriod(std::optional<std::chrono::nanoseconds> 
 
 // The run
 
-/// Has the program reaped at the end of a run. Until then its number stands for its group, if it leads one.
-class QVProcessOperation::Kept {
+/// The program of a run. The run's thread waits for it, or leaves it to the watch while it is busy with what may
+/// take long. A leader is reaped at the end of the run: until then its number stands for its group.
+class QVProcessOperation::Child {
 public:
-  explicit Kept(const NSTask& process) : child_(detail::TaskAccess::childOf(process)) {}
-  Kept(const Kept&) = delete;
-  Kept& operator=(const Kept&) = delete;
-  ~Kept() { child_->letGo(); }
+  explicit Child(NSTask& process) {
+    std::optional<NSError> error;
+    if (!detail::TaskAccess::launch(process, waiting_, &error)) throw NSError(*error);
+    child_ = detail::TaskAccess::childOf(process);
+  }
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+  ~Child() {
+    leaveToWatch();
+    child_->letGo();
+  }
+
+  [[nodiscard]] bool hasEnded() const noexcept { return hasEnded_; }
+  void leaveToWatch() { waiting_.reset(); }
+  /// Sleeps until one of the descriptors is ready, whose first becomes the child's while it runs.
+  void poll(std::span<pollfd> requests) {
+    if (hasEnded_) {
+      detail::pollUntil(requests, {});
+      return;
+    }
+    if (!waiting_) waiting_.emplace(child_);
+    requests[0].fd = waiting_->descriptor();
+    if (requests[0].fd >= 0) detail::pollUntil(requests, {});
+    hasEnded_ = requests[0].fd < 0 || (requests[0].revents != 0 && child_->termination());
+  }
 
 private:
-  const std::shared_ptr<detail::ChildProcess> child_;
+  std::shared_ptr<detail::ChildProcess> child_;
+  std::optional<detail::ChildProcess::Waiting> waiting_;
+  bool hasEnded_ = false;
 };
 
 /// Sees to it that a program ends that is to end, while its output is being read.
@@ -157,11 +175,10 @@ private:
 void QVProcessOperation::perform() {
   wakeUp_->open();
   const bool wasCancelledBefore = isCancelled();
-  std::optional<NSError> error;
-  if (!detail::TaskAccess::launchAndKeep(*process_, &error)) throw NSError(*error);
-  const Kept kept(*process_);
+  Child child(*process_);
   try {
-    if (!wasCancelledBefore) serveUntilEndOrCancelled();
+    if (!wasCancelledBefore) serveUntilEndOrCancelled(child);
+    child.leaveToWatch();
     const bool isToEnd = isCancelled();
     {
       const Ending ending(*this, isToEnd);
@@ -177,25 +194,28 @@ void QVProcessOperation::perform() {
 }
 
 // Also after the program's end, since others may still write to both pipes: who waited for the end of one would
-// keep them from the other. While handles and the main queue's blocks run, which may take long, the child is left
-// to the watch.
-void QVProcessOperation::serveUntilEndOrCancelled() {
-  const auto child = detail::TaskAccess::childOf(*process_);
+// keep them from the other.
+void QVProcessOperation::serveUntilEndOrCancelled(Child& child) {
   const std::array served{outputHandle_, errorHandle()};
   const auto descriptorOf = [](const auto& handle) { return handle == nullptr ? -1 : handle->descriptor(); };
   const auto readable = [](int descriptor) {
     return pollfd{.fd = descriptor, .events = POLLIN, .revents = 0};
   };
   const int mainQueue = isMainThread() ? mainQueueFileDescriptor() : -1;
-  bool hasEnded = false;
   while (!isCancelled()) {
     std::array requests{readable(-1), readable(descriptorOf(served[0])), readable(descriptorOf(served[1])),
                         readable(mainQueue), readable(wakeUp_->number())};
-    if (hasEnded && requests[1].fd < 0 && requests[2].fd < 0) return;
-    hasEnded = pollWithChild(requests, *child, hasEnded);
-    if (requests[1].revents != 0) served[0]->readAvailable();
-    if (requests[2].revents != 0) served[1]->readAvailable();
-    if (requests[3].revents != 0) drainMainQueue();
+    if (child.hasEnded() && requests[1].fd < 0 && requests[2].fd < 0) return;
+    child.poll(requests);
+    for (const std::size_t i : {0UL, 1UL}) {
+      if (requests.at(i + 1).revents == 0) continue;
+      if (mayTakeLong(*served.at(i))) child.leaveToWatch();
+      served.at(i)->readAvailable();
+    }
+    if (requests[3].revents != 0) {
+      child.leaveToWatch();
+      drainMainQueue();
+    }
   }
   if (!wasAsked_) askToEnd();  // it was launched while the operation was being cancelled
 }

@@ -97,10 +97,10 @@ public:
   void cancel() override;
 
 private:
-  class Kept;
+  class Child;
   class Ending;
 
-  void serveUntilEndOrCancelled();
+  void serveUntilEndOrCancelled(Child& child);
   void drain() const;
   void askToEnd();
   void endProgram() const;

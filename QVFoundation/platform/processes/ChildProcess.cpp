@@ -61,6 +61,11 @@ void ChildProcess::beginWatching() {
   }
 }
 
+void ChildProcess::beginWaiting() noexcept {
+  const MutexLock guard(lock_);
+  waitingCount_ = 1;
+}
+
 void ChildProcess::watch() {
   watchToken_ = DescriptorWatch::shared().watch(process_.number(),
                                                 [self = shared_from_this()] { self->watchHasSeenIt(); });

@@ -48,8 +48,11 @@ public:
   ChildProcess& operator=(const ChildProcess&) = delete;
   ~ChildProcess();
 
-  /// To be called first. Where the watch cannot take the child (`std::system_error`), it is killed and reaped.
+  // One of the two is to be called first.
+  /// Where the watch cannot take the child (`std::system_error`), it is killed and reaped.
   void beginWatching();
+  /// For one who is going to wait from the beginning on, with the first `Waiting`.
+  void beginWaiting() noexcept;
 
   [[nodiscard]] pid_t identifier() const noexcept { return identifier_; }
   [[nodiscard]] bool leadsGroup() const noexcept { return group_ != Group::others; }
@@ -75,6 +78,10 @@ public:
   class QV_TEST_EXPORT Waiting {
   public:
     explicit Waiting(std::shared_ptr<ChildProcess> child);
+    /// Goes on with what `beginWaiting` has begun.
+    static constexpr struct Begun {
+    } begun{};
+    Waiting(std::shared_ptr<ChildProcess> child, Begun /*unused*/) noexcept : child_(std::move(child)) {}
     Waiting(const Waiting&) = delete;
     Waiting& operator=(const Waiting&) = delete;
     ~Waiting();
@@ -112,8 +119,14 @@ private:
 struct TaskAccess {
   /// Null before the launch.
   [[nodiscard]] static std::shared_ptr<ChildProcess> childOf(const NSTask& task) { return task.child(); }
-  /// As `launch`; where it leads a group the child is kept, until it is let go or destroyed.
-  static bool launchAndKeep(NSTask& task, std::optional<NSError>* error) { return task.launch(true, error); }
+  /// As `launch`, but the caller waits for the child, with what it gets here. Where the child leads a group it
+  /// is kept, until it is let go or destroyed.
+  static bool launch(NSTask& task, std::optional<ChildProcess::Waiting>& waiting,
+                     std::optional<NSError>* error) {
+    if (!task.launch(true, error)) return false;
+    waiting.emplace(task.child(), ChildProcess::Waiting::begun);
+    return true;
+  }
 };
 
 }  // namespace QVFoundation::detail

@@ -88,9 +88,9 @@ void NSTask::setStartsProcessGroup(bool starts) { set(&Settings::startsProcessGr
 
 bool NSTask::launch(std::optional<NSError>* error) { return launch(false, error); }
 
-bool NSTask::launch(bool keepsLeader, std::optional<NSError>* error) {
+bool NSTask::launch(bool launcherWaits, std::optional<NSError>* error) {
   Settings settings = beginLaunch();
-  settings.keepsLeader = keepsLeader;
+  settings.launcherWaits = launcherWaits;
   std::shared_ptr<detail::ChildProcess> child;
   std::optional<NSError> failure;
   try {

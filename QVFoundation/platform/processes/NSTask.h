@@ -150,7 +150,7 @@ private:
   void set(Setting detail::TaskSettings::* setting, Given value);
   template <class Setting>
   [[nodiscard]] Setting setting(Setting detail::TaskSettings::* setting) const;
-  bool launch(bool keepsLeader, std::optional<NSError>* error);
+  bool launch(bool launcherWaits, std::optional<NSError>* error);
   [[nodiscard]] detail::TaskSettings beginLaunch();
   void endLaunch(std::shared_ptr<detail::ChildProcess> child);
   bool send(int signal) const;

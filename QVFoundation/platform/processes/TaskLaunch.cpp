@@ -182,6 +182,16 @@ private:
 
 // Beginning
 
+/// Shows that the system gives descriptors of processes, and is there to be duplicated.
+const Descriptor& anyProcess(const TaskSettings& settings) {
+  static const Descriptor& ours = [&]() -> const Descriptor& {
+    Descriptor process(processCalls().openProcess(getpid()));
+    if (!process.isOpen()) throwIfFailed(settings, errno);
+    return *new Descriptor(std::move(process));
+  }();
+  return ours;
+}
+
 /// What could fail once the child runs is tried before: its descriptor, and the thread that watches it.
 void prepareForChild(const TaskSettings& settings) {
   try {
@@ -189,8 +199,8 @@ void prepareForChild(const TaskSettings& settings) {
   } catch (const std::system_error& error) {
     throwIfFailed(settings, error.code().value());
   }
-  const Descriptor process(processCalls().openProcess(getpid()));
-  if (!process.isOpen()) throwIfFailed(settings, errno);
+  const Descriptor room(processCalls().duplicate(anyProcess(settings).number(), 0));
+  if (!room.isOpen()) throwIfFailed(settings, errno);
 }
 
 pid_t spawn(const TaskSettings& settings) {
@@ -226,9 +236,13 @@ std::shared_ptr<ChildProcess> launchChild(const TaskSettings& settings) {
   if (!process.isOpen() && errno != ESRCH) endAndFail(settings, identifier, errno);
   using Group = ChildProcess::Group;
   const Group group = !settings.startsProcessGroup ? Group::others
-                      : settings.keepsLeader       ? Group::kept
+                      : settings.launcherWaits     ? Group::kept
                                                    : Group::own;
   auto child = std::make_shared<ChildProcess>(identifier, std::move(process), group);
+  if (settings.launcherWaits) {
+    child->beginWaiting();
+    return child;
+  }
   try {
     child->beginWatching();
   } catch (const std::system_error& error) {

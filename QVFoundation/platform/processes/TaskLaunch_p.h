@@ -9,7 +9,8 @@
 
 namespace QVFoundation::detail {
 
-/// Starts a program. What keeps it from running is thrown as an `NSError`; then there is no child left.
+/// Starts a program. What keeps it from running is thrown as an `NSError`; then there is no child left. The
+/// watch has the child; where its launcher waits, a `ChildProcess::Waiting` is to take it over.
 ///
 /// Threads: any.
 [[nodiscard]] std::shared_ptr<ChildProcess> launchChild(const TaskSettings& settings);

@@ -20,7 +20,7 @@ struct TaskSettings {
   std::optional<std::map<std::string, std::string>> environment;
   NSTaskStream input, output, error;
   bool startsProcessGroup = false;
-  bool keepsLeader = false;  // of that group, once it has ended; see ChildProcess
+  bool launcherWaits = false;  // and keeps the leader of a group once it has ended; see ChildProcess
 
   /// By the number that they have in the child.
   [[nodiscard]] std::array<const NSTaskStream*, 3> streams() const { return {&input, &output, &error}; }
