@@ -23,6 +23,7 @@
 #include <benchmark/benchmark.h>
 
 #include "QVFoundation/operations/XRCopyFileOperation.h"
+#include "benchmarks/ReadyMemory.h"
 #include "benchmarks/RunProgram.h"
 #include "tests/platform/files/Volume.h"
 
@@ -90,12 +91,15 @@ class Scene {
 public:
   using Make = void (*)(const fs::path&);
   /// That of a row, made when it is first asked for.
-  static const Scene& of(const std::string& row, const std::string& format, Make make) {
+  static const Scene& of(const std::string& row, const std::string& format, Make make,
+                         std::size_t mebibytes) {
     static std::map<std::string, Scene> scenes;
-    return scenes.try_emplace(row, format, make).first->second;
+    return scenes.try_emplace(row, format, make, mebibytes).first->second;
   }
 
-  Scene(const std::string& format, Make make) : volume_(format, 6000) {
+  /// A copy takes about so many.
+  Scene(const std::string& format, Make make, std::size_t mebibytes)
+      : volume_(format, 6000), mebibytes_(mebibytes) {
     if (!volume_.isMounted()) return;
     make(source());
     settle();
@@ -108,6 +112,7 @@ public:
   void run(benchmark::State& state, const auto& copyOnce) const {
     if (!volume_.isMounted()) state.SkipWithError("this machine mounts no such volume");
     for (auto _ : state) {
+      benchmarks::makeMemoryReady(mebibytes_);
       const auto start = std::chrono::steady_clock::now();
       copyOnce();
       state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
@@ -132,6 +137,7 @@ private:
   }
 
   testing::Volume volume_;
+  std::size_t mebibytes_;
 };
 
 using Clone = XRCopyFileOperation::CloneIfPossible;
@@ -233,34 +239,36 @@ struct Row {
   std::string name;
   std::string format;
   Scene::Make make;
+  std::size_t mebibytes;
 };
 
 benchmark::internal::Benchmark* add(const Row& row, const std::string& side, Side run) {
   const std::string name = "copy/" + row.name + '/' + row.format + '/' + side;
   const auto measure = [row, run](benchmark::State& state) {
-    run(state, Scene::of(row.name + row.format, row.format, row.make));
+    run(state, Scene::of(row.name + row.format, row.format, row.make, row.mebibytes));
   };
   return benchmark::RegisterBenchmark(name.c_str(), measure)->UseManualTime()->Unit(benchmark::kMillisecond);
 }
 
 const bool areRegistered = [] {
   for (const Row& row :
-       {Row{"small-files", "ext4", makeSmallFiles}, Row{"small-files", "tmpfs", makeSmallFiles},
-        Row{"large-file", "ext4", makeLargeFile}, Row{"large-file", "tmpfs", makeLargeFile},
-        Row{"file-with-holes", "ext4", makeFileWithHoles}}) {
+       {Row{"small-files", "ext4", makeSmallFiles, 400}, Row{"small-files", "tmpfs", makeSmallFiles, 400},
+        Row{"large-file", "ext4", makeLargeFile, 3000}, Row{"large-file", "tmpfs", makeLargeFile, 3000},
+        Row{"file-with-holes", "ext4", makeFileWithHoles, 400}}) {
     add(row, "ours", copyOurs);
     add(row, "cp", copyCp);
     // It would fill holes, and with them the volume.
     if (row.name != "file-with-holes") add(row, "rsync", copyRsync);
   }
-  for (const Row& row : {Row{"clone", "btrfs", makeFileToClone}, Row{"clone", "xfs", makeFileToClone}}) {
+  for (const Row& row :
+       {Row{"clone", "btrfs", makeFileToClone, 10}, Row{"clone", "xfs", makeFileToClone, 10}}) {
     add(row, "ours", cloneOurs);
     add(row, "ficlone", cloneBare);
 #ifdef QV_PEER_GIO
     add(row, "gio", cloneGio);
 #endif
   }
-  const Row million{"million-entries", "tmpfs", makeMillionEntries};
+  const Row million{"million-entries", "tmpfs", makeMillionEntries, 10};
   for (const auto& [side, run] :
        {std::pair<const char*, Side>("ours", memoryOurs), {"cp", memoryCp}, {"rsync", memoryRsync}}) {
     add(million, side, run)->Iterations(1)->Repetitions(1);

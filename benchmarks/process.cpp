@@ -18,6 +18,7 @@
 #include "QVFoundation/operations/QVProcessDataCollector.h"
 #include "QVFoundation/operations/QVProcessOperation.h"
 #include "QVFoundation/operations/QVProcessStreamCollector.h"
+#include "benchmarks/ReadyMemory.h"
 
 #ifdef QV_PEER_QT
 #include <QProcess>
@@ -145,6 +146,9 @@ BENCHMARK(collectLineQt)->Name("process/collect-line/qt")->UseRealTime();
 void collectOurs(benchmark::State& state) {
   const auto size = static_cast<std::size_t>(state.range(0)) << 20;
   for (auto _ : state) {
+    state.PauseTiming();
+    benchmarks::makeMemoryReady(2 * size >> 20);
+    state.ResumeTiming();
     const auto output = std::make_shared<QVProcessStreamCollector>();
     const auto job = std::make_shared<QVProcessOperation>(
         "/usr/bin/head", std::vector<std::string>{"-c", std::to_string(size), "/dev/zero"}, std::nullopt,
@@ -217,6 +221,7 @@ void collectPython(benchmark::State& state) {
   static const Python& python = *new Python;
   const auto size = static_cast<std::size_t>(state.range(0)) << 20;
   for (auto _ : state) {
+    benchmarks::makeMemoryReady(2 * size >> 20);
     const auto seconds = python.secondsToCollect(size);
     if (!seconds) {
       state.SkipWithError("there is no python3");
