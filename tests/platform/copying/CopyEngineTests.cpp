@@ -247,6 +247,26 @@ TEST_F(CopyEngineTest, findsAnotherWayWhereTheFileSystemHasNone) {
   }
 }
 
+// The superuser may enter everything, so this is done as somebody else.
+TEST_F(CopyEngineTest, copiesFoldersThatMayBeListedAndNotEntered) {
+  const fs::path listed = source / "listed";
+  fs::create_directories(listed);
+  makeFile(source / "text", "text");
+  constexpr uid_t nobody = 65534;
+  const bool isSuperuser = geteuid() == 0;
+  if (isSuperuser) {
+    for (const fs::path& path : {folder.path(), source, listed, source / "text"}) {
+      ASSERT_EQ(chown(path.c_str(), nobody, static_cast<gid_t>(-1)), 0);
+    }
+  }
+  chmod(listed.c_str(), 0444);
+  ASSERT_TRUE(!isSuperuser || seteuid(nobody) == 0);
+  const int code = copyOf(source, copy).code;
+  ASSERT_TRUE(!isSuperuser || seteuid(0) == 0);
+  EXPECT_EQ(code, 0);
+  EXPECT_EQ(descriptionOfTree(copy), descriptionOfTree(source));
+}
+
 // Without the privilege for what is not one's own.
 TEST_F(CopyEngineTest, tellsWhatCouldNotBeKeptAndGivesNobodyMore) {
   fs::create_directory(source);
