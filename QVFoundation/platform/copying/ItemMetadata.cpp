@@ -50,6 +50,12 @@ CopyLoss lossOfAttribute(std::string_view path, const std::string& name, int cod
   return {.path = std::string(path), .kind = kind, .attribute = name, .code = code};
 }
 
+// To remove what is not there is a change for some file systems, which costs a multiple of the question.
+void removeIfThere(const ItemHandle& item, const char* name) noexcept {
+  if (item.getAttribute(name, {}) < 0 && errno == ENODATA) return;
+  static_cast<void>(item.removeAttribute(name));
+}
+
 }  // namespace
 
 ItemMetadata::ItemMetadata(const ItemHandle& item, const struct stat& status, std::string_view path,
@@ -160,13 +166,11 @@ void ItemMetadata::applyTo(const ItemHandle& item, std::string_view path,
   Application(*this, item, path, losses).run();
 }
 
-void removeAccessList(const ItemHandle& item) noexcept {
-  static_cast<void>(item.removeAttribute(accessListName));
-}
+void removeAccessList(const ItemHandle& item) noexcept { removeIfThere(item, accessListName); }
 
 void removeAccessLists(const ItemHandle& folder) noexcept {
-  removeAccessList(folder);
-  static_cast<void>(folder.removeAttribute(defaultAccessListName));
+  removeIfThere(folder, accessListName);
+  removeIfThere(folder, defaultAccessListName);
 }
 
 }  // namespace QVFoundation::detail
