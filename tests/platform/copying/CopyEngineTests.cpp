@@ -256,7 +256,7 @@ TEST_F(CopyEngineTest, copiesFoldersThatMayBeListedAndNotEntered) {
   const bool isSuperuser = geteuid() == 0;
   if (isSuperuser) {
     for (const fs::path& path : {folder.path(), source, listed, source / "text"}) {
-      ASSERT_EQ(chown(path.c_str(), nobody, static_cast<gid_t>(-1)), 0);
+      if (chown(path.c_str(), nobody, static_cast<gid_t>(-1)) != 0) GTEST_SKIP() << "there is nobody else";
     }
   }
   chmod(listed.c_str(), 0444);
