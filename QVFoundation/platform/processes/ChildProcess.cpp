@@ -1,7 +1,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <system_error>
+#include <exception>
 #include <utility>
 
 #include "QVFoundation/platform/concurrency/DispatchQueue.h"
@@ -74,9 +74,9 @@ void ChildProcess::watch() {
 void ChildProcess::watchAgain() {
   try {
     watch();
-  } catch (const std::system_error&) {
-    watchToken_ =
-        0;  // memory is short: whoever asks for its state next reaps it, or the last one who lets go
+  } catch (const std::exception&) {
+    // Memory is short: whoever asks for its state next reaps it, or the last one who lets go.
+    watchToken_ = 0;
   }
 }
 

@@ -74,7 +74,7 @@ public:
   /// It is not kept any more. Does nothing where it was not.
   void letGo();
 
-  /// While it exists its thread waits for the descriptor itself.
+  /// While it exists its thread answers for the child, which is not in the watch.
   class QV_TEST_EXPORT Waiting {
   public:
     explicit Waiting(std::shared_ptr<ChildProcess> child);

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <new>
 #include <spawn.h>
 #include <string_view>
 #include <system_error>
@@ -192,7 +193,8 @@ const Descriptor& anyProcess(const TaskSettings& settings) {
   return ours;
 }
 
-/// What could fail once the child runs is tried before: its descriptor, and the thread that watches it.
+/// What mostly fails once the child runs is tried before: a number for its descriptor, and the thread that
+/// watches it.
 void prepareForChild(const TaskSettings& settings) {
   try {
     DescriptorWatch::shared().prepare();
@@ -238,7 +240,12 @@ std::shared_ptr<ChildProcess> launchChild(const TaskSettings& settings) {
   const Group group = !settings.startsProcessGroup ? Group::others
                       : settings.launcherWaits     ? Group::kept
                                                    : Group::own;
-  auto child = std::make_shared<ChildProcess>(identifier, std::move(process), group);
+  std::shared_ptr<ChildProcess> child;
+  try {
+    child = std::make_shared<ChildProcess>(identifier, std::move(process), group);
+  } catch (const std::bad_alloc&) {
+    endAndFail(settings, identifier, ENOMEM);
+  }
   if (settings.launcherWaits) {
     child->beginWaiting();
     return child;
