@@ -11,8 +11,8 @@ namespace QVFoundation::detail {
 
 namespace {
 
-/// Half of what a pipe mostly holds.
-constexpr std::size_t muchAtOnce = 32UL * 1024;
+/// From here on it is worth asking how much the pipe holds; the smallest holds twice as much.
+constexpr std::size_t muchAtOnce = 4096;
 
 }  // namespace
 
@@ -38,11 +38,15 @@ std::size_t ProcessOutputReader::read(std::span<std::byte> buffer) {
     return 0;
   }
   if (leftAfterStop_) *leftAfterStop_ -= static_cast<std::size_t>(count);
-  if (static_cast<std::size_t>(count) >= muchAtOnce && !isLargest_) {
-    isLargest_ = true;
-    pipe_->enlarge();
-  }
+  enlargeIfFilled(static_cast<std::size_t>(count));
   return static_cast<std::size_t>(count);
+}
+
+// By half, that is: the program is faster than its reader.
+void ProcessOutputReader::enlargeIfFilled(std::size_t count) {
+  if (isLargest_ || count < muchAtOnce || count < pipe_->capacity() / 2) return;
+  isLargest_ = true;
+  pipe_->enlarge();
 }
 
 // Once it is stopped, what is in the pipe then: those who hold it open may write for ever.

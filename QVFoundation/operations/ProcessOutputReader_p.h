@@ -35,6 +35,7 @@ public:
 
 private:
   [[nodiscard]] std::size_t allowed(std::size_t count);
+  void enlargeIfFilled(std::size_t count);
 
   const std::shared_ptr<NSPipe> pipe_;
   WakeDescriptor stopped_;

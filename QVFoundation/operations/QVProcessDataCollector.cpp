@@ -8,6 +8,7 @@
 #include "QVFoundation/operations/ProcessOutputReader_p.h"
 #include "QVFoundation/platform/application/NSNotificationCenter.h"
 #include "QVFoundation/platform/concurrency/Mutex.h"
+#include "QVFoundation/platform/runtime/NSException.h"
 
 namespace QVFoundation {
 
@@ -15,15 +16,19 @@ namespace QVFoundation {
 struct QVProcessDataCollector::Collected {
   Mutex lock;
   bool isPastFirstChunk QV_GUARDED_BY(lock) = false;
-  NSData data;  // written by the block under the lock, and then by the operation's thread alone
+  NSData data;  // the first chunk is written under the lock, the rest by the operation's thread alone
 
   void append(std::span<const std::byte> bytes) { data.insert(data.end(), bytes.begin(), bytes.end()); }
 
   /// There is something to read, or the end: nobody else reads before this is over, so this does not wait.
+  /// What cannot be read is missing.
   void appendFirstChunk(NSFileHandle& reading) {
     const MutexLock guard(lock);
-    if (!isPastFirstChunk) append(reading.availableData());
-    isPastFirstChunk = true;
+    if (std::exchange(isPastFirstChunk, true)) return;
+    try {
+      append(reading.availableData());
+    } catch (const NSException&) {
+    }
   }
   bool hasFirstChunk() {
     const MutexLock guard(lock);

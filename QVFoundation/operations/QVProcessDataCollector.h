@@ -30,8 +30,9 @@ class ProcessOutputReader;
 /// Threads: `data` once the operation has finished; `stopReading` any; the rest on the thread that runs the
 /// operation.
 /// Ownership: owns its pipe.
-/// Errors: making it throws an `NSError` where the system has no pipe to give. What cannot be read is missing
-/// from `data`. As a program's input it is refused, with `NSInvalidArgumentException`.
+/// Errors: making it throws an `NSError` where the system has no pipe to give, and reading to the end where it
+/// has to wait and there is no descriptor left for that. What cannot be read is missing from `data`. As a
+/// program's input it is refused, with `NSInvalidArgumentException`.
 class QV_EXPORT QVProcessDataCollector final : public QVProcessIOHandle {
 public:
   QVProcessDataCollector();

@@ -40,12 +40,16 @@ void refuseCollector(const QVProcessIOHandle& input) {
                     "A collector takes what a program writes: it cannot be its input");
 }
 
+/// Whether it is the application's own, with calls that may take long.
+bool isForeign(const QVProcessIOHandle* handle) {
+  return handle != nullptr && dynamic_cast<const QVProcessStreamCollector*>(handle) == nullptr &&
+         dynamic_cast<const QVProcessDataCollector*>(handle) == nullptr;
+}
+
 /// Whether reading runs code of the application.
 bool mayTakeLong(const QVProcessIOHandle& handle) {
-  if (const auto* const stream = dynamic_cast<const QVProcessStreamCollector*>(&handle)) {
-    return stream->handsOverLines();
-  }
-  return dynamic_cast<const QVProcessDataCollector*>(&handle) == nullptr;
+  const auto* const stream = dynamic_cast<const QVProcessStreamCollector*>(&handle);
+  return stream == nullptr ? isForeign(&handle) : stream->handsOverLines();
 }
 
 }  // namespace
@@ -202,13 +206,15 @@ void QVProcessOperation::serveUntilEndOrCancelled(Child& child) {
     return pollfd{.fd = descriptor, .events = POLLIN, .revents = 0};
   };
   const int mainQueue = isMainThread() ? mainQueueFileDescriptor() : -1;
+  const bool asksOthers = isForeign(served[0].get()) || isForeign(served[1].get());
   while (!isCancelled()) {
+    if (asksOthers) child.leaveToWatch();
     std::array requests{readable(-1), readable(descriptorOf(served[0])), readable(descriptorOf(served[1])),
                         readable(mainQueue), readable(wakeUp_->number())};
     if (child.hasEnded() && requests[1].fd < 0 && requests[2].fd < 0) return;
     child.poll(requests);
     for (const std::size_t i : {0UL, 1UL}) {
-      if (requests.at(i + 1).revents == 0) continue;
+      if (served.at(i) == nullptr || requests.at(i + 1).revents == 0) continue;
       if (mayTakeLong(*served.at(i))) child.leaveToWatch();
       served.at(i)->readAvailable();
     }

@@ -83,12 +83,28 @@ TEST(QVProcessCollectors, readErrorsCostTheRestAlone) {
     int reads = 0;
     const testing::SystemHook hook(&detail::SystemCalls::read,
                                    [&](auto, auto...) { return errno = ++reads == 1 ? EINTR : EIO, -1; });
+    collector.readAvailable();
     collector.readToEndSync();
   };
   data.handle().pipe()->fileHandleForReading()->stopWaitingForData();
   read(data);
   read(stream);
   EXPECT_TRUE(data.data().empty() && stream.data().empty());
+}
+
+// Told after it has looked, and before there is a descriptor that could wake it.
+TEST(QVProcessCollectors, areStoppedRightBeforeTheyWait) {
+  QVProcessStreamCollector collector;
+  const auto writing = writingEnd(collector);
+  const testing::SystemHook hook(&detail::SystemCalls::read, [&](auto read, auto... arguments) {
+    const ssize_t count = read(arguments...);
+    const int code = errno;
+    if (count < 0) collector.stopReading();
+    errno = code;
+    return count;
+  });
+  collector.readToEndSync();
+  EXPECT_TRUE(collector.data().empty());
 }
 
 // Whoever holds the other end keeps it open and writes on; what was there is read, and no more.

@@ -145,8 +145,26 @@ public:
   void readToEndSync() override { text = textOf(pipe_->fileHandleForReading()->readDataToEndOfFile()); }
   std::string text;
 
-private:
+protected:
   const std::shared_ptr<NSPipe> pipe_ = std::make_shared<NSPipe>();
+};
+
+/// One that takes its time at a place.
+class Slow final : public Minimal {
+public:
+  std::function<void()> onAsk = [] {}, onRead = [] {};
+
+  int descriptor() const override {
+    onAsk();
+    return isRead_ ? -1 : pipe_->fileHandleForReading()->fileDescriptor();
+  }
+  void readAvailable() override {
+    onRead();
+    isRead_ = true;
+  }
+
+private:
+  bool isRead_ = false;
 };
 
 TEST(QVProcessOperation, takesAnyAdopter) {
@@ -168,16 +186,32 @@ TEST(QVProcessOperation, readsWhatOthersWriteAfterTheProgramsEnd) {
   EXPECT_EQ(errors->data().size(), 3'000'000U);
 }
 
-TEST(QVProcessOperation, isReapedWhileAHandlerRuns) {
-  const auto input = std::make_shared<NSPipe>();
-  std::shared_ptr<QVProcessOperation> job;
-  const auto lines = std::make_shared<QVProcessStreamCollector>([&](std::string_view) {
-    input->fileHandleForWriting()->writeText("\n");
-    testing::awaitDisappearanceOf(job->process()->processIdentifier());
-  });
-  job = script("echo line; read line", lines, input);
-  job->main();
-  EXPECT_EQ(codeOf(*job), 0);
+// Wherever code of the application runs on the operation's thread, the program may end.
+TEST(QVProcessOperation, isReapedWhileTheApplicationTakesItsTime) {
+  ASSERT_TRUE(isMainThread());
+  for (const std::string place : {"lines", "descriptor", "readAvailable", "main queue"}) {
+    SCOPED_TRACE(place);
+    const auto input = std::make_shared<NSPipe>();
+    std::shared_ptr<QVProcessOperation> job;
+    bool isFirst = true;
+    const auto letItEnd = [&] {
+      if (!std::exchange(isFirst, false)) return;
+      input->fileHandleForWriting()->writeText("\n");
+      testing::awaitDisappearanceOf(job->process()->processIdentifier());
+    };
+    const auto own = std::make_shared<Slow>();
+    std::shared_ptr<QVProcessIOHandle> output = own;
+    if (place == "lines") {
+      output = std::make_shared<QVProcessStreamCollector>([&](std::string_view) { letItEnd(); });
+    } else if (place == "main queue") {
+      DispatchQueue::main()->async(letItEnd);
+    } else {
+      (place == "descriptor" ? own->onAsk : own->onRead) = letItEnd;
+    }
+    job = script("echo line; read line", output, input);
+    job->main();
+    EXPECT_EQ(codeOf(*job), 0);
+  }
 }
 
 // The program waits for a block of the main queue, which nobody else runs meanwhile.
