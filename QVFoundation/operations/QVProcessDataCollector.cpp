@@ -21,14 +21,16 @@ struct QVProcessDataCollector::Collected {
   void append(std::span<const std::byte> bytes) { data.insert(data.end(), bytes.begin(), bytes.end()); }
 
   /// There is something to read, or the end: nobody else reads before this is over, so this does not wait.
-  /// What cannot be read is missing.
   void appendFirstChunk(NSFileHandle& reading) {
     const MutexLock guard(lock);
     if (std::exchange(isPastFirstChunk, true)) return;
+    NSData chunk;
     try {
-      append(reading.availableData());
+      chunk = reading.availableData();
     } catch (const NSException&) {
+      chunk.clear();  // what cannot be read is missing
     }
+    append(chunk);
   }
   bool hasFirstChunk() {
     const MutexLock guard(lock);
