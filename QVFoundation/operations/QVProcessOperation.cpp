@@ -183,12 +183,12 @@ void QVProcessOperation::perform() {
   try {
     if (!wasCancelledBefore) serveUntilEndOrCancelled(child);
     child.leaveToWatch();
-    const bool isToEnd = isCancelled();
+    const bool isToEnd = this->isToEnd();
     {
       const Ending ending(*this, isToEnd);
       drain();
     }
-    if (!isToEnd && isCancelled()) endProgram();  // that is, what is left of its group
+    if (!isToEnd && this->isToEnd()) endProgram();  // that is, what is left of its group
   } catch (...) {
     askToEnd();
     endProgram();
@@ -251,10 +251,16 @@ void QVProcessOperation::cancel() {
   if (process_->termination()) stopReading();  // others may hold its pipes open
 }
 
+// Said before it is done: the program may end at once, and the run would leave the others of its group alone.
 void QVProcessOperation::askToEnd() {
   const auto child = detail::TaskAccess::childOf(*process_);
-  if (child != nullptr && (child->send(SIGTERM) || child->sendToGroup(SIGTERM))) wasAsked_ = true;
+  if (child == nullptr) return;
+  wasAsked_ = true;
+  if (!child->send(SIGTERM)) child->sendToGroup(SIGTERM);
 }
+
+// It is asked a moment before it is cancelled.
+bool QVProcessOperation::isToEnd() const { return wasAsked_ || isCancelled(); }
 
 void QVProcessOperation::endProgram() const {
   const auto child = detail::TaskAccess::childOf(*process_);

@@ -103,6 +103,7 @@ private:
   void serveUntilEndOrCancelled(Child& child);
   void drain() const;
   void askToEnd();
+  [[nodiscard]] bool isToEnd() const;
   void endProgram() const;
   void stopReading() const;
   void throwUnlessSuccessful() const;

@@ -22,6 +22,7 @@
 #include "QVFoundation/platform/concurrency/MainQueue.h"
 #include "QVFoundation/platform/runtime/NSErrorKeys.h"
 #include "QVFoundation/platform/runtime/NSException.h"
+#include "QVFoundation/platform/runtime/NSKeyValueObserving.h"
 #include "tests/platform/files/FailingSystem.h"
 #include "tests/platform/processes/Children.h"
 #include "tests/platform/processes/ProcessCallsOverride.h"
@@ -353,6 +354,29 @@ TEST(QVProcessOperation, cancellingEndsWhatIsLeftOfTheGroup) {
     EXPECT_TRUE(testing::awaitEndOf(other));
     EXPECT_FALSE(testing::exists(job->process()->processIdentifier()));
   }
+}
+
+// The program ends by the request, before the operation is told that it is cancelled.
+TEST(QVProcessOperation, endsItsGroupThoughTheProgramIsFasterThanTheCancellation) {
+  pid_t other = 0;
+  std::latch ready(1);
+  const auto job =
+      script("(trap '' TERM; exec sh -c 'echo $$ >&2; exec sleep 1000 2> /dev/null') & exec sleep 1000");
+  job->setErrorHandle(std::make_shared<QVProcessStreamCollector>([&](std::string_view line) {
+    other = std::stoi(std::string(line));
+    ready.count_down();
+  }));
+  job->setGracePeriod(20ms);
+  job->setEndsProcessGroup(true);
+  job->startInBackground();
+  ready.wait();
+  const auto isAboutToBeCancelled = observe(*job, "isCancelled", NSKeyValueObservingOptionPrior,
+                                            [&](QVProcessOperation& its, const NSKeyValueChange& change) {
+                                              if (change.isPrior()) its.waitUntilFinished();
+                                            });
+  job->cancel();
+  EXPECT_EQ(codeOf(*job), SIGTERM);
+  EXPECT_TRUE(testing::awaitEndOf(other));
 }
 
 TEST(QVProcessOperation, aGroupThatHasEndedCostsNoGracePeriod) {
