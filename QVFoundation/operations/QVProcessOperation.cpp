@@ -1,5 +1,6 @@
 #include "QVFoundation/operations/QVProcessOperation.h"
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <exception>
@@ -30,26 +31,16 @@ constexpr std::chrono::milliseconds timeAfterRequest(100);
 /// For one that nobody could ask, since it was cancelled before its launch: most end by themselves.
 constexpr std::chrono::seconds timeAfterLaunch(1);
 
-/// The program would wait for ever for what nobody writes.
-void refuseCollector(const QVProcessIOHandle& input) {
-  if (dynamic_cast<const QVProcessDataCollector*>(&input) == nullptr &&
-      dynamic_cast<const QVProcessStreamCollector*>(&input) == nullptr) {
-    return;
-  }
-  throw NSException(NSInvalidArgumentException,
-                    "A collector takes what a program writes: it cannot be its input");
-}
-
-/// Whether it is the application's own, with calls that may take long.
-bool isForeign(const QVProcessIOHandle* handle) {
-  return handle != nullptr && dynamic_cast<const QVProcessStreamCollector*>(handle) == nullptr &&
-         dynamic_cast<const QVProcessDataCollector*>(handle) == nullptr;
+/// Of the library's own. All others are the application's, whose calls may take long.
+bool isCollector(const QVProcessIOHandle& handle) {
+  return dynamic_cast<const QVProcessStreamCollector*>(&handle) != nullptr ||
+         dynamic_cast<const QVProcessDataCollector*>(&handle) != nullptr;
 }
 
 /// Whether reading runs code of the application.
 bool mayTakeLong(const QVProcessIOHandle& handle) {
   const auto* const stream = dynamic_cast<const QVProcessStreamCollector*>(&handle);
-  return stream == nullptr ? isForeign(&handle) : stream->handsOverLines();
+  return stream == nullptr ? !isCollector(handle) : stream->handsOverLines();
 }
 
 }  // namespace
@@ -74,7 +65,10 @@ QVProcessOperation::QVProcessOperation(std::string launchPath, std::vector<std::
   if (currentDirectoryPath) process_->setCurrentDirectoryPath(std::move(currentDirectoryPath));
   if (outputHandle_ != nullptr) process_->setStandardOutput(outputHandle_->handle());
   if (inputHandle.get() == nullptr) return;
-  refuseCollector(*inputHandle.get());
+  if (isCollector(*inputHandle.get())) {  // the program would wait for ever for what nobody writes
+    throw NSException(NSInvalidArgumentException,
+                      "A collector takes what a program writes: it cannot be its input");
+  }
   process_->setStandardInput(inputHandle.get()->handle());
 }
 
@@ -206,7 +200,8 @@ void QVProcessOperation::serveUntilEndOrCancelled(Child& child) {
     return pollfd{.fd = descriptor, .events = POLLIN, .revents = 0};
   };
   const int mainQueue = isMainThread() ? mainQueueFileDescriptor() : -1;
-  const bool asksOthers = isForeign(served[0].get()) || isForeign(served[1].get());
+  const bool asksOthers = std::ranges::any_of(
+      served, [](const auto& handle) { return handle != nullptr && !isCollector(*handle); });
   while (!isCancelled()) {
     if (asksOthers) child.leaveToWatch();
     std::array requests{readable(-1), readable(descriptorOf(served[0])), readable(descriptorOf(served[1])),

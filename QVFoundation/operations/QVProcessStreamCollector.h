@@ -36,9 +36,9 @@ class ProcessOutputReader;
 /// too, or once the operation has finished.
 /// Ownership: owns its pipe and what it has collected; the handler until it is released.
 /// Errors: making it throws an `NSError` where the system has no pipe to give, and reading to the end where it
-/// has to wait and there is no descriptor left for that. What cannot be read is missing.
-/// What the handler throws ends the program and is the operation's failure; `std::bad_alloc` likewise. As a
-/// program's input it is refused, with `NSInvalidArgumentException`.
+/// has to wait and there is no descriptor left for that. What cannot be read is missing. What the handler
+/// throws ends the program and is the operation's failure; `std::bad_alloc` likewise. As a program's input it
+/// is refused, with `NSInvalidArgumentException`.
 class QV_EXPORT QVProcessStreamCollector final : public QVProcessIOHandle {
 public:
   /// Keeps everything.

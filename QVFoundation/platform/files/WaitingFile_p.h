@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cerrno>
 #include <cstdint>
+#include <fcntl.h>
 #include <optional>
 #include <random>
 #include <string>
