@@ -3,7 +3,7 @@
 #include "QVFoundation/errors/QVErrorConstructors.h"
 #include "QVFoundation/operations/QVOperationState_p.h"
 #include "QVFoundation/platform/application/LocalizedText_p.h"
-#include "QVFoundation/platform/concurrency/CurrentTask_p.h"
+#include "QVFoundation/platform/concurrency/TaskCancellation.h"
 #include "QVFoundation/platform/runtime/NSErrorKeys.h"
 
 namespace QVFoundation {
@@ -36,7 +36,7 @@ std::optional<NSError> QVOperation::checkForCancellation() {
       pauseConditionLock_.unlock();
     }
   }
-  if (detail::currentTaskIsCancelled()) rootOperation()->cancel();
+  if (currentTaskIsCancelled()) rootOperation()->cancel();
   if (!hasToEnd()) [[likely]]
     return {};
   return cancellationError();

@@ -1,5 +1,6 @@
 #include "QVFoundation/platform/concurrency/DispatchQueue.h"
 
+#include "QVFoundation/platform/concurrency/CurrentTask_p.h"
 #include "QVFoundation/platform/concurrency/SteadyTime_p.h"
 #include "QVFoundation/platform/concurrency/ThreadPool_p.h"
 #include "QVFoundation/platform/concurrency/TimerThread_p.h"
@@ -46,7 +47,12 @@ bool DispatchQueue::isCurrent() const noexcept {
   return false;
 }
 
+bool DispatchQueue::isInnermost() const noexcept {
+  return runningBlock != nullptr && runningBlock->queue == this;
+}
+
 void DispatchQueue::run(detail::Work work) const noexcept {
+  const detail::NoTask noTask;
   const RunningBlock here{this, runningBlock};
   runningBlock = &here;
   try {
@@ -71,8 +77,8 @@ void DispatchQueue::runAndWait(const std::function<void()>& block) {
 
 void DispatchQueue::enqueueAfter(std::chrono::nanoseconds delay, detail::Work work) {
   const auto enqueueHere = [queue = shared_from_this()](detail::Work due) { queue->enqueue(std::move(due)); };
-  detail::TimerThread::shared().schedule(std::make_shared<DelayedWork>(enqueueHere, std::move(work)),
-                                         detail::timeAfter(delay));
+  detail::TimerThread::steady().schedule(std::make_shared<DelayedWork>(enqueueHere, std::move(work)),
+                                         detail::timeAfter(delay).time_since_epoch());
 }
 
 }  // namespace QVFoundation

@@ -113,6 +113,8 @@ protected:
   explicit DispatchQueue(std::string label);
 
   virtual void enqueue(detail::Work&& work) = 0;
+  /// Whether what the calling thread runs is a block of this queue, and not one inside of that.
+  [[nodiscard]] bool isInnermost() const noexcept;
   virtual void runAndWait(const std::function<void()>& block);
   /// Runs a block of this queue, and lets go of it.
   void run(detail::Work work) const noexcept;

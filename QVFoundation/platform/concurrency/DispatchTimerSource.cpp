@@ -33,6 +33,8 @@ constexpr nanoseconds shortestToWakeEarly = std::chrono::milliseconds(1);
 class DispatchTimerSource::State final : public detail::TimedEvent,
                                          public detail::Listener,
                                          public std::enable_shared_from_this<State> {
+  using Time = std::chrono::steady_clock::time_point;
+
 public:
   explicit State(std::shared_ptr<DispatchQueue> queue) noexcept : queue_(std::move(queue)) {}
 
@@ -66,14 +68,14 @@ public:
   void suspend() {
     const UnfairLockGuard guard(lock_);
     isRunning_ = false;
-    TimerThread::shared().cancel(*this);
+    TimerThread::steady().cancel(*this);
   }
 
   void cancel() noexcept {
     std::function<void()> handler;  // goes last: it may hold the timer
     {
       const UnfairLockGuard guard(lock_);
-      if (remove()) TimerThread::shared().cancel(*this);
+      if (remove()) TimerThread::steady().cancel(*this);
       if (!isInCall_) handler.swap(handler_);
     }
     awaitCalls();
@@ -86,7 +88,7 @@ public:
       // Meanwhile somebody may have changed his mind.
       if (!isRunning_ || !time_ || *time_ - headStart_ > now) return;
       if (isSent_ && hasFired_ && *time_ > now) {  // the handler may still end in time
-        TimerThread::shared().schedule(shared_from_this(), *time_);
+        awaitUntil(*time_);
         return;
       }
       const bool isRepetition = std::exchange(hasFired_, true);
@@ -106,8 +108,10 @@ public:
 
 private:
   void await() QV_REQUIRES(lock_) {
-    if (time_ && !isRemoved()) TimerThread::shared().schedule(shared_from_this(), *time_ - headStart_);
+    if (time_ && !isRemoved()) awaitUntil(*time_ - headStart_);
   }
+
+  void awaitUntil(Time time) { TimerThread::steady().schedule(shared_from_this(), time.time_since_epoch()); }
 
   /// Whether a block has to be sent to the queue; it counts as sent from now on.
   [[nodiscard]] bool mustSend() QV_REQUIRES(lock_) {

@@ -6,8 +6,11 @@
 #include <string>
 #include <sys/eventfd.h>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 #include "QVFoundation/platform/concurrency/DispatchQueue.h"
+#include "QVFoundation/platform/concurrency/MainQueueDrain_p.h"
 #include "QVFoundation/platform/concurrency/UnfairLock.h"
 #include "QVFoundation/platform/concurrency/WorkList_p.h"
 #include "QVFoundation/platform/runtime/NSError.h"
@@ -35,14 +38,25 @@ public:
   [[nodiscard]] bool isCurrent() const noexcept override { return isMainThread(); }
 
   void drain() {
-    for (std::size_t left = countWaiting(); left > 0; --left) runOne();
+    const bool isWithin = isDraining_;
+    runWaiting([] { return false; });
+    if (!isWithin) endDrain();
   }
 
   void runUntilStopped() {
     while (stops_ == 0) {
-      if (!runOne()) awaitMore();
+      if (!runWaiting([this] { return stops_ > 0; })) awaitMore();
+      endDrain();
     }
     --stops_;
+  }
+
+  void atEndOfDrain(detail::Work work) {
+    if (!isMainThread()) {
+      return enqueue([this, work = std::move(work)]() mutable { atEndOfDrain(std::move(work)); });
+    }
+    if (!isDraining_) enqueue([] {});  // so that there is one
+    atEnd_.push_back(std::move(work));
   }
   void stop() {
     enqueue([this] { ++stops_; });
@@ -56,6 +70,20 @@ protected:
   }
 
 private:
+  /// Runs the blocks that wait now, but for those after one that ends it. False where there were none.
+  template <class Condition>
+  bool runWaiting(const Condition& ends) {
+    const std::size_t count = countWaiting();
+    const bool isWithin = std::exchange(isDraining_, true);
+    for (std::size_t left = count; left > 0 && !ends(); --left) runOne();
+    isDraining_ = isWithin;
+    return count > 0;
+  }
+  // What it adds is for the next one.
+  void endDrain() {
+    for (detail::Work& work : std::exchange(atEnd_, {})) run(std::move(work));
+  }
+
   [[nodiscard]] std::size_t countWaiting() {
     const UnfairLockGuard guard(lock_);
     return waiting_.count();
@@ -88,7 +116,10 @@ private:
   }
 
   const int descriptor_;
-  unsigned stops_ = 0;  // for which no run has returned yet; the main thread's
+  // The main thread's.
+  unsigned stops_ = 0;  // for which no run has returned yet
+  bool isDraining_ = false;
+  std::vector<detail::Work> atEnd_;
   UnfairLock lock_;
   detail::WorkList waiting_ QV_GUARDED_BY(lock_);
 };
@@ -115,5 +146,7 @@ void runMainQueue() { onMainThread("runMainQueue").runUntilStopped(); }
 void stopMainQueue() { MainQueue::shared()->stop(); }
 void drainMainQueue() { onMainThread("drainMainQueue").drain(); }
 int mainQueueFileDescriptor() { return MainQueue::shared()->descriptor(); }
+
+void detail::atEndOfMainQueueDrain(Work work) { MainQueue::shared()->atEndOfDrain(std::move(work)); }
 
 }  // namespace QVFoundation

@@ -75,9 +75,7 @@ NSOperation::~NSOperation() {
 
 void NSOperation::start() {
   const auto self = weak_from_this().lock();
-  if (isFinished()) return;
-  if (!isReady()) refuse(*this, "cannot start: it depends on operations that have not finished");
-  if (hasBegun_.exchange(true, std::memory_order_acq_rel)) refuse(*this, "has been started already");
+  if (!beginStart()) return;
   if (!isCancelled()) {
     {
       const ChangeNotice executing(*this, "isExecuting");
@@ -91,6 +89,13 @@ void NSOperation::start() {
     const ChangeNotice finished(*this, "isFinished");
     state_.store(State::finished, std::memory_order_release);
   }
+}
+
+bool NSOperation::beginStart() {
+  if (isFinished()) return false;
+  if (!isReady()) refuse(*this, "cannot start: it depends on operations that have not finished");
+  if (hasBegun_.exchange(true, std::memory_order_acq_rel)) refuse(*this, "has been started already");
+  return true;
 }
 
 void NSOperation::main() {}

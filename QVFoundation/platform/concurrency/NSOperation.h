@@ -108,6 +108,11 @@ public:
   /// One that nobody starts never does.
   void waitUntilFinished();
 
+protected:
+  /// For a subclass with a `start` of its own, at its beginning: raises what `start` raises. False where the
+  /// operation has finished already, and there is nothing to start.
+  [[nodiscard]] bool beginStart();
+
 private:
   friend class detail::OperationQueueCore;
 

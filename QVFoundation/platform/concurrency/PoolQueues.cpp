@@ -1,4 +1,5 @@
 #include <array>
+#include <atomic>
 
 #include "QVFoundation/platform/concurrency/DispatchQueue.h"
 #include "QVFoundation/platform/concurrency/ReservedQueue_p.h"
@@ -25,6 +26,7 @@ private:
   const QualityOfService qualityOfService_;
 };
 
+/// What its own blocks send to it needs no lock, as long as nobody else has sent anything before.
 class SerialQueue final : public DispatchQueue {
 public:
   SerialQueue(std::string label, QualityOfService qualityOfService)
@@ -32,16 +34,18 @@ public:
 
 protected:
   void enqueue(detail::Work&& work) override {
+    if (isInnermost() && !hasWaiting_.load(std::memory_order_relaxed)) return taken_.push(std::move(work));
     {
       const UnfairLockGuard guard(lock_);
       waiting_.push(std::move(work));
+      hasWaiting_.store(true, std::memory_order_relaxed);
       if (std::exchange(isServed_, true)) return;
     }
     serveLater();
   }
 
 private:
-  // Then others have their turn.
+  // Then others have their turn, if there are any.
   static constexpr int worksInARow = 64;
 
   void serveLater() {
@@ -50,20 +54,27 @@ private:
   }
 
   void serve() {
-    for (int i = 0; i < worksInARow; ++i) {
-      detail::Work work;
-      {
-        const UnfairLockGuard guard(lock_);
-        isServed_ = !waiting_.empty();
-        if (!isServed_) return;
-        work = waiting_.pop();
+    do {
+      for (int i = 0; i < worksInARow; ++i) {
+        if (taken_.empty() && !takeAll()) return;
+        run(taken_.pop());
       }
-      run(std::move(work));
-    }
+    } while (!detail::ThreadPool::shared().hasWork());
     serveLater();
   }
 
+  /// False where nothing waits: from then on somebody else may serve.
+  [[nodiscard]] bool takeAll() {
+    const UnfairLockGuard guard(lock_);
+    swap(taken_, waiting_);
+    hasWaiting_.store(false, std::memory_order_relaxed);
+    isServed_ = !taken_.empty();
+    return isServed_;
+  }
+
   const QualityOfService qualityOfService_;
+  detail::WorkList taken_;  // belongs to the thread that serves
+  std::atomic<bool> hasWaiting_{false};
   UnfairLock lock_;
   detail::WorkList waiting_ QV_GUARDED_BY(lock_);
   bool isServed_ QV_GUARDED_BY(lock_) = false;

@@ -73,7 +73,9 @@ public:
 private:
   using Clock = std::chrono::steady_clock;
 
-  void beginAt(Clock::time_point time) { TimerThread::shared().schedule(shared_from_this(), time); }
+  void beginAt(Clock::time_point time) {
+    TimerThread::steady().schedule(shared_from_this(), time.time_since_epoch());
+  }
 
   ThreadPool& pool_;
 };

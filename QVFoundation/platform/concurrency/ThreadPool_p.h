@@ -49,6 +49,11 @@ public:
 
   void submit(Work&& work, QualityOfService qualityOfService);
 
+  /// Whether work waits for a thread; may say so for a moment when the last of it has just been taken.
+  [[nodiscard]] bool hasWork() const noexcept {
+    return (incomingLevels_.load(std::memory_order_relaxed) |
+            outgoingLevels_.load(std::memory_order_relaxed)) != 0;
+  }
   /// How many threads there are at this moment.
   [[nodiscard]] std::size_t threadCount() const;
 
@@ -80,11 +85,6 @@ private:
   [[nodiscard]] Work take(Worker& self);
   void bringIn() QV_REQUIRES(takeLock_);
   [[nodiscard]] std::size_t chooseLevel() QV_REQUIRES(takeLock_);
-  /// May say so for a moment when the last work has just been taken.
-  [[nodiscard]] bool hasWork() const noexcept {
-    return (incomingLevels_.load(std::memory_order_relaxed) |
-            outgoingLevels_.load(std::memory_order_relaxed)) != 0;
-  }
   [[nodiscard]] std::size_t countWaiting() QV_REQUIRES(takeLock_, lock_);
   void goIdle(Worker& self) QV_REQUIRES(lock_);
   void spinForWork() noexcept;

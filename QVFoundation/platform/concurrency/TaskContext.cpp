@@ -1,0 +1,331 @@
+#include "QVFoundation/platform/concurrency/TaskContext.h"
+
+#include <functional>
+#include <poll.h>
+#include <string>
+
+#include "QVFoundation/platform/concurrency/CurrentTask_p.h"
+#include "QVFoundation/platform/concurrency/DispatchQueue.h"
+#include "QVFoundation/platform/concurrency/MainQueue.h"
+#include "QVFoundation/platform/concurrency/TaskGroupCore.h"
+#include "QVFoundation/platform/concurrency/TaskPromise.h"
+#include "QVFoundation/platform/concurrency/TaskState.h"
+#include "QVFoundation/platform/concurrency/TaskSuspension.h"
+#include "QVFoundation/platform/concurrency/ThreadPool_p.h"
+#include "QVFoundation/platform/concurrency/WakeUp_p.h"
+#include "QVFoundation/platform/runtime/FatalError.h"
+#include "QVFoundation/platform/runtime/NSException.h"
+
+namespace QVFoundation::detail {
+
+namespace {
+
+constinit thread_local TaskStretch* stretchOfThread = nullptr;
+
+QualityOfService inheritedQuality() {
+  const TaskContext* const task = TaskContext::current();
+  return task != nullptr ? task->qualityOfService() : QualityOfService::standard;
+}
+
+std::string describe(const TaskContext& task) {
+  return task.name().empty() ? "The task" : "The task \"" + task.name() + '"';
+}
+
+/// A thread that waits for a task.
+class BlockedThread final : public TaskEndWaiter {
+public:
+  void wait() {
+    const ThreadIsBlocked blocked;
+    end_.await();
+  }
+
+private:
+  void taskHasEnded() noexcept override { end_.send(); }
+  WakeUp end_;
+};
+
+/// The main thread, which goes on with the blocks of the main queue. The last of them tells it of the end.
+class ServingMainThread final : public TaskEndWaiter {
+public:
+  void wait() {
+    while (!hasEnded_) {
+      drainMainQueue();
+      if (hasEnded_) return;
+      pollfd readable{.fd = mainQueueFileDescriptor(), .events = POLLIN, .revents = 0};
+      (void)::poll(&readable, 1, -1);  // an interruption only has the queue looked at once more
+    }
+  }
+
+private:
+  void taskHasEnded() noexcept override {
+    DispatchQueue::main()->async([this] { hasEnded_ = true; });
+  }
+  bool hasEnded_ = false;  // the main thread's
+};
+
+/// Hands the cancellation of the task that this thread runs, if any, on to another one.
+class CancellationOfChild final : public CancellationRecord {
+public:
+  explicit CancellationOfChild(TaskContext& child) : parent_(TaskContext::current()), child_(child) {
+    if (parent_ != nullptr) parent_->add(*this);
+  }
+  ~CancellationOfChild() override {
+    if (parent_ != nullptr) parent_->remove(*this);
+  }
+
+private:
+  CancellationOutcome noteCancellation() noexcept override {
+    CancellationOutcome outcome;
+    child_.claim(outcome.claimed);
+    return outcome;
+  }
+
+  TaskContext* const parent_;
+  TaskContext& child_;
+};
+
+}  // namespace
+
+TaskEndWaiter::~TaskEndWaiter() = default;
+
+NoTask::NoTask() noexcept : outer_(std::exchange(stretchOfThread, nullptr)) {}
+NoTask::~NoTask() { stretchOfThread = outer_; }
+
+void refuseSecondTaker(const TaskContext& task) {
+  throw NSException(NSInternalInconsistencyException,
+                    describe(task) + " has given its value, which cannot be copied, to somebody else");
+}
+
+TaskContext* TaskContext::current() noexcept {
+  return stretchOfThread != nullptr ? stretchOfThread->task : nullptr;
+}
+
+TaskContext& TaskContext::ofCaller(const char* who) noexcept {
+  if (TaskContext* const task = current()) return *task;
+  fatalError(std::string(who) + " belongs into a task, and none runs here");
+}
+
+/// Cancels a task when somebody else's token is stopped.
+struct TaskContext::StopLink {
+  StopLink(const std::stop_token& token, TaskContext& task) : callback(token, [&task] { task.cancel(); }) {}
+  std::stop_callback<std::function<void()>> callback;
+};
+
+TaskContext::TaskContext(TaskOptions&& options, TaskGroupCore* group)
+    : qualityOfService_(options.qualityOfService.value_or(inheritedQuality())),
+      queue_(options.queue != nullptr ? options.queue.get() : DispatchQueue::global(qualityOfService_).get()),
+      group_(group),
+      ownQueue_(std::move(options.queue)),
+      name_(std::move(options.name)) {
+  if (!options.stopToken.stop_possible()) return;
+  stopLink_ = std::make_unique<StopLink>(options.stopToken, *this);
+}
+
+TaskContext::~TaskContext() = default;
+
+// Running
+
+void TaskContext::start() {
+  retain();  // until it has ended
+  try {
+    queue_->async([this] { run(nullptr); });
+  } catch (...) {
+    release();
+    throw;
+  }
+}
+
+void TaskContext::resume(TaskPromise& coroutine) {
+  coroutine.queue().async([this, &coroutine] { run(&coroutine); });
+}
+
+// Whoever else resumes the task may already be at it on another thread when a coroutine has come to a wait:
+// from then on only what stands here is looked at.
+void TaskContext::run(TaskPromise* coroutine) noexcept {
+  TaskStretch stretch{.task = this};
+  TaskStretch* const outer = std::exchange(stretchOfThread, &stretch);
+  stretch_ = &stretch;
+  if (coroutine == nullptr) coroutine = begin();
+  stretch.bodyHasEnded = coroutine == nullptr;
+  if (coroutine != nullptr) {
+    stretch.next = coroutine;
+    goOn(stretch);
+    if (stretch.bodyHasEnded) takeResult();
+  }
+  stretchOfThread = outer;
+  if (stretch.bodyHasEnded) {
+    end();
+  } else if (stretch.elsewhere != nullptr) {
+    resume(*stretch.elsewhere);
+  }
+}
+
+void TaskContext::goOn(TaskStretch& stretch) noexcept {
+  while (stretch.next != nullptr) {
+    innermost_ = std::exchange(stretch.next, nullptr);
+    innermost_->handle().resume();
+    if (stretch.waiting == nullptr) continue;
+    TaskPromise& coroutine = *std::exchange(stretch.waiting, nullptr);
+    if (!stretch.wait(stretch.awaited, coroutine)) stretch.next = &coroutine;
+  }
+}
+
+void TaskContext::end() noexcept {
+  stopLink_.reset();
+  TaskEndWaiter* waiter = nullptr;
+  {
+    const UnfairLockGuard guard(lock_);
+    hasEnded_.store(true, std::memory_order_release);
+    waiter = std::exchange(waiters_, nullptr);
+  }
+  while (waiter != nullptr) std::exchange(waiter, waiter->next_)->taskHasEnded();
+  if (group_ != nullptr) {
+    group_->childHasEnded(*this);  // takes the reference over
+  } else {
+    release();
+  }
+}
+
+// Cancelling
+
+void TaskContext::cancel() noexcept {
+  TaskContext* list = nullptr;
+  claim(list);
+  tell(list);
+}
+
+void TaskContext::claim(TaskContext*& list) noexcept {
+  if (isCancelled_.exchange(true)) return;
+  retain();
+  nextClaimed_ = std::exchange(list, this);
+}
+
+void TaskContext::tell(TaskContext* list) noexcept {
+  while (list != nullptr) {
+    TaskContext& task = *std::exchange(list, list->nextClaimed_);
+    CancellationOutcome outcome;
+    while (task.noteCancellation(outcome)) task.carryOut(outcome, list);
+    if (std::stop_source* const stopSource = task.existingStopSource()) stopSource->request_stop();
+    task.release();
+  }
+}
+
+bool TaskContext::noteCancellation(CancellationOutcome& outcome) noexcept {
+  const UnfairLockGuard guard(lock_);
+  CancellationRecord* record = wait_.exchange(nullptr);
+  if (record == nullptr) {
+    record = records_;
+    if (record == nullptr) return false;
+    unlist(*record);
+  }
+  outcome = record->noteCancellation();
+  return true;
+}
+
+void TaskContext::carryOut(const CancellationOutcome& outcome, TaskContext*& list) noexcept {
+  if (outcome.woken != nullptr) outcome.woken->context().resume(*outcome.woken);
+  for (TaskContext* claimed = outcome.claimed; claimed != nullptr;) {
+    TaskContext& task = *std::exchange(claimed, claimed->nextClaimed_);
+    task.nextClaimed_ = std::exchange(list, &task);
+  }
+  if (outcome.called == nullptr) return;
+  outcome.called->call();
+  TaskSuspension* waits = nullptr;
+  {
+    const UnfairLockGuard guard(lock_);
+    outcome.called->isInCall_ = false;
+    waits = std::exchange(outcome.called->waits_, nullptr);
+  }
+  if (waits != nullptr) waits->resume();
+}
+
+// Who marks the task as cancelled takes the lock afterwards, to look for records. So none is missed, and none
+// told twice.
+void TaskContext::add(CancellationRecord& record) noexcept {
+  CancellationOutcome outcome;
+  {
+    const UnfairLockGuard guard(lock_);
+    if (!isCancelled()) {
+      record.isListed_ = true;
+      record.next_ = records_;
+      if (records_ != nullptr) records_->previous_ = &record;
+      records_ = &record;
+      return;
+    }
+    outcome = record.noteCancellation();
+  }
+  TaskContext* list = nullptr;
+  carryOut(outcome, list);
+  tell(list);
+}
+
+void TaskContext::remove(CancellationRecord& record) noexcept {
+  const UnfairLockGuard guard(lock_);
+  if (record.isListed_) unlist(record);
+}
+
+void TaskContext::noteWhileCancelled(CancellationRecord& record) noexcept {
+  CancellationRecord* expected = &record;
+  if (!wait_.compare_exchange_strong(expected, nullptr)) return;  // who cancels has it
+  TaskContext* list = nullptr;
+  carryOut(record.noteCancellation(), list);
+  tell(list);
+}
+
+void TaskContext::awaitTelling() noexcept { const UnfairLockGuard guard(lock_); }
+
+void TaskContext::unlist(CancellationRecord& record) noexcept {
+  record.isListed_ = false;
+  if (record.next_ != nullptr) record.next_->previous_ = record.previous_;
+  (record.previous_ != nullptr ? record.previous_->next_ : records_) = record.next_;
+  record.previous_ = record.next_ = nullptr;
+}
+
+bool TaskContext::resumeAfterCall(CancellationHandler& handler, TaskSuspension& wait) noexcept {
+  const UnfairLockGuard guard(lock_);
+  if (handler.isInCall_) handler.waits_ = &wait;
+  return handler.isInCall_;
+}
+
+std::stop_source* TaskContext::existingStopSource() {
+  const UnfairLockGuard guard(lock_);
+  return stopSource_.get();  // which stays
+}
+
+std::stop_token TaskContext::stopToken() {
+  auto made = std::make_unique<std::stop_source>();
+  std::stop_source* source = nullptr;
+  {
+    const UnfairLockGuard guard(lock_);
+    if (stopSource_ == nullptr) stopSource_.swap(made);
+    source = stopSource_.get();
+  }
+  if (isCancelled()) source->request_stop();  // who has cancelled may have looked before
+  return source->get_token();
+}
+
+// Waiting for its end
+
+bool TaskContext::addWaiter(TaskEndWaiter& waiter) noexcept {
+  const UnfairLockGuard guard(lock_);
+  if (hasEnded()) return false;
+  waiter.next_ = std::exchange(waiters_, &waiter);
+  return true;
+}
+
+void TaskContext::waitForEnd() {
+  if (isMainThread()) {
+    ServingMainThread waiter;
+    if (addWaiter(waiter)) waiter.wait();
+  } else {
+    BlockedThread waiter;
+    if (addWaiter(waiter)) waiter.wait();
+  }
+}
+
+void TaskContext::waitForEndAsChild() {
+  const CancellationOfChild link(*this);
+  waitForEnd();
+}
+
+}  // namespace QVFoundation::detail

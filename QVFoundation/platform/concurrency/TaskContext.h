@@ -1,0 +1,247 @@
+#pragma once
+
+#include <atomic>
+#include <coroutine>
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <stop_token>
+#include <string>
+#include <utility>
+
+#include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/concurrency/CancellationRecord.h"
+#include "QVFoundation/platform/concurrency/QualityOfService.h"
+#include "QVFoundation/platform/concurrency/TaskFrames.h"
+#include "QVFoundation/platform/concurrency/ThreadSafety.h"
+#include "QVFoundation/platform/concurrency/UnfairLock.h"
+
+namespace QVFoundation {
+
+class DispatchQueue;
+
+/// What a task may be told before it begins.
+///
+/// Threads: a value.
+struct TaskOptions {
+  /// For call stacks and messages.
+  std::string name = {};
+  /// That of the task that starts it, unless given; outside of tasks `standard`.
+  std::optional<QualityOfService> qualityOfService = {};
+  /// Where it begins, and comes back to after each wait; none for the pool.
+  std::shared_ptr<DispatchQueue> queue = {};
+  /// Cancels the task when it is stopped.
+  std::stop_token stopToken = {};
+};
+
+namespace detail {
+
+class TaskContext;
+class TaskPromise;
+class TaskGroupCore;
+
+/// Somebody who waits for the end of a task.
+///
+/// Threads: `taskHasEnded` is called once, on any thread, and may let go of the waiter.
+class QV_EXPORT TaskEndWaiter {
+public:
+  TaskEndWaiter() noexcept = default;
+  TaskEndWaiter(const TaskEndWaiter&) = delete;
+  TaskEndWaiter& operator=(const TaskEndWaiter&) = delete;
+  virtual void taskHasEnded() noexcept = 0;
+
+protected:
+  virtual ~TaskEndWaiter();
+
+private:
+  friend class TaskContext;
+  TaskEndWaiter* next_ = nullptr;
+};
+
+/// What a thread knows of the task that it just runs.
+struct TaskStretch {
+  TaskContext* task;
+  unsigned depth = 0;  // of coroutines that run inside of those that wait for them
+
+  // What comes next, once the one that runs has come to a wait or an end; one of these.
+  TaskPromise* next = nullptr;
+  TaskPromise* elsewhere = nullptr;  // on another queue
+  TaskPromise* waiting = nullptr;    // this one waits for what is no coroutine
+  bool (*wait)(void* awaited, TaskPromise& coroutine) noexcept = nullptr;  // false where it goes on at once
+  void* awaited = nullptr;
+  bool bodyHasEnded = false;
+};
+
+/// A task: coroutines that wait for each other, of which one runs or waits at a time, and that are cancelled
+/// together.
+///
+/// A coroutine that another one waits for runs inside of that one, up to a depth, so that one that comes to
+/// its end without a wait costs little more than a call. All others only say what comes next, and the loop in
+/// `run` sees to it. So no depth of calls, and no number of awaits, takes more of the thread's stack; and
+/// when a coroutine begins to wait for others, all that wait for it are asleep already.
+///
+/// | state | `run` | `cancel` | the body ends |
+/// |---|---|---|---|
+/// | not begun | begins | will begin cancelled | – |
+/// | runs | – | handlers are called | ended: the frame goes, then those hear who wait |
+/// | waits | goes on | handlers are called, which may end the wait | – |
+/// | ended | – | marks it, and does nothing | – |
+///
+/// Internal: installed because other headers need it.
+///
+/// Threads: any; what says "own" only inside of the task.
+/// Ownership: counted. It keeps itself until it has ended.
+class QV_EXPORT TaskContext {
+public:
+  TaskContext(const TaskContext&) = delete;
+  TaskContext& operator=(const TaskContext&) = delete;
+
+  static void* operator new(std::size_t size) { return takeFrame(size); }
+  static void operator delete(void* place, std::size_t size) noexcept { giveFrameBack(place, size); }
+
+  void retain() noexcept { references_.fetch_add(1, std::memory_order_relaxed); }
+  void release() noexcept {
+    if (references_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+  }
+
+  /// The task that the calling thread just runs; null outside of tasks.
+  [[nodiscard]] static TaskContext* current() noexcept;
+  /// The same for who is of no use outside of tasks: ends the process there.
+  [[nodiscard]] static TaskContext& ofCaller(const char* who) noexcept;
+
+  /// Once: has it run on its queue.
+  void start();
+
+  [[nodiscard]] bool isCancelled() const noexcept { return isCancelled_.load(std::memory_order_acquire); }
+  void cancel() noexcept;
+  /// Marks the task as cancelled and puts it in front of a list of those that are still to hear of it.
+  /// Nothing where it is cancelled already. For who has to cancel many, or holds a lock; `tell` does the
+  /// rest.
+  void claim(TaskContext*& list) noexcept;
+  static void tell(TaskContext* list) noexcept;
+  /// Has the record told when the task is cancelled; at once, before this returns, where it is so already.
+  void add(CancellationRecord& record) noexcept;
+  /// Afterwards it is not told any more. One that is called without the lock may just be called, see there.
+  void remove(CancellationRecord& record) noexcept;
+  /// The same for the one record of the wait that the task is just coming to. Where it is told, `endWait`
+  /// comes after.
+  void beginWait(CancellationRecord& record) noexcept {
+    wait_.store(&record);
+    if (isCancelled_.load()) [[unlikely]]
+      noteWhileCancelled(record);
+  }
+  void endWait(CancellationRecord& record) noexcept {
+    CancellationRecord* expected = &record;
+    if (!wait_.compare_exchange_strong(expected, nullptr)) awaitTelling();
+  }
+  /// False where it is not called at this moment; else resumes the wait once it has been.
+  [[nodiscard]] bool resumeAfterCall(CancellationHandler& handler, TaskSuspension& wait) noexcept;
+  [[nodiscard]] std::stop_token stopToken();
+
+  [[nodiscard]] bool hasEnded() const noexcept { return hasEnded_.load(std::memory_order_acquire); }
+  /// False where it has ended already.
+  [[nodiscard]] bool addWaiter(TaskEndWaiter& waiter) noexcept;
+  /// Blocks the calling thread; the main thread runs the blocks of the main queue meanwhile.
+  void waitForEnd();
+  /// The same, and where the calling thread runs a task, its cancellation is handed on.
+  void waitForEndAsChild();
+
+  [[nodiscard]] const std::string& name() const noexcept { return name_; }
+  [[nodiscard]] QualityOfService qualityOfService() const noexcept { return qualityOfService_; }
+
+  // Own: which coroutine goes on next.
+
+  [[nodiscard]] TaskStretch& stretch() noexcept { return *stretch_; }
+  void setInnermost(TaskPromise& coroutine) noexcept { innermost_ = &coroutine; }
+  [[nodiscard]] const TaskPromise* innermost() const noexcept { return innermost_; }
+
+  /// From any thread: a coroutine of this task that waits goes on, on its queue.
+  void resume(TaskPromise& coroutine);
+
+protected:
+  explicit TaskContext(TaskOptions&& options, TaskGroupCore* group = nullptr);
+  virtual ~TaskContext();
+
+  [[nodiscard]] DispatchQueue& queue() const noexcept { return *queue_; }
+  /// Begins the body: what it gives runs first. Null where there is no body, and the task has ended.
+  [[nodiscard]] virtual TaskPromise* begin() noexcept = 0;
+  /// Takes the result of the body, and lets go of it.
+  virtual void takeResult() noexcept = 0;
+
+private:
+  friend class TaskGroupCore;
+
+  struct StopLink;
+
+  void run(TaskPromise* coroutine) noexcept;
+  /// Runs what comes next until nothing does.
+  void goOn(TaskStretch& stretch) noexcept;
+  void end() noexcept;
+  /// False where nobody is left who has to hear.
+  [[nodiscard]] bool noteCancellation(CancellationOutcome& outcome) noexcept;
+  void carryOut(const CancellationOutcome& outcome, TaskContext*& list) noexcept;
+  void unlist(CancellationRecord& record) noexcept QV_REQUIRES(lock_);
+  [[nodiscard]] std::stop_source* existingStopSource();
+  void noteWhileCancelled(CancellationRecord& record) noexcept;
+  void awaitTelling() noexcept;
+
+  std::atomic<unsigned> references_{1};
+  std::atomic<bool> isCancelled_{false};
+  std::atomic<bool> hasEnded_{false};
+  const QualityOfService qualityOfService_;
+  DispatchQueue* const queue_;
+  TaskStretch* stretch_ = nullptr;
+  TaskPromise* innermost_ = nullptr;
+  TaskGroupCore* const group_;
+  TaskContext* nextInGroup_ = nullptr;      // the group's
+  TaskContext* previousInGroup_ = nullptr;  // the group's
+  TaskContext* nextClaimed_ = nullptr;      // whose cancellation is being told
+
+  // Either who waits sees that the task is cancelled, or who cancels sees the wait.
+  std::atomic<CancellationRecord*> wait_{nullptr};
+  UnfairLock lock_;
+  CancellationRecord* records_ QV_GUARDED_BY(lock_) = nullptr;
+  TaskEndWaiter* waiters_ QV_GUARDED_BY(lock_) = nullptr;
+  std::unique_ptr<std::stop_source> stopSource_ QV_GUARDED_BY(lock_);
+
+  std::unique_ptr<StopLink> stopLink_;
+  const std::shared_ptr<DispatchQueue> ownQueue_;  // what keeps `queue_` where it is none of the process
+  const std::string name_;
+};
+
+/// Keeps a task.
+///
+/// Threads: a value.
+template <class Context = TaskContext>
+class TaskReference {
+public:
+  TaskReference() noexcept = default;
+  /// Takes over the reference that a new task is born with.
+  explicit TaskReference(Context* adopted) noexcept : context_(adopted) {}
+  TaskReference(const TaskReference& other) noexcept : context_(other.context_) {
+    if (context_ != nullptr) context_->retain();
+  }
+  TaskReference(TaskReference&& other) noexcept : context_(std::exchange(other.context_, nullptr)) {}
+  TaskReference& operator=(TaskReference other) noexcept {
+    std::swap(context_, other.context_);
+    return *this;
+  }
+  ~TaskReference() {
+    if (context_ != nullptr) context_->release();
+  }
+
+  [[nodiscard]] static TaskReference retaining(Context& context) noexcept {
+    context.retain();
+    return TaskReference(&context);
+  }
+  [[nodiscard]] Context* get() const noexcept { return context_; }
+  Context& operator*() const noexcept { return *context_; }
+  Context* operator->() const noexcept { return context_; }
+
+private:
+  Context* context_ = nullptr;
+};
+
+}  // namespace detail
+
+}  // namespace QVFoundation

@@ -1,0 +1,15 @@
+#include "QVFoundation/platform/concurrency/TaskHandle.h"
+
+namespace QVFoundation::detail {
+
+TaskEndAwaiter::TaskEndAwaiter(TaskReference<> task) noexcept : task_(std::move(task)) {}
+TaskEndAwaiter::~TaskEndAwaiter() = default;
+
+bool TaskEndAwaiter::await_suspend(TaskPromise& caller) noexcept {
+  suspension_.prepareFor(caller);
+  return task_->addWaiter(*this) && suspension_.sleep();
+}
+
+void TaskEndAwaiter::taskHasEnded() noexcept { suspension_.resume(); }
+
+}  // namespace QVFoundation::detail

@@ -1,0 +1,276 @@
+#pragma once
+
+#include <concepts>
+#include <coroutine>
+#include <cstddef>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <source_location>
+#include <type_traits>
+#include <utility>
+
+#include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/concurrency/TaskContext.h"
+#include "QVFoundation/platform/concurrency/TaskFrames.h"
+#include "QVFoundation/platform/runtime/Result.h"
+
+namespace QVFoundation {
+
+class DispatchQueue;
+template <class T>
+class Task;
+
+namespace detail {
+
+class TaskPromise;
+
+/// What a coroutine of a task can await beside other coroutines and queues. It has
+///
+/// - `bool await_ready()`: whether there is nothing to wait for;
+/// - `bool await_suspend(TaskPromise& caller)`: false where the caller is to go on at once; afterwards
+///   whatever wakes it resumes it through a `TaskSuspension`;
+/// - `await_resume()`, which gives what `co_await` does;
+///
+/// or `operator co_await`, which gives such a one.
+///
+/// Internal: installed because other headers need it.
+///
+/// Threads: awaited inside of a task.
+struct TaskAwaitable {};
+
+/// What a result has, as a function that gives it would return it.
+template <class T>
+T valueOf(Result<T>&& result) {
+  if constexpr (std::is_void_v<T>) {
+    (void)std::move(result).value();
+  } else {
+    return std::move(result).value();
+  }
+}
+
+/// The side of a coroutine that its task knows: who waits for it, and where it runs.
+///
+/// Threads: its task's.
+class QV_EXPORT TaskPromise {
+public:
+  static void* operator new(std::size_t size) { return takeFrame(size); }
+  static void operator delete(void* frame, std::size_t size) noexcept { giveFrameBack(frame, size); }
+
+  TaskPromise(const TaskPromise&) = delete;
+  TaskPromise& operator=(const TaskPromise&) = delete;
+
+  /// Goes on with what waits for the coroutine.
+  struct Ending {
+    [[nodiscard]] bool await_ready() const noexcept { return false; }
+    template <std::derived_from<TaskPromise> Promise>
+    void await_suspend(std::coroutine_handle<Promise> handle) const noexcept {
+      static_cast<TaskPromise&>(handle.promise()).handOver();
+    }
+    void await_resume() const noexcept {}
+  };
+
+  std::suspend_always initial_suspend() const noexcept { return {}; }
+  Ending final_suspend() const noexcept { return {}; }
+
+  /// As the outermost of a task.
+  void beginIn(TaskContext& context, DispatchQueue& queue) noexcept {
+    context_ = &context;
+    queue_ = &queue;
+  }
+  /// For another one, which waits for it. True where it has come to its end at once.
+  [[nodiscard]] bool runFor(TaskPromise& caller) noexcept {
+    caller_ = &caller;
+    context_ = caller.context_;
+    queue_ = caller.queue_;
+    TaskStretch& stretch = context_->stretch();
+    if (stretch.depth == deepest) [[unlikely]] {
+      stretch.next = this;
+      return false;
+    }
+    runsInCaller_ = true;
+    ++stretch.depth;
+    context_->setInnermost(*this);
+    handle_.resume();
+    --stretch.depth;
+    runsInCaller_ = false;
+    if (!handle_.done()) return false;
+    context_->setInnermost(caller);
+    return true;
+  }
+  /// The coroutine waits for what is no coroutine, as soon as all that wait for it sleep.
+  void waitFor(void* awaited, bool (*wait)(void* awaited, TaskPromise& coroutine) noexcept) noexcept {
+    TaskStretch& stretch = context_->stretch();
+    stretch.waiting = this;
+    stretch.wait = wait;
+    stretch.awaited = awaited;
+  }
+  /// Goes on on another queue; at home there too after each wait.
+  void moveTo(std::shared_ptr<DispatchQueue> queue) noexcept;
+
+  [[nodiscard]] TaskContext& context() const noexcept { return *context_; }
+  [[nodiscard]] DispatchQueue& queue() const noexcept { return *queue_; }
+  [[nodiscard]] std::coroutine_handle<> handle() const noexcept { return handle_; }
+
+  // For call stacks.
+  [[nodiscard]] const TaskPromise* caller() const noexcept { return caller_; }
+  [[nodiscard]] const std::source_location& function() const noexcept { return function_; }
+  /// The last thing that it has awaited.
+  [[nodiscard]] const std::source_location& place() const noexcept { return place_; }
+
+protected:
+  TaskPromise() noexcept = default;
+  ~TaskPromise() = default;
+
+  void nameIt(std::coroutine_handle<> handle, const std::source_location& function) noexcept {
+    handle_ = handle;
+    function_ = place_ = function;
+  }
+  void noteAwait(const std::source_location& place) noexcept { place_ = place; }
+
+private:
+  // A few hundred bytes of stack each.
+  static constexpr unsigned deepest = 32;
+
+  void handOver() noexcept {
+    if (runsInCaller_) return;  // which looks for itself
+    TaskStretch& stretch = context_->stretch();
+    if (caller_ == nullptr) {
+      stretch.bodyHasEnded = true;
+    } else if (caller_->queue_ == queue_) {
+      stretch.next = caller_;
+    } else {
+      stretch.elsewhere = caller_;
+    }
+  }
+
+  bool runsInCaller_ = false;
+  TaskPromise* caller_ = nullptr;
+  TaskContext* context_ = nullptr;
+  DispatchQueue* queue_ = nullptr;
+  std::coroutine_handle<> handle_;
+  std::source_location function_;
+  std::source_location place_;
+  std::shared_ptr<DispatchQueue> keptQueue_;
+};
+
+/// Stands for an awaitable towards the compiler, which may move it before the wait. The wait itself begins
+/// when all coroutines of the task sleep; what it throws then comes out of `co_await`.
+template <class Awaitable>
+struct Awaited {
+  Awaitable awaitable;
+  std::exception_ptr failure = nullptr;
+
+  [[nodiscard]] bool await_ready() { return awaitable.await_ready(); }
+  template <class Promise>
+  void await_suspend(std::coroutine_handle<Promise> caller) noexcept {
+    caller.promise().waitFor(this, [](void* awaited, TaskPromise& coroutine) noexcept {
+      auto& its = *static_cast<Awaited*>(awaited);
+      try {
+        return its.awaitable.await_suspend(coroutine);
+      } catch (...) {
+        its.failure = std::current_exception();
+        return false;
+      }
+    });
+  }
+  decltype(auto) await_resume() {
+    if (failure != nullptr) [[unlikely]]
+      std::rethrow_exception(std::move(failure));
+    return awaitable.await_resume();
+  }
+};
+
+/// Moves a coroutine to a queue.
+class QV_EXPORT QueueAwaiter {
+public:
+  explicit QueueAwaiter(std::shared_ptr<DispatchQueue> queue);
+  [[nodiscard]] bool await_ready() const noexcept { return false; }
+  [[nodiscard]] bool await_suspend(TaskPromise& coroutine) noexcept;
+  void await_resume() const noexcept {}
+
+private:
+  std::shared_ptr<DispatchQueue> queue_;
+};
+
+/// Waits for a coroutine, which it begins.
+template <class T>
+class TaskAwaiter;
+template <class T>
+class TaskResultAwaiter;
+
+/// A coroutine that is awaited for its result.
+template <class T>
+struct TaskForResult {
+  Task<T> task;
+};
+
+/// What coroutines of all kinds can do with `co_await`.
+template <class T>
+class TaskPromiseOf;
+
+template <class T>
+class TaskPromiseBase : public TaskPromise {
+public:
+  Task<T> get_return_object(std::source_location function = std::source_location::current()) noexcept;
+  void unhandled_exception() noexcept { result_.emplace(Result<T>::failure(std::current_exception())); }
+
+  template <class U>
+  [[nodiscard]] TaskAwaiter<U> await_transform(
+      Task<U>&& task, const std::source_location& place = std::source_location::current()) noexcept {
+    noteAwait(place);
+    return TaskAwaiter<U>(std::move(task), *this);
+  }
+  template <class U>
+  [[nodiscard]] TaskResultAwaiter<U> await_transform(
+      TaskForResult<U>&& its, const std::source_location& place = std::source_location::current()) noexcept {
+    noteAwait(place);
+    return TaskResultAwaiter<U>(std::move(its.task), *this);
+  }
+  template <class U>
+  void await_transform(Task<U>& task) = delete;  // is awaited once: std::move(task)
+
+  [[nodiscard]] Awaited<QueueAwaiter> await_transform(
+      std::shared_ptr<DispatchQueue> queue,
+      const std::source_location& place = std::source_location::current()) {
+    noteAwait(place);
+    return {QueueAwaiter(std::move(queue))};
+  }
+
+  template <class Awaitable>
+    requires std::derived_from<std::remove_cvref_t<Awaitable>, TaskAwaitable>
+  [[nodiscard]] auto await_transform(Awaitable&& awaitable,
+                                     const std::source_location& place = std::source_location::current()) {
+    noteAwait(place);
+    if constexpr (requires { awaitable.operator co_await(); }) {
+      return Awaited<decltype(awaitable.operator co_await())>{awaitable.operator co_await()};
+    } else {
+      return Awaited<Awaitable&>{awaitable};
+    }
+  }
+
+  [[nodiscard]] Result<T>&& result() noexcept { return *std::move(result_); }
+
+protected:
+  std::optional<Result<T>> result_;
+};
+
+template <class T>
+class TaskPromiseOf final : public TaskPromiseBase<T> {
+public:
+  template <class U = T>
+    requires std::constructible_from<T, U>
+  void return_value(U&& value) {
+    this->result_.emplace(T(std::forward<U>(value)));
+  }
+};
+
+template <>
+class TaskPromiseOf<void> final : public TaskPromiseBase<void> {
+public:
+  void return_void() { result_.emplace(); }
+};
+
+}  // namespace detail
+
+}  // namespace QVFoundation
