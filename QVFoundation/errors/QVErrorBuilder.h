@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -10,6 +11,8 @@
 
 #include "QVFoundation/errors/QVErrorRecovery.h"
 #include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/concurrency/Task.h"
+#include "QVFoundation/platform/concurrency/TaskState.h"
 #include "QVFoundation/platform/runtime/NSError.h"
 #include "QVFoundation/platform/runtime/NSObject.h"
 
@@ -38,6 +41,14 @@ public:
   [[nodiscard]] static std::shared_ptr<QVErrorBuilder> errorBuilder();
   /// Calls the block once with a new builder and returns the error that it described.
   [[nodiscard]] static NSError buildErrorWithBlock(const Block& block);
+  /// Awaited, the same with an asynchronous block.
+  template <std::invocable<QVErrorBuilder&> AsyncBlock>
+    requires detail::givesTask<AsyncBlock&, QVErrorBuilder&>
+  [[nodiscard]] static Task<NSError> buildError(AsyncBlock block) {
+    const auto builder = errorBuilder();
+    co_await block(*builder);
+    co_return builder->generateError();
+  }
   /// The error with "message: " in front of its description, and all else as it was; unchanged without
   /// a message.
   [[nodiscard]] static NSError buildError(const NSError& wrapping, std::optional<std::string_view> message);

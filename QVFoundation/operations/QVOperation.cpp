@@ -36,6 +36,7 @@ namespace detail {
 
 OperationPart::~OperationPart() = default;
 SyncBody::~SyncBody() = default;
+AsyncBody::~AsyncBody() = default;
 
 QVAnyResult OperationPart::storedResult() const {
   return dynamic_cast<const QVOperation&>(*this).resultStorage();
@@ -175,12 +176,16 @@ void QVOperation::mainSetup() {
 // Shown as complete whatever the body has reported, also after a failure. One that nobody has asked for would
 // show nothing.
 void QVOperation::mainFinish() {
+  logFinish();
+  const auto progress = locked(&QVOperation::progress_);
+  if (progress != nullptr) progress->setCompletedUnitCount(progress->totalUnitCount());
+}
+
+void QVOperation::logFinish() const {
   if (const OSLogger& log = progressLog(); log.isEnabled(OSLogType::debug)) {
     log.log(OSLogType::debug, stringWithFormat("Operation %@ finishing with completedUnitCount %d",
                                                nameOrNull(), progress()->completedUnitCount()));
   }
-  const auto progress = locked(&QVOperation::progress_);
-  if (progress != nullptr) progress->setCompletedUnitCount(progress->totalUnitCount());
 }
 
 Seconds QVOperation::completionDuration() const noexcept { return Seconds(completionDuration_); }

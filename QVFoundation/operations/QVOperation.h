@@ -31,6 +31,8 @@
 #include "QVFoundation/platform/concurrency/DispatchTimerSource.h"
 #include "QVFoundation/platform/concurrency/NSConditionLock.h"
 #include "QVFoundation/platform/concurrency/NSOperation.h"
+#include "QVFoundation/platform/concurrency/Task.h"
+#include "QVFoundation/platform/concurrency/TaskState.h"
 #include "QVFoundation/platform/runtime/NSError.h"
 
 namespace QVFoundation {
@@ -57,10 +59,18 @@ private:
   const std::shared_ptr<QVOperation>& operation_;
 };
 
+/// A value, or that there is none to give.
+template <class T>
+using ValueOrNothing = std::conditional_t<std::is_void_v<T>, std::monostate, std::remove_cvref_t<T>>;
 /// What a callable returns, or that it has returned.
 template <class Callable>
-using Returned = std::conditional_t<std::is_void_v<std::invoke_result_t<Callable>>, std::monostate,
-                                    std::remove_cvref_t<std::invoke_result_t<Callable>>>;
+using Returned = ValueOrNothing<std::invoke_result_t<Callable>>;
+
+/// A callable that is no asynchronous function, and one that is.
+template <class Callable, class... Arguments>
+concept BlockingBlock = std::invocable<Callable, Arguments...> && !givesTask<Callable, Arguments...>;
+template <class Callable, class... Arguments>
+concept AsyncBlock = std::invocable<Callable, Arguments...> && givesTask<Callable, Arguments...>;
 
 }  // namespace detail
 
@@ -162,6 +172,11 @@ public:
       throw;
     }
   }
+
+  /// Awaited, runs the operation in the background, and throws its error if it fails. Cancelling the task
+  /// that awaits it cancels the operation. It takes the place of any completion block. One that was cancelled
+  /// before it ran throws the error 1002.
+  [[nodiscard]] virtual Task<> runOperation();
 
   /// The run: `mainSetup`, the body, `mainFinish`. It looks at no cancellation: that is for the body.
   void main() override;
@@ -269,14 +284,43 @@ public:
   /// throws. Returns what the block returns.
   ///
   /// Segments follow each other. One within another is reported to the log, and runs.
-  template <std::invocable<NSProgress&> Block>
+  template <detail::BlockingBlock<NSProgress&> Block>
   std::invoke_result_t<Block, NSProgress&> performSegment(QVProgressSegmentName name, std::int64_t unitCount,
                                                           Block&& block) {
     reportIfNested(name);
     return timingInfo()->performTimed(name, [&]() -> std::invoke_result_t<Block, NSProgress&> {
-      const Segment segment(*this, name, unitCount);
+      const Segment segment(*this, name, segmentProgress(name, unitCount));
       return std::invoke(std::forward<Block>(block), segment.progress());
     });
+  }
+
+  /// The same, awaited, with an asynchronous block. It is not timed.
+  template <detail::AsyncBlock<NSProgress&> Block>
+  [[nodiscard]] std::invoke_result_t<Block&, NSProgress&> performSegment(QVProgressSegmentName name,
+                                                                         std::int64_t unitCount,
+                                                                         Block block) {
+    reportIfNested(name);
+    const Segment segment(*this, name, segmentProgress(name, unitCount));
+    co_return co_await block(segment.progress());
+  }
+  /// The same with a progress that somebody else has made, and that the block knows.
+  template <detail::AsyncBlock Block>
+  [[nodiscard]] std::invoke_result_t<Block&> performSegment(QVProgressSegmentName name,
+                                                            std::shared_ptr<NSProgress> externalProgress,
+                                                            Block block) {
+    reportIfNested(name);
+    const Segment segment(*this, name, std::move(externalProgress));
+    co_return co_await block();
+  }
+
+  /// Runs an asynchronous block from inside a blocking body, as a sub-operation without a progress, and
+  /// blocks until it has ended. Returns what it gives, or throws what it throws.
+  template <detail::AsyncBlock Block>
+  detail::OutputOfTask<Block&> async(Block block) {
+    using Output = detail::OutputOfTask<Block&>;
+    const QVAnyResult result =
+        runAsyncBlock([block = std::make_shared<Block>(std::move(block))] { return anyResultOf(block); });
+    if constexpr (!std::is_void_v<Output>) return *result.as<Output>();
   }
 
   /// Runs another operation within this one, on this thread if it blocks, and returns its value or throws
@@ -366,9 +410,18 @@ public:
       return std::nullopt;
     }
   }
-  template <std::invocable Callable>
+  template <detail::BlockingBlock Callable>
   std::optional<detail::Returned<Callable>> logErrorOrThrowWithBlock(Callable&& callable) const {
     return logErrorOrThrow(std::forward<Callable>(callable));
+  }
+  /// Awaited, the same with an asynchronous block.
+  template <detail::AsyncBlock Block>
+  [[nodiscard]] Task<std::optional<detail::ValueOrNothing<detail::OutputOfTask<Block&>>>>
+  logErrorOrThrowWithBlock(Block block) const {
+    auto result = co_await block().result();
+    if (result) co_return std::move(*result);
+    throwUnlessLogged(result.exception());
+    co_return std::nullopt;
   }
 
 protected:
@@ -377,6 +430,8 @@ protected:
   // The steps before and after the body, for subclasses that replace `main`.
   void mainSetup();
   void mainFinish();
+  /// What of the last step is left to one that has failed, and whose progress stays where it was.
+  void logFinish() const;
 
   // The steps of `performSubOperation`.
   void setupSuboperation(const std::shared_ptr<QVOperation>& operation, std::int64_t withUnitCount);
@@ -385,12 +440,14 @@ protected:
   void teardownSuboperation(const std::shared_ptr<QVOperation>& operation, std::int64_t withUnitCount);
 
 private:
+  friend class QVAsyncOperation;
+
   using Conditions = std::map<QVOperationConditionName, std::shared_ptr<detail::NamedCondition>>;
 
   /// A segment while it runs.
   class QV_EXPORT Segment {
   public:
-    Segment(QVOperation& operation, QVProgressSegmentName name, std::int64_t unitCount);
+    Segment(QVOperation& operation, QVProgressSegmentName name, std::shared_ptr<NSProgress> progress);
     Segment(const Segment&) = delete;
     Segment& operator=(const Segment&) = delete;
     ~Segment();
@@ -434,6 +491,20 @@ private:
     }
   }
 
+  template <class Block>
+  static Task<QVAnyResult> anyResultOf(std::shared_ptr<Block> block) {
+    if constexpr (std::is_void_v<detail::OutputOfTask<Block&>>) {
+      co_await (*block)();
+      co_return QVAnyResult::success();
+    } else {
+      co_return QVAnyResult::success(co_await (*block)());
+    }
+  }
+  QVAnyResult runAsyncBlock(std::function<Task<QVAnyResult>()> block);
+
+  static std::shared_ptr<NSProgress> segmentProgress(QVProgressSegmentName segment, std::int64_t unitCount);
+  Task<> runInBackground();
+  void throwIfKeptFromRunning(const QVOperation& operation);
   [[nodiscard]] std::weak_ptr<QVOperation> weakSelf();
   [[nodiscard]] std::optional<std::string> nameUnlessSet() const override;
   [[nodiscard]] std::string nameOrNull() const;
@@ -460,7 +531,10 @@ private:
   void wakeAllConditions();
   void setPaused(bool paused);
   void spreadPause();
-  void setGate() QV_REQUIRES(lock_);
+  /// What pausing means for the body; one call at a time, in the order of what was wanted.
+  virtual void applyPause(bool pauses);
+  void pauseOrResumeParts(bool pauses) const;
+  virtual void setGate() QV_REQUIRES(lock_);
   void updateIsPaused();
   void setIsPaused(bool isPaused);
   void updateMainThreadProgress();

@@ -55,21 +55,27 @@ void QVOperation::spreadPause() {
   }
   for (;;) {
     bool pauses = false;
-    std::shared_ptr<QVOperation> sub;
     {
       const UnfairLockGuard guard(lock_);
       isSpreadingPause_ = std::exchange(hasPauseToSpread_, false);
       if (!isSpreadingPause_) return;
       pauses = wantsPause_;
-      sub = subOperation_;
     }
-    if (sub != nullptr) pauseOrResume(*sub, pauses);
-    {
-      const UnfairLockGuard guard(lock_);
-      setGate();
-    }
-    updateIsPaused();
+    applyPause(pauses);
   }
+}
+
+void QVOperation::applyPause(bool pauses) {
+  pauseOrResumeParts(pauses);
+  {
+    const UnfairLockGuard guard(lock_);
+    setGate();
+  }
+  updateIsPaused();
+}
+
+void QVOperation::pauseOrResumeParts(bool pauses) const {
+  if (const auto sub = subOperation()) pauseOrResume(*sub, pauses);
 }
 
 void QVOperation::setGate() {

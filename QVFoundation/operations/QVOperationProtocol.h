@@ -6,6 +6,7 @@
 
 #include "QVFoundation/operations/QVAnyResult.h"
 #include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/concurrency/Task.h"
 #include "QVFoundation/platform/runtime/NSError.h"
 #include "QVFoundation/platform/runtime/Result.h"
 
@@ -28,6 +29,21 @@ protected:
   /// What the operation has ended in.
   [[nodiscard]] QVAnyResult storedResult() const;
   [[nodiscard]] NSError wrongTypeError(const QVAnyResult& result, const std::type_info& expected) const;
+};
+
+/// The body of an asynchronous operation.
+///
+/// Threads: see `QVAsyncOperation`.
+class QV_EXPORT AsyncBody {
+public:
+  AsyncBody(const AsyncBody&) = delete;
+  AsyncBody& operator=(const AsyncBody&) = delete;
+
+  [[nodiscard]] virtual Task<QVAnyResult> performForAnyResult() = 0;
+
+protected:
+  AsyncBody() = default;
+  virtual ~AsyncBody();
 };
 
 /// The body of a blocking operation.
@@ -94,6 +110,26 @@ private:
       return QVAnyResult::success();
     } else {
       return QVAnyResult::success<Output>(perform());
+    }
+  }
+};
+
+/// The work of an operation that is an asynchronous function: see `QVAsyncOperation`.
+///
+/// Threads: `perform` runs in the operation's task, and nowhere else.
+template <class Output>
+class QVAsyncOperationProtocol : public QVOperationProtocol<Output>, public detail::AsyncBody {
+public:
+  /// Does the work. What it throws is the operation's failure.
+  virtual Task<Output> perform() = 0;
+
+private:
+  [[nodiscard]] Task<QVAnyResult> performForAnyResult() final {
+    if constexpr (std::is_void_v<Output>) {
+      co_await perform();
+      co_return QVAnyResult::success();
+    } else {
+      co_return QVAnyResult::success<Output>(co_await perform());
     }
   }
 };

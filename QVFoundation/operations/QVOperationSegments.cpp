@@ -17,13 +17,14 @@ namespace {
 
 std::string nameOf(const NSProgress& progress) { return name(progress).value_or("null"); }
 
-std::shared_ptr<NSProgress> segmentProgress(QVProgressSegmentName segment, std::int64_t unitCount) {
+}  // namespace
+
+std::shared_ptr<NSProgress> QVOperation::segmentProgress(QVProgressSegmentName segment,
+                                                         std::int64_t unitCount) {
   auto progress = std::make_shared<NSProgress>(std::max<std::int64_t>(unitCount, 1));
-  setName(*progress, "segment:" + segment.stringValue());
+  QVFoundation::setName(*progress, "segment:" + segment.stringValue());
   return progress;
 }
-
-}  // namespace
 
 void QVOperation::setCost(std::int64_t cost, QVProgressSegmentName forSegment) {
   const UnfairLockGuard guard(lock_);
@@ -58,11 +59,9 @@ void QVOperation::reportIfNested(QVProgressSegmentName name) const {
   QVStopInDebugger();
 }
 
-QVOperation::Segment::Segment(QVOperation& operation, QVProgressSegmentName name, std::int64_t unitCount)
-    : operation_(operation),
-      name_(name),
-      parent_(operation.progress()),
-      progress_(segmentProgress(name, unitCount)) {
+QVOperation::Segment::Segment(QVOperation& operation, QVProgressSegmentName name,
+                              std::shared_ptr<NSProgress> progress)
+    : operation_(operation), name_(name), parent_(operation.progress()), progress_(std::move(progress)) {
   const std::int64_t cost = operation_.costOf(name_);
   if (childLog().isEnabled(OSLogType::debug)) {
     childLog().log(
@@ -154,8 +153,12 @@ void QVOperation::runSubOperation(const std::shared_ptr<QVOperation>& operation,
     throw;
   }
   teardownSuboperation(operation, unitCount);
-  // One that was kept from running has no error that would say why.
-  if (hasToEnd() && !operation->locked(&QVOperation::resultStorage_)) throw NSError(cancellationError());
+  throwIfKeptFromRunning(*operation);
+}
+
+// Such a one has no error that would say why.
+void QVOperation::throwIfKeptFromRunning(const QVOperation& operation) {
+  if (hasToEnd() && !operation.locked(&QVOperation::resultStorage_)) throw NSError(cancellationError());
 }
 
 void QVOperation::setupSuboperation(const std::shared_ptr<QVOperation>& operation,

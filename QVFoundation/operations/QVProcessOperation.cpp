@@ -12,8 +12,11 @@
 #include "QVFoundation/errors/QVErrorConstructors.h"
 #include "QVFoundation/operations/QVProcessDataCollector.h"
 #include "QVFoundation/operations/QVProcessStreamCollector.h"
+#include "QVFoundation/platform/concurrency/Continuation.h"
+#include "QVFoundation/platform/concurrency/DispatchQueue.h"
 #include "QVFoundation/platform/concurrency/MainQueue.h"
 #include "QVFoundation/platform/concurrency/QuietThread_p.h"
+#include "QVFoundation/platform/concurrency/TaskCancellation.h"
 #include "QVFoundation/platform/concurrency/ThreadPool_p.h"
 #include "QVFoundation/platform/concurrency/WakeUp_p.h"
 #include "QVFoundation/platform/processes/ChildProcess_p.h"
@@ -98,8 +101,8 @@ void QVProcessOperation::setGracePeriod(std::optional<std::chrono::nanoseconds> 
 
 // The run
 
-/// The program of a run. The run's thread waits for it, or leaves it to the watch while it is busy with what may
-/// take long. A leader is reaped at the end of the run: until then its number stands for its group.
+/// The program of a run. The run's thread waits for it, or leaves it to the watch while it is busy with what
+/// may take long. A leader is reaped at the end of the run: until then its number stands for its group.
 class QVProcessOperation::Child {
 public:
   explicit Child(NSTask& process) {
@@ -191,8 +194,8 @@ void QVProcessOperation::perform() {
   throwUnlessSuccessful();
 }
 
-// Also after the program's end, since others may still write to both pipes: who waited for the end of one would
-// keep them from the other.
+// Also after the program's end, since others may still write to both pipes: who waited for the end of one
+// would keep them from the other.
 void QVProcessOperation::serveUntilEndOrCancelled(Child& child) {
   const std::array served{outputHandle_, errorHandle()};
   const auto descriptorOf = [](const auto& handle) { return handle == nullptr ? -1 : handle->descriptor(); };
@@ -234,6 +237,30 @@ void QVProcessOperation::throwUnlessSuccessful() const {
                                 "Process " + process_->launchPath().value_or("nil") +
                                     " terminated with error code " + std::to_string(status),
                                 {}));
+}
+
+Task<> QVProcessOperation::runAsync() {
+  const auto self = shared_from_this();
+  co_await withTaskCancellationHandler([this] { return startOnGlobalQueue(); }, [this] { cancel(); });
+}
+
+Task<> QVProcessOperation::startOnGlobalQueue() {
+  if (!isFinished()) {
+    co_await withThrowingContinuation<void>(
+        [this](const ThrowingContinuation<void>& waiting) {
+          setCompletionBlock([waiting] { waiting.resume(); });
+          DispatchQueue::global()->async([this, waiting] {
+            try {
+              start();
+            } catch (...) {  // it runs already
+              setCompletionBlock({});
+              waiting.resumeThrowing(std::current_exception());
+            }
+          });
+        },
+        "runAsync()");
+  }
+  (void)result().value();
 }
 
 // Its end

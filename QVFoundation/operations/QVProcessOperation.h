@@ -13,6 +13,7 @@
 #include "QVFoundation/operations/QVProcessIOHandle.h"
 #include "QVFoundation/operations/QVTimingName.h"
 #include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/concurrency/Task.h"
 #include "QVFoundation/platform/concurrency/ThreadSafety.h"
 #include "QVFoundation/platform/concurrency/UnfairLock.h"
 #include "QVFoundation/platform/processes/NSTask.h"
@@ -34,9 +35,10 @@ class WakeDescriptor;
 /// use(output->text());
 /// ```
 ///
-/// It sleeps until the program ends, writes, or the operation is cancelled. Then what was written is read to its
-/// end, and the status is looked at. Pausing does not stop the program: use `process()->suspend()`. On the main
-/// thread it runs the blocks of the main queue meanwhile; those may take long, as may what handles do.
+/// It sleeps until the program ends, writes, or the operation is cancelled. Then what was written is read to
+/// its end, and the status is looked at. Pausing does not stop the program: use `process()->suspend()`. On
+/// the main thread it runs the blocks of the main queue meanwhile; those may take long, as may what handles
+/// do.
 ///
 /// | when cancelled | first | then | at last |
 /// |---|---|---|---|
@@ -44,23 +46,23 @@ class WakeDescriptor;
 /// | while it runs | SIGTERM at once, and a tenth of a second | SIGTERM again, and the grace period | SIGKILL |
 /// | after its end | with `endsProcessGroup`, SIGTERM at once to who is left | the grace period | SIGKILL |
 ///
-/// Each further `cancel` sends one more SIGTERM at once, and shortens nothing. Once the program has ended, what
-/// is in its pipes is read. Nobody waits for others that hold them open, where the handle overrides
+/// Each further `cancel` sends one more SIGTERM at once, and shortens nothing. Once the program has ended,
+/// what is in its pipes is read. Nobody waits for others that hold them open, where the handle overrides
 /// `stopReading`, as both collectors do.
 ///
 /// With `endsProcessGroup` all this is for the group: it has ended when all have. Those who are left when the
-/// grace period is over are killed, also where the program itself has long ended. For that its number is kept:
-/// it is reaped when its output was read, not at its end.
+/// grace period is over are killed, also where the program itself has long ended. For that its number is
+/// kept: it is reaped when its output was read, not at its end.
 ///
-/// A program that was cancelled fails by its status, mostly that of the signal, or it succeeds all the same; the
-/// error 1002 does not come from here. Who wants that checks for cancellation after it.
+/// A program that was cancelled fails by its status, mostly that of the signal, or it succeeds all the same;
+/// the error 1002 does not come from here. Who wants that checks for cancellation after it.
 ///
 /// Threads: as an operation; `cancel` on any, at any time. Settings are for the time before it runs.
 /// Ownership: owns its task, and keeps the handles for output and errors.
-/// Errors: the task's own where it cannot be launched. A status other than 0, or the number of the signal that
-/// ended it, is the code of an error of `NSPOSIXErrorDomain`: "Process /bin/false terminated with error code
-/// 1". The code is `NSTask::statusUnknown` (-1) where somebody else has reaped the program. What a handle
-/// throws; then the program is ended as by cancelling. It runs once: a second run is an
+/// Errors: the task's own where it cannot be launched. A status other than 0, or the number of the signal
+/// that ended it, is the code of an error of `NSPOSIXErrorDomain`: "Process /bin/false terminated with error
+/// code 1". The code is `NSTask::statusUnknown` (-1) where somebody else has reaped the program. What a
+/// handle throws; then the program is ended as by cancelling. It runs once: a second run is an
 /// `NSInvalidArgumentException`, as is a collector that is given as input.
 class QV_EXPORT QVProcessOperation : public QVOperation, public QVSyncOperationProtocol<void> {
 public:
@@ -95,11 +97,15 @@ public:
 
   void perform() override;
   void cancel() override;
+  /// Awaited, runs the operation on a global queue, and throws its error if it fails. Cancelling the task
+  /// that awaits it cancels the operation.
+  [[nodiscard]] Task<> runAsync();
 
 private:
   class Child;
   class Ending;
 
+  Task<> startOnGlobalQueue();
   void serveUntilEndOrCancelled(Child& child);
   void drain() const;
   void askToEnd();

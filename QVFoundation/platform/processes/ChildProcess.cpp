@@ -90,15 +90,19 @@ void ChildProcess::watchHasSeenIt() {
 const std::optional<Termination>& ChildProcess::look() {
   if (!termination_ && process_.isOpen()) {
     termination_ = reap(process_.number(), isKept_ ? WNOHANG | WNOWAIT : WNOHANG);
-    runHandlerIfDue();
+    runHandlersIfDue();
   }
   return termination_;
 }
 
-void ChildProcess::runHandlerIfDue() {
-  if (!termination_ || !handler_) return;
-  DispatchQueue::global()->async(
-      [handler = std::exchange(handler_, nullptr), termination = *termination_] { handler(termination); });
+void ChildProcess::runHandlersIfDue() {
+  if (!termination_) return;
+  auto due = std::exchange(addedHandlers_, {});
+  if (handler_) due.push_back(std::exchange(handler_, nullptr));
+  for (Handler& handler : due) {
+    DispatchQueue::global()->async(
+        [handler = std::move(handler), termination = *termination_] { handler(termination); });
+  }
 }
 
 // The watch takes its hands off by itself, since the descriptor of what has ended can be read.
@@ -121,7 +125,13 @@ bool ChildProcess::send(int signal) {
 void ChildProcess::exchangeHandler(Handler& handler) {
   const MutexLock guard(lock_);
   handler_.swap(handler);
-  runHandlerIfDue();
+  runHandlersIfDue();
+}
+
+void ChildProcess::addHandler(Handler handler) {
+  const MutexLock guard(lock_);
+  addedHandlers_.push_back(std::move(handler));
+  runHandlersIfDue();
 }
 
 bool ChildProcess::await(std::optional<std::chrono::nanoseconds> atMost) {

@@ -18,8 +18,8 @@ namespace QVFoundation::detail {
 
 /// A child process, from its launch until its end is known, whatever becomes of the task that launched it.
 ///
-/// Who waits for it waits for its descriptor, and reaps it. While nobody waits the descriptors' watch does. So
-/// nobody is woken for nothing, and nothing is left unreaped.
+/// Who waits for it waits for its descriptor, and reaps it. While nobody waits the descriptors' watch does.
+/// So nobody is woken for nothing, and nothing is left unreaped.
 ///
 /// The leader of a group may be kept: it is reaped only when it is let go. Until then nobody else gets its
 /// number, which is the group's, and the others can be signalled though it has ended.
@@ -29,8 +29,8 @@ namespace QVFoundation::detail {
 /// | its descriptor | in the watch | polled by those who wait | closed, once nobody uses or keeps it |
 /// | goes on | `Waiting`, or its end | the last `Waiting` ends, or its end | – |
 ///
-/// Threads: any. It is reaped under its lock, and signalled under its lock only before that: so no signal goes
-/// to another process, or group, that got the number.
+/// Threads: any. It is reaped under its lock, and signalled under its lock only before that: so no signal
+/// goes to another process, or group, that got the number.
 class QV_TEST_EXPORT ChildProcess : public std::enable_shared_from_this<ChildProcess> {
 public:
   using Termination = NSTask::Termination;
@@ -62,14 +62,16 @@ public:
   bool send(int signal);
   /// Exchanges it for the one that is there. One that is due at once leaves an empty one.
   void exchangeHandler(Handler& handler);
+  /// Has one more handler run on a global queue when the child has ended.
+  void addHandler(Handler handler);
   /// False when the time is up.
   bool await(std::optional<std::chrono::nanoseconds> atMost);
 
   /// To all of its group, also when it has ended itself while it is kept. False where it leads none, or was
   /// reaped.
   bool sendToGroup(int signal);
-  /// Waits for it, and where it is kept for all others of its group too. False when the time is up. One that is
-  /// started at this moment may be missed.
+  /// Waits for it, and where it is kept for all others of its group too. False when the time is up. One that
+  /// is started at this moment may be missed.
   bool awaitGroup(std::optional<std::chrono::nanoseconds> atMost);
   /// It is not kept any more. Does nothing where it was not.
   void letGo();
@@ -99,7 +101,7 @@ private:
   void watchHasSeenIt();
   const std::optional<Termination>& look() QV_REQUIRES(lock_);
   bool awaitUntil(std::optional<SteadyTime> end);
-  void runHandlerIfDue() QV_REQUIRES(lock_);
+  void runHandlersIfDue() QV_REQUIRES(lock_);
   void closeIfUnused() QV_REQUIRES(lock_);
 
   const pid_t identifier_;
@@ -109,6 +111,7 @@ private:
   Descriptor process_ QV_GUARDED_BY(lock_);
   std::optional<Termination> termination_ QV_GUARDED_BY(lock_);
   Handler handler_ QV_GUARDED_BY(lock_);
+  std::vector<Handler> addedHandlers_ QV_GUARDED_BY(lock_);
   int waitingCount_ QV_GUARDED_BY(lock_) = 0;
   std::uint64_t watchToken_ QV_GUARDED_BY(lock_) = 0;  // 0 where it is not in the watch
 };
@@ -119,8 +122,8 @@ private:
 struct TaskAccess {
   /// Null before the launch.
   [[nodiscard]] static std::shared_ptr<ChildProcess> childOf(const NSTask& task) { return task.child(); }
-  /// As `launch`, but the caller waits for the child, with what it gets here. Where the child leads a group it
-  /// is kept, until it is let go or destroyed.
+  /// As `launch`, but the caller waits for the child, with what it gets here. Where the child leads a group
+  /// it is kept, until it is let go or destroyed.
   static bool launch(NSTask& task, std::optional<ChildProcess::Waiting>& waiting,
                      std::optional<NSError>* error) {
     if (!task.launch(true, error)) return false;

@@ -3,6 +3,7 @@
 #include <csignal>
 #include <utility>
 
+#include "QVFoundation/platform/concurrency/Continuation.h"
 #include "QVFoundation/platform/processes/ChildProcess_p.h"
 #include "QVFoundation/platform/processes/TaskLaunch_p.h"
 #include "QVFoundation/platform/processes/TaskSettings_p.h"
@@ -165,6 +166,13 @@ pid_t NSTask::processIdentifier() const {
 void NSTask::waitUntilExit() const { (void)launchedChild("")->await({}); }
 
 bool NSTask::waitUntilExit(std::chrono::nanoseconds atMost) const { return launchedChild("")->await(atMost); }
+
+Task<NSTask::Termination> NSTask::untilExit() {
+  const auto child = launchedChild("");
+  co_return co_await withContinuation<Termination>([&child](const Continuation<Termination>& waiting) {
+    child->addHandler([waiting](const Termination& termination) { waiting.resume(termination); });
+  });
+}
 
 std::optional<NSTask::Termination> NSTask::termination() const {
   const auto child = this->child();

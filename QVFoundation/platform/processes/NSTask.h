@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/concurrency/Task.h"
 #include "QVFoundation/platform/concurrency/ThreadSafety.h"
 #include "QVFoundation/platform/concurrency/UnfairLock.h"
 #include "QVFoundation/platform/processes/NSTaskStream.h"
@@ -36,9 +37,9 @@ struct TaskSettings;
 /// if (task->terminationStatus() != 0) ...
 /// ```
 ///
-/// The child gets its arguments, environment, working folder and three standard streams. Every other descriptor
-/// is closed in it, no signal is ignored or blocked. As any child it inherits this process's user, process group
-/// (unless it starts its own), session with its terminal, file mode mask and resource limits.
+/// The child gets its arguments, environment, working folder and three standard streams. Every other
+/// descriptor is closed in it, no signal is ignored or blocked. As any child it inherits this process's user,
+/// process group (unless it starts its own), session with its terminal, file mode mask and resource limits.
 ///
 /// | state | setters | `launch` | signals | `waitUntilExit` | status and reason |
 /// |---|---|---|---|---|---|
@@ -48,9 +49,9 @@ struct TaskSettings;
 ///
 /// "Raises" is an `NSInvalidArgumentException`.
 ///
-/// A child that has ended is reaped at once, whether anybody waits or not, and also where the task is gone. It
-/// is found out by a descriptor of its own, so SIGCHLD stays the application's. Where somebody else has reaped
-/// the child, or the application ignores SIGCHLD, the status is `statusUnknown`.
+/// A child that has ended is reaped at once, whether anybody waits or not, and also where the task is gone.
+/// It is found out by a descriptor of its own, so SIGCHLD stays the application's. Where somebody else has
+/// reaped the child, or the application ignores SIGCHLD, the status is `statusUnknown`.
 ///
 /// Threads: any. Who changes this process's environment or working folder must not do so while another thread
 /// launches a task that inherits them.
@@ -100,8 +101,8 @@ public:
   [[nodiscard]] Stream standardError() const;
   void setStandardError(Stream stream);
 
-  /// Whether the child leads a process group of its own. Then signals go to all of the group, and a terminal's
-  /// Ctrl-C does not reach it. By default it belongs to this process's group.
+  /// Whether the child leads a process group of its own. Then signals go to all of the group, and a
+  /// terminal's Ctrl-C does not reach it. By default it belongs to this process's group.
   [[nodiscard]] bool startsProcessGroup() const;
   void setStartsProcessGroup(bool starts);
 
@@ -115,7 +116,8 @@ public:
   bool launch(std::optional<NSError>* error = nullptr);
 
   // Send a signal to the child, or to its process group where it leads one. False where there is nobody to
-  // send to: before the launch, and once the child has ended. They never reach a stranger that got its number.
+  // send to: before the launch, and once the child has ended. They never reach a stranger that got its
+  // number.
   bool terminate();  ///< SIGTERM, the polite request
   bool interrupt();  ///< SIGINT, as a terminal's Ctrl-C
   bool kill();       ///< SIGKILL, which nobody can refuse
@@ -131,14 +133,18 @@ public:
   /// The same; false when the time is up. Any time of more than a century is for ever.
   [[nodiscard]] bool waitUntilExit(std::chrono::nanoseconds atMost) const;
 
+  /// Awaited inside of a task, waits until the child has ended, without a thread; gives how. Cancelling the
+  /// task that awaits it does nothing to the child, and does not end the wait.
+  [[nodiscard]] Task<Termination> untilExit();
+
   [[nodiscard]] int terminationStatus() const;
   [[nodiscard]] TerminationReason terminationReason() const;
   /// Both, or nothing before the child has ended.
   [[nodiscard]] std::optional<Termination> termination() const;
 
-  /// Runs a block once on a global queue when the child has ended; at once where it has ended already. It may be
-  /// set before the launch. Another one takes the place of one that is not due yet; an empty one just removes
-  /// it. It runs though the task be gone, and must not throw.
+  /// Runs a block once on a global queue when the child has ended; at once where it has ended already. It may
+  /// be set before the launch. Another one takes the place of one that is not due yet; an empty one just
+  /// removes it. It runs though the task be gone, and must not throw.
   void setTerminationHandler(std::function<void(const Termination&)> handler);
 
   [[nodiscard]] Dictionary debugDictionary() const override;

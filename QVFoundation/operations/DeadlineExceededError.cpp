@@ -1,0 +1,7 @@
+#include "QVFoundation/operations/DeadlineExceededError.h"
+
+namespace QVFoundation {
+
+DeadlineExceededError::~DeadlineExceededError() = default;
+
+}  // namespace QVFoundation

@@ -1,0 +1,246 @@
+#include "QVFoundation/operations/QVAsyncOperation.h"
+
+#include <chrono>
+#include <exception>
+#include <utility>
+
+#include "QVFoundation/errors/QVErrorConstructors.h"
+#include "QVFoundation/operations/QVOperationState_p.h"
+#include "QVFoundation/platform/concurrency/Continuation.h"
+#include "QVFoundation/platform/concurrency/DispatchQueue.h"
+#include "QVFoundation/platform/concurrency/TaskCancellation.h"
+#include "QVFoundation/platform/runtime/ChangeNotice.h"
+#include "QVFoundation/platform/runtime/NSException.h"
+
+namespace QVFoundation {
+
+const NSClass& QVAsyncOperation::staticClass() {
+  static const NSClass& cls = *new NSClass("QVAsyncOperation", QVOperation::staticClass());
+  return cls;
+}
+
+QVAsyncOperation::QVAsyncOperation(QVTimingName timingName) : QVOperation(timingName) {}
+QVAsyncOperation::~QVAsyncOperation() = default;
+
+// Running
+
+void QVAsyncOperation::start() {
+  const auto self = std::static_pointer_cast<QVAsyncOperation>(shared_from_this());
+  if (!beginStart()) return;
+  const bool wasCancelled = isCancelled();
+  noteExecuting();
+  auto task = createTask([self] { return self->runInOwnTask(); });
+  {
+    const UnfairLockGuard guard(gateLock_);
+    task_ = task;
+  }
+  hasTask_.store(true, std::memory_order_release);
+  if (!wasCancelled && isCancelled()) task.cancel();  // who has cancelled may have found none
+}
+
+void QVAsyncOperation::startInBackground() { start(); }
+
+TaskHandle<void> QVAsyncOperation::createTask(std::function<Task<>()> block) {
+  return startTask({.name = nameOrNull()}, std::move(block));
+}
+
+Task<> QVAsyncOperation::runInOwnTask() {
+  co_await mainAsync();
+  noteFinished();
+}
+
+Task<> QVAsyncOperation::runOperation() {
+  const auto self = shared_from_this();
+  if (!beginStart()) co_return;
+  noteExecuting();
+  co_await mainAsync();
+  const QVAnyResult result = resultStorage();
+  noteFinished();
+  if (!result.hasValue()) std::rethrow_exception(result.exception());
+}
+
+void QVAsyncOperation::noteExecuting() {
+  const ChangeNotice executing(*this, "isExecuting");
+  isMarkedExecuting_ = true;
+}
+
+void QVAsyncOperation::noteFinished() {
+  openGate();
+  {
+    const ChangeNotice finished(*this, "isFinished");
+    isFinished_.store(true, std::memory_order_release);
+  }
+  const ChangeNotice executing(*this, "isExecuting");
+  isMarkedExecuting_ = false;
+}
+
+// What the body throws is stored when all else has been done: until then a failed operation has no result.
+Task<> QVAsyncOperation::mainAsync() {
+  const auto timing = timingInfo();
+  const auto start = std::chrono::steady_clock::now();
+  timing->startTiming(timingName());
+  const auto result = co_await runBody().result();
+  setCompletionDuration(std::chrono::steady_clock::now() - start);
+  timing->endTiming(timingName());
+  if (!result) setResultStorage(QVAnyResult::failure(result.exception()));
+}
+
+Task<> QVAsyncOperation::runBody() {
+  std::exception_ptr failure;
+  try {
+    mainSetup();
+    auto* const body = dynamic_cast<detail::AsyncBody*>(this);
+    if (body == nullptr) {
+      finish(QVAnyResult::failure(errorWithDescription("QVAsyncOperation subclass " + className() +
+                                                       " does not conform to QVAsyncOperationProtocol")));
+      co_return;
+    }
+    auto result = co_await body->performForAnyResult().result();
+    if (result) {
+      finish(*std::move(result));
+      co_return;
+    }
+    failure = result.exception();
+    logFinish();
+  } catch (...) {
+    failure = std::current_exception();
+  }
+  if (failure) std::rethrow_exception(failure);
+}
+
+void QVAsyncOperation::finish(QVAnyResult result) {
+  setResultStorage(std::move(result));
+  const auto progress = this->progress();
+  progress->setCompletedUnitCount(progress->totalUnitCount());
+  mainFinish();
+}
+
+// Cancelling
+
+void QVAsyncOperation::cancel() {
+  const auto self = weak_from_this().lock();
+  std::optional<TaskHandle<void>> task;
+  {
+    const UnfairLockGuard guard(gateLock_);
+    task = task_;
+  }
+  if (task) task->cancel();
+  QVOperation::cancel();
+  openGate();
+}
+
+Task<> QVAsyncOperation::checkForCancellationAsync() {
+  if (gate_.load(std::memory_order_acquire) == Gate::closed && !hasToEnd()) {
+    co_await pauseSemaphore_.waitUnlessCancelled();
+    pauseSemaphore_.signal();
+  } else {
+    checkTaskCancellation();
+  }
+  checkForCancellationAndReturnError();
+}
+
+// Pausing
+
+void QVAsyncOperation::applyPause(bool pauses) {
+  if (pauses) {
+    (void)beginClosing();
+    pauseOrResumeParts(true);
+  } else {
+    openGate();
+    pauseOrResumeParts(false);
+    setIsPausedOnMain(false);
+  }
+}
+
+void QVAsyncOperation::setIsPausedOnMain(bool isPaused) {
+  DispatchQueue::main()->async([weak = weakSelf(), isPaused] {
+    if (const auto self = weak.lock(); self != nullptr && self->isPaused() != isPaused)
+      self->setIsPaused(isPaused);
+  });
+}
+
+/// Begins on the main thread, so the steps of several pauses and resumptions come there in the order in which
+/// they were asked for.
+TaskHandle<void> QVAsyncOperation::beginClosing() {
+  const auto weak = std::weak_ptr(std::static_pointer_cast<QVAsyncOperation>(shared_from_this()));
+  const UnfairLockGuard guard(gateLock_);
+  if (gate_ == Gate::open) {
+    gate_.store(Gate::closing, std::memory_order_release);
+    closing_ =
+        startTask({.queue = DispatchQueue::main()}, [weak, turn = turn_] { return close(weak, turn); });
+  }
+  return *closing_;
+}
+
+Task<> QVAsyncOperation::close(std::weak_ptr<QVAsyncOperation> weak, std::uint64_t turn) {
+  if (const auto self = weak.lock(); self != nullptr && !self->isPaused()) self->setIsPaused(true);
+  co_await DispatchQueue::global();
+  if (const auto self = weak.lock()) co_await self->takePermit(turn);
+}
+
+Task<> QVAsyncOperation::takePermit(std::uint64_t turn) {
+  co_await pauseSemaphore_.waitUnlessCancelled();
+  bool isKept = false;
+  {
+    const UnfairLockGuard guard(gateLock_);
+    isKept = turn == turn_ && !hasToEnd();
+    if (isKept) gate_.store(Gate::closed, std::memory_order_release);
+  }
+  if (!isKept) pauseSemaphore_.signal();
+}
+
+void QVAsyncOperation::openGate() {
+  std::optional<TaskHandle<void>> closing;  // goes after the lock
+  bool wasClosed = false;
+  {
+    const UnfairLockGuard guard(gateLock_);
+    wasClosed = gate_ == Gate::closed;
+    ++turn_;
+    gate_.store(Gate::open, std::memory_order_release);
+    closing.swap(closing_);
+  }
+  if (wasClosed) pauseSemaphore_.signal();
+}
+
+Task<> QVAsyncOperation::pauseAsync() {
+  const auto closing = beginClosing();
+  co_await withTaskCancellationHandler([closing]() -> Task<> { co_await closing; },
+                                       [this, closing] {
+                                         closing.cancel();
+                                         openGate();
+                                       });
+}
+
+// Parts
+
+Task<> QVAsyncOperation::runSubOperationAsync(std::shared_ptr<QVOperation> operation,
+                                              std::int64_t unitCount) {
+  refuseUnlessFree(operation.get());
+  std::exception_ptr failure;
+  try {
+    setupSuboperation(operation, unitCount);
+    co_await executeSubOperationAsync(operation);
+  } catch (...) {
+    failure = std::current_exception();
+  }
+  teardownSuboperation(operation, unitCount);
+  if (failure) std::rethrow_exception(failure);
+  throwIfKeptFromRunning(*operation);
+}
+
+Task<> QVAsyncOperation::executeSubOperationAsync(std::shared_ptr<QVOperation> operation) {
+  if (operation->isFinished()) co_return;
+  co_await withContinuation<void>(
+      [&operation](const Continuation<void>& waiting) {
+        operation->setCompletionBlock([waiting] { waiting.resume(); });
+        try {
+          operation->start();
+        } catch (...) {
+          operation->setCompletionBlock({});
+          throw;
+        }
+      },
+      "performSubOperation(_:withUnitCount:)");
+}
+
+}  // namespace QVFoundation
