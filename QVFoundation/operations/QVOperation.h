@@ -497,7 +497,8 @@ private:
       co_await (*block)();
       co_return QVAnyResult::success();
     } else {
-      co_return QVAnyResult::success(co_await (*block)());
+      auto value = co_await (*block)();
+      co_return QVAnyResult::success(std::move(value));
     }
   }
   QVAnyResult runAsyncBlock(std::function<Task<QVAnyResult>()> block);

@@ -129,7 +129,8 @@ private:
       co_await perform();
       co_return QVAnyResult::success();
     } else {
-      co_return QVAnyResult::success<Output>(co_await perform());
+      auto value = co_await perform();
+      co_return QVAnyResult::success<Output>(std::move(value));
     }
   }
 };
