@@ -18,9 +18,6 @@ using std::chrono::nanoseconds;
 
 namespace {
 
-// What the kernel takes to wake the timer thread and then one of the pool's. Where blocks run side by side,
-// the latter is woken so much earlier and sleeps for what is left: one that has just run is soon awake again.
-constexpr nanoseconds wakingTime = std::chrono::microseconds(50);
 // Where a timer fires more often than that, one time would run into the next one.
 constexpr nanoseconds shortestToWakeEarly = std::chrono::milliseconds(1);
 
@@ -45,7 +42,7 @@ public:
     interval_ = interval ? std::optional(std::clamp(*interval, shortest, detail::century)) : std::nullopt;
     const bool wakesEarly =
         queue_->runsSideBySide() && interval_.value_or(detail::century) >= shortestToWakeEarly;
-    headStart_ = wakesEarly ? wakingTime : nanoseconds::zero();
+    headStart_ = wakesEarly ? detail::timeToWakePool : nanoseconds::zero();
     hasFired_ = isDue_ = false;
     if (isRunning_) await();
   }

@@ -5,6 +5,7 @@
 #include <ctime>
 
 #include "QVFoundation/platform/concurrency/CancellationError.h"
+#include "QVFoundation/platform/concurrency/DispatchQueue.h"
 #include "QVFoundation/platform/concurrency/SteadyTime_p.h"
 #include "QVFoundation/platform/concurrency/TaskContext.h"
 #include "QVFoundation/platform/concurrency/TimerThread_p.h"
@@ -55,17 +56,23 @@ TimerThread& SleepAwaiter::timer() const {
 bool SleepAwaiter::await_suspend(TaskPromise& caller) {
   task_ = &caller.context();
   isCancelled_ = task_->isCancelled();
-  if (isCancelled_ || time_ <= timer().now()) return false;
+  const nanoseconds now = timer().now();
+  if (isCancelled_ || time_ <= now) return false;
   suspension_.prepareFor(caller);
   event_ = std::make_shared<Event>(suspension_);
   task_->beginWait(*this);
   try {
-    timer().schedule(event_, time_, tolerance_);
+    timer().schedule(event_, wakingTime(caller, now), tolerance_);
   } catch (...) {
     task_->endWait(*this);
     throw;
   }
   return suspension_.sleep();
+}
+
+nanoseconds SleepAwaiter::wakingTime(const TaskPromise& caller, nanoseconds now) const noexcept {
+  const bool wakesEarly = tolerance_ <= nanoseconds::zero() && caller.queue().runsSideBySide();
+  return wakesEarly ? std::max(time_ - timeToWakePool, now) : time_;
 }
 
 CancellationOutcome SleepAwaiter::noteCancellation() noexcept {
@@ -79,6 +86,7 @@ void SleepAwaiter::await_resume() {
     if (isCancelled_) timer().cancel(*event_);
   }
   if (isCancelled_) throw CancellationError();
+  if (event_ != nullptr) timer().sleepUntil(time_);  // what is left of it
 }
 
 }  // namespace detail

@@ -40,6 +40,8 @@ private:
 
   CancellationOutcome noteCancellation() noexcept override;
   [[nodiscard]] TimerThread& timer() const;
+  [[nodiscard]] std::chrono::nanoseconds wakingTime(const TaskPromise& caller,
+                                                    std::chrono::nanoseconds now) const noexcept;
 
   const Clock clock_;
   const std::chrono::nanoseconds time_;

@@ -21,6 +21,11 @@ Time timeOf(clockid_t clock) noexcept {
   return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
 }
 
+timespec timespecOf(Time time) noexcept {
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
+  return {.tv_sec = seconds.count(), .tv_nsec = (time - seconds).count()};
+}
+
 }  // namespace
 
 /// How a timer thread sleeps.
@@ -28,22 +33,25 @@ Time timeOf(clockid_t clock) noexcept {
 /// Threads: under the lock of its thread, which `sleep` lets go of meanwhile.
 class TimerThread::Alarm {
 public:
-  Alarm() = default;
+  explicit Alarm(clockid_t clock) : clock_(clock) {}
   Alarm(const Alarm&) = delete;
   Alarm& operator=(const Alarm&) = delete;
   virtual ~Alarm() = default;
 
-  [[nodiscard]] virtual Time now() const noexcept = 0;
+  [[nodiscard]] clockid_t clock() const noexcept { return clock_; }
   /// Until a time, or until it is brought forward; maybe shorter. Without a time until there is one.
   virtual void sleep(Lock& lock, std::optional<Time> until) = 0;
   /// Somebody sleeps, or is about to, and there is an earlier time.
   virtual void bringForward(Time time) noexcept = 0;
+
+private:
+  const clockid_t clock_;
 };
 
 // The kernel's monotonic clock is the steady one.
 class TimerThread::SteadyAlarm final : public Alarm {
 public:
-  [[nodiscard]] Time now() const noexcept override { return timeOf(CLOCK_MONOTONIC); }
+  SteadyAlarm() : Alarm(CLOCK_MONOTONIC) {}
   void sleep(Lock& lock, std::optional<Time> until) override {
     if (until) {
       earlier_.wait_until(lock, std::chrono::steady_clock::time_point(*until));
@@ -61,13 +69,12 @@ private:
 /// waking anybody.
 class TimerThread::ContinuousAlarm final : public Alarm {
 public:
-  ContinuousAlarm() : descriptor_(::timerfd_create(CLOCK_BOOTTIME, TFD_CLOEXEC)) {
+  ContinuousAlarm() : Alarm(CLOCK_BOOTTIME), descriptor_(::timerfd_create(CLOCK_BOOTTIME, TFD_CLOEXEC)) {
     if (descriptor_ < 0)
       throw std::system_error(errno, std::generic_category(), "There is no clock for sleeping tasks");
   }
   ~ContinuousAlarm() override { ::close(descriptor_); }
 
-  [[nodiscard]] Time now() const noexcept override { return timeOf(CLOCK_BOOTTIME); }
   void sleep(Lock& lock, std::optional<Time> until) override {
     if (until) bringForward(*until);
     lock.unlock();
@@ -79,10 +86,7 @@ public:
   void bringForward(Time time) noexcept override {
     if (setFor_ && *setFor_ <= time) return;
     setFor_ = time;
-    const Time inKernel = std::max(time, Time(1));  // 0 would switch it off
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(inKernel);
-    const itimerspec spec{.it_interval = {},
-                          .it_value = {.tv_sec = seconds.count(), .tv_nsec = (inKernel - seconds).count()}};
+    const itimerspec spec{.it_interval = {}, .it_value = timespecOf(std::max(time, Time(1)))};  // 0 is none
     (void)::timerfd_settime(descriptor_, TFD_TIMER_ABSTIME, &spec, nullptr);
   }
 
@@ -106,7 +110,14 @@ TimerThread& TimerThread::continuous() {
   return thread;
 }
 
-Time TimerThread::now() const noexcept { return alarm_->now(); }
+Time TimerThread::now() const noexcept { return timeOf(alarm_->clock()); }
+
+void TimerThread::sleepUntil(Time time) const noexcept {
+  if (time <= now()) return;
+  const timespec until = timespecOf(time);
+  while (::clock_nanosleep(alarm_->clock(), TIMER_ABSTIME, &until, nullptr) == EINTR) {
+  }
+}
 
 void TimerThread::schedule(const std::shared_ptr<TimedEvent>& event, Time time,
                            std::chrono::nanoseconds tolerance) {
@@ -155,7 +166,7 @@ std::shared_ptr<TimedEvent> TimerThread::awaitNext() {
     }
     const auto first = events_.begin();
     const Time time = first->first.first;
-    if (time <= alarm_->now()) {
+    if (time <= now()) {
       auto event = std::move(first->second);
       events_.erase(first);
       event->number_ = 0;

@@ -10,6 +10,10 @@
 
 namespace QVFoundation::detail {
 
+/// What the kernel takes to wake a timer thread and then one of the pool's. Where work runs side by side, the
+/// latter is woken so much earlier and sleeps for what is left: one that has just run is soon awake again.
+inline constexpr std::chrono::nanoseconds timeToWakePool = std::chrono::microseconds(50);
+
 /// What a timer thread calls when its time has come.
 ///
 /// Threads: `fire` on the timer thread; it hands on what is to be done and returns at once.
@@ -43,6 +47,8 @@ public:
   static TimerThread& continuous();
 
   [[nodiscard]] TimedEvent::Time now() const noexcept;
+  /// Blocks the calling thread.
+  void sleepUntil(TimedEvent::Time time) const noexcept;
   /// Has an event fired once, in place of an earlier time; so much later at the most as it tolerates, where
   /// another one fires then.
   void schedule(const std::shared_ptr<TimedEvent>& event, TimedEvent::Time time,
