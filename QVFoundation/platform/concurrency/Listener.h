@@ -29,8 +29,8 @@ public:
   /// From now on no call begins. True for the first removal.
   bool remove() noexcept { return !removed_.exchange(true); }
 
-  /// Waits until no other thread is inside a call of this removed listener. From inside a call of any listener
-  /// it returns at once, so that two that remove each other cannot wait for each other.
+  /// Waits until no other thread is inside a call of this removed listener. From inside a call of any
+  /// listener it returns at once, so that two that remove each other cannot wait for each other.
   void awaitCalls() const noexcept { awaitCallsIn(this); }
   /// The same for a listener that is called from a table with that owner; null stands for any table. See
   /// `CallSlot`.
@@ -47,8 +47,8 @@ private:
   mutable std::atomic<bool> awaited_{false};  // somebody sleeps until a call has ended
 };
 
-/// While it exists, no removal of this thread waits for calls to end: for those who hold a lock that the called
-/// may want.
+/// While it exists, no removal of this thread waits for calls to end: for those who hold a lock that the
+/// called may want.
 ///
 /// Threads: belongs to the thread that made it.
 class QV_EXPORT CallsNotAwaited {

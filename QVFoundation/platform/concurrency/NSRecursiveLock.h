@@ -13,7 +13,8 @@ namespace QVFoundation {
 /// A lock that the thread which holds it may take again; it is free once it has been given back as often.
 ///
 /// Prefer a plain lock: this one is for operations that are made of others which lock for themselves. Works
-/// with `std::lock_guard` and `std::unique_lock`; clang's thread safety analysis knows `NSRecursiveLockGuard`.
+/// with `std::lock_guard` and `std::unique_lock`; clang's thread safety analysis knows
+/// `NSRecursiveLockGuard`.
 ///
 /// Threads: any; given back by the thread that took it.
 class QV_EXPORT QV_CAPABILITY("recursive lock") NSRecursiveLock {

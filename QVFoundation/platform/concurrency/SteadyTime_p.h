@@ -14,7 +14,8 @@ inline constexpr std::chrono::nanoseconds century = std::chrono::days(36525);
   return std::chrono::steady_clock::now() + std::clamp(delay, std::chrono::nanoseconds::zero(), century);
 }
 
-/// How long it takes until a date, by the clock as it is set now; at the most a century, at the least nothing.
+/// How long it takes until a date, by the clock as it is set now; at the most a century, at the least
+/// nothing.
 [[nodiscard]] inline std::chrono::nanoseconds timeUntil(std::chrono::system_clock::time_point date) noexcept {
   const auto now = std::chrono::system_clock::now();
   if (date <= now) return std::chrono::nanoseconds::zero();

@@ -40,7 +40,10 @@ public:
   }
 
 private:
-  void taskHasEnded() noexcept override { end_.send(); }
+  TaskPromise* taskHasEnded() noexcept override {
+    end_.send();
+    return nullptr;
+  }
   WakeUp end_;
 };
 
@@ -57,8 +60,9 @@ public:
   }
 
 private:
-  void taskHasEnded() noexcept override {
+  TaskPromise* taskHasEnded() noexcept override {
     DispatchQueue::main()->async([this] { hasEnded_ = true; });
+    return nullptr;
   }
   bool hasEnded_ = false;  // the main thread's
 };
@@ -128,7 +132,7 @@ TaskContext::~TaskContext() = default;
 void TaskContext::start() {
   retain();  // until it has ended
   try {
-    queue_->async([this] { run(nullptr); });
+    queue_->async([this] { run(this, nullptr); });
   } catch (...) {
     release();
     throw;
@@ -136,14 +140,22 @@ void TaskContext::start() {
 }
 
 void TaskContext::resume(TaskPromise& coroutine) {
-  coroutine.queue().async([this, &coroutine] { run(&coroutine); });
+  coroutine.queue().async([this, &coroutine] { run(this, &coroutine); });
 }
 
-// Whoever else resumes the task may already be at it on another thread when a coroutine has come to a wait:
-// from then on only what stands here is looked at.
-void TaskContext::run(TaskPromise* coroutine) noexcept {
+void TaskContext::run(TaskContext* task, TaskPromise* coroutine) noexcept {
+  do {
+    coroutine = task->runStretch(coroutine);
+    if (coroutine != nullptr) task = &coroutine->context();
+  } while (coroutine != nullptr);
+}
+
+// Whoever else resumes the task may already be at it on another thread when a coroutine has come to a wait: from
+// then on only what stands here is looked at.
+TaskPromise* TaskContext::runStretch(TaskPromise* coroutine) noexcept {
   TaskStretch stretch{.task = this};
   TaskStretch* const outer = std::exchange(stretchOfThread, &stretch);
+  const DispatchQueue& queue = coroutine != nullptr ? coroutine->queue() : *queue_;
   stretch_ = &stretch;
   if (coroutine == nullptr) coroutine = begin();
   stretch.bodyHasEnded = coroutine == nullptr;
@@ -153,11 +165,9 @@ void TaskContext::run(TaskPromise* coroutine) noexcept {
     if (stretch.bodyHasEnded) takeResult();
   }
   stretchOfThread = outer;
-  if (stretch.bodyHasEnded) {
-    end();
-  } else if (stretch.elsewhere != nullptr) {
-    resume(*stretch.elsewhere);
-  }
+  if (stretch.bodyHasEnded) return end(queue);
+  if (stretch.elsewhere != nullptr) resume(*stretch.elsewhere);
+  return nullptr;
 }
 
 void TaskContext::goOn(TaskStretch& stretch) noexcept {
@@ -170,7 +180,7 @@ void TaskContext::goOn(TaskStretch& stretch) noexcept {
   }
 }
 
-void TaskContext::end() noexcept {
+TaskPromise* TaskContext::end(const DispatchQueue& queue) noexcept {
   stopLink_.reset();
   TaskEndWaiter* waiter = nullptr;
   {
@@ -178,12 +188,23 @@ void TaskContext::end() noexcept {
     hasEnded_.store(true, std::memory_order_release);
     waiter = std::exchange(waiters_, nullptr);
   }
-  while (waiter != nullptr) std::exchange(waiter, waiter->next_)->taskHasEnded();
+  // One of those who waited goes on right here, in place of this task. On a serial queue others may stand before it.
+  TaskPromise* here = nullptr;
+  const auto wake = [&](TaskPromise* coroutine) {
+    if (coroutine == nullptr) return;
+    if (here == nullptr && &coroutine->queue() == &queue && queue.runsSideBySide()) {
+      here = coroutine;
+    } else {
+      coroutine->context().resume(*coroutine);
+    }
+  };
+  while (waiter != nullptr) wake(std::exchange(waiter, waiter->next_)->taskHasEnded());
   if (group_ != nullptr) {
-    group_->childHasEnded(*this);  // takes the reference over
+    wake(group_->childHasEnded(*this));  // takes the reference over
   } else {
     release();
   }
+  return here;
 }
 
 // Cancelling

@@ -42,13 +42,14 @@ class TaskGroupCore;
 
 /// Somebody who waits for the end of a task.
 ///
-/// Threads: `taskHasEnded` is called once, on any thread, and may let go of the waiter.
+/// Threads: `taskHasEnded` is called once, on any thread. The waiter may be gone when it returns.
 class QV_EXPORT TaskEndWaiter {
 public:
   TaskEndWaiter() noexcept = default;
   TaskEndWaiter(const TaskEndWaiter&) = delete;
   TaskEndWaiter& operator=(const TaskEndWaiter&) = delete;
-  virtual void taskHasEnded() noexcept = 0;
+  /// Gives the coroutine that goes on now, where there is one.
+  [[nodiscard]] virtual TaskPromise* taskHasEnded() noexcept = 0;
 
 protected:
   virtual ~TaskEndWaiter();
@@ -173,10 +174,13 @@ private:
 
   struct StopLink;
 
-  void run(TaskPromise* coroutine) noexcept;
+  static void run(TaskContext* task, TaskPromise* coroutine) noexcept;
+  /// Until the task waits, goes elsewhere or ends. Gives a coroutine of another task that waited for the end and may go on on
+  /// this thread.
+  [[nodiscard]] TaskPromise* runStretch(TaskPromise* coroutine) noexcept;
   /// Runs what comes next until nothing does.
   void goOn(TaskStretch& stretch) noexcept;
-  void end() noexcept;
+  [[nodiscard]] TaskPromise* end(const DispatchQueue& queue) noexcept;
   /// False where nobody is left who has to hear.
   [[nodiscard]] bool noteCancellation(CancellationOutcome& outcome) noexcept;
   void carryOut(const CancellationOutcome& outcome, TaskContext*& list) noexcept;

@@ -37,7 +37,7 @@ void TaskGroupCore::unlist(TaskContext& child) noexcept {
 }
 
 // The group may be gone as soon as the lock is.
-void TaskGroupCore::childHasEnded(TaskContext& child) noexcept {
+TaskPromise* TaskGroupCore::childHasEnded(TaskContext& child) noexcept {
   TaskSuspension* waits = nullptr;
   {
     const UnfairLockGuard guard(lock_);
@@ -47,7 +47,7 @@ void TaskGroupCore::childHasEnded(TaskContext& child) noexcept {
     waits = std::exchange(waits_, nullptr);
   }
   child.release();  // what it held of itself
-  if (waits != nullptr) waits->resume();
+  return waits != nullptr ? waits->takeSleeper() : nullptr;
 }
 
 void TaskGroupCore::cancelAll() noexcept { TaskContext::tell(claimAll()); }

@@ -26,7 +26,8 @@ public:
 
   /// Starts one, cancelled where the group is.
   void add(TaskContext& child);
-  void childHasEnded(TaskContext& child) noexcept;
+  /// Gives the coroutine that has waited for that, where it sleeps.
+  [[nodiscard]] TaskPromise* childHasEnded(TaskContext& child) noexcept;
   void cancelAll() noexcept;
 
   [[nodiscard]] bool isCancelled() const noexcept;

@@ -10,6 +10,6 @@ bool TaskEndAwaiter::await_suspend(TaskPromise& caller) noexcept {
   return task_->addWaiter(*this) && suspension_.sleep();
 }
 
-void TaskEndAwaiter::taskHasEnded() noexcept { suspension_.resume(); }
+TaskPromise* TaskEndAwaiter::taskHasEnded() noexcept { return suspension_.takeSleeper(); }
 
 }  // namespace QVFoundation::detail

@@ -55,7 +55,7 @@ protected:
   [[nodiscard]] TaskContext& task() const noexcept { return *task_; }
 
 private:
-  void taskHasEnded() noexcept override;
+  TaskPromise* taskHasEnded() noexcept override;
 
   const TaskReference<> task_;
   TaskSuspension suspension_;

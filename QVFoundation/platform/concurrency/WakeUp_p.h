@@ -9,8 +9,8 @@ namespace QVFoundation::detail {
 
 /// One wake-up that one thread sends and another one waits for; it is not lost when it comes first.
 ///
-/// Threads: `send` from any thread, the rest on the one that waits. Who waits may let go of it as soon as it came:
-/// the sender does not look at it again.
+/// Threads: `send` from any thread, the rest on the one that waits. Who waits may let go of it as soon as it
+/// came: the sender does not look at it again.
 class WakeUp {
 public:
   void send() noexcept {
