@@ -12,11 +12,6 @@
 
 namespace QVFoundation {
 
-namespace detail {
-template <class T>
-class TaskResultAwaiter;
-}
-
 /// What an asynchronous function returns. Its body begins when somebody awaits it, and is let go of when that
 /// one goes on.
 ///
@@ -86,17 +81,16 @@ private:
   template <class>
   friend class detail::TaskAwaiter;
   template <class>
-  friend class detail::TaskResultAwaiter;
-  template <class>
   friend class detail::StartedTask;
 
   explicit Task(std::coroutine_handle<promise_type> coroutine) noexcept : coroutine_(coroutine) {}
 
-  detail::TaskPromise& beginIn(detail::TaskContext& context, DispatchQueue& queue) const noexcept {
+  detail::TaskPromise& beginIn(detail::TaskContext& context, DispatchQueue& queue,
+                               detail::TaskOutcome<T>& outcome) const noexcept {
     coroutine_.promise().beginIn(context, queue);
+    coroutine_.promise().leaveIn(outcome);
     return coroutine_.promise();
   }
-  Result<T> takeResult() const noexcept { return coroutine_.promise().result(); }
 
   std::coroutine_handle<promise_type> coroutine_;
 };
@@ -106,16 +100,35 @@ namespace detail {
 template <class T>
 class TaskAwaiter {
 public:
-  TaskAwaiter(Task<T>&& task, TaskPromise& caller) noexcept : task_(std::move(task)), caller_(caller) {}
+  TaskAwaiter(Task<T>&& task, TaskPromise& caller) noexcept
+      : coroutine_(std::exchange(task.coroutine_, nullptr)), caller_(caller) {}
+  TaskAwaiter(const TaskAwaiter&) = delete;
+  TaskAwaiter& operator=(const TaskAwaiter&) = delete;
+  ~TaskAwaiter() {
+    if (coroutine_) coroutine_.destroy();
+  }
 
-  [[nodiscard]] bool await_ready() const noexcept { return task_.coroutine_.promise().runFor(caller_); }
+  [[nodiscard]] bool await_ready() {
+    auto& promise = coroutine_.promise();
+    promise.leaveIn(outcome_);
+    if (!promise.beginFor(caller_)) return false;
+    coroutine_.resume();
+    if (outcome_.isSet()) [[likely]] {
+      coroutine_ = nullptr;  // has let go of itself
+      TaskPromise::noteEndIn(caller_);
+      return true;
+    }
+    promise.noteWaitInCaller();
+    return false;
+  }
   void await_suspend(std::coroutine_handle<> /*caller*/) const noexcept {}
-  T await_resume() { return valueOf(task_.coroutine_.promise().result()); }
+  T await_resume() { return outcome_.take(); }
 
 protected:
-  Task<T> task_;
+  TaskOutcome<T> outcome_;
 
 private:
+  std::coroutine_handle<TaskPromiseOf<T>> coroutine_;
   TaskPromise& caller_;
 };
 
@@ -123,15 +136,16 @@ template <class T>
 class TaskResultAwaiter final : public TaskAwaiter<T> {
 public:
   using TaskAwaiter<T>::TaskAwaiter;
-  [[nodiscard]] Result<T> await_resume() { return this->task_.coroutine_.promise().result(); }
+  [[nodiscard]] Result<T> await_resume() { return this->outcome_.takeResult(); }
 };
 
 template <class T>
 Task<T> TaskPromiseBase<T>::get_return_object(std::source_location function) noexcept {
-  const auto coroutine =
-      std::coroutine_handle<TaskPromiseOf<T>>::from_promise(static_cast<TaskPromiseOf<T>&>(*this));
-  nameIt(coroutine, function);
-  return Task<T>(coroutine);
+  using Promise = TaskPromiseOf<T>;
+  static_assert(alignof(Promise) == alignof(TaskPromise),
+                "so that both stand at the same place of the frame");
+  notePlace(function);
+  return Task<T>(std::coroutine_handle<Promise>::from_promise(static_cast<Promise&>(*this)));
 }
 
 }  // namespace detail

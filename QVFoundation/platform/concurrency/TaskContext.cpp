@@ -1,5 +1,6 @@
 #include "QVFoundation/platform/concurrency/TaskContext.h"
 
+#include <algorithm>
 #include <functional>
 #include <poll.h>
 #include <string>
@@ -119,8 +120,8 @@ TaskContext::TaskContext(TaskOptions&& options, TaskGroupCore* group)
     : qualityOfService_(options.qualityOfService.value_or(inheritedQuality())),
       queue_(options.queue != nullptr ? options.queue.get() : DispatchQueue::global(qualityOfService_).get()),
       group_(group),
-      ownQueue_(std::move(options.queue)),
       name_(std::move(options.name)) {
+  if (options.queue != nullptr) keep(std::move(options.queue));
   if (!options.stopToken.stop_possible()) return;
   stopLink_ = std::make_unique<StopLink>(options.stopToken, *this);
 }
@@ -137,6 +138,10 @@ void TaskContext::start() {
     release();
     throw;
   }
+}
+
+void TaskContext::keep(std::shared_ptr<DispatchQueue> queue) {
+  if (std::ranges::find(keptQueues_, queue) == keptQueues_.end()) keptQueues_.push_back(std::move(queue));
 }
 
 void TaskContext::resume(TaskPromise& coroutine) {

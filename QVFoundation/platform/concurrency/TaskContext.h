@@ -8,6 +8,7 @@
 #include <stop_token>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/concurrency/CancellationRecord.h"
@@ -62,8 +63,6 @@ private:
 /// What a thread knows of the task that it just runs.
 struct TaskStretch {
   TaskContext* task;
-  unsigned depth = 0;  // of coroutines that run inside of those that wait for them
-
   // What comes next, once the one that runs has come to a wait or an end; one of these.
   TaskPromise* next = nullptr;
   TaskPromise* elsewhere = nullptr;  // on another queue
@@ -150,10 +149,25 @@ public:
   [[nodiscard]] const std::string& name() const noexcept { return name_; }
   [[nodiscard]] QualityOfService qualityOfService() const noexcept { return qualityOfService_; }
 
-  // Own: which coroutine goes on next.
+  // Own: which coroutine goes on next, and where.
+
+  /// Until the task ends.
+  void keep(std::shared_ptr<DispatchQueue> queue);
 
   [[nodiscard]] TaskStretch& stretch() noexcept { return *stretch_; }
-  void setInnermost(TaskPromise& coroutine) noexcept { innermost_ = &coroutine; }
+  /// A coroutine begins inside of the one that waits for it. False where these are too deep already.
+  [[nodiscard]] bool enter(TaskPromise& coroutine) noexcept {
+    if (depth_ == deepest) [[unlikely]]
+      return false;
+    ++depth_;
+    innermost_ = &coroutine;
+    return true;
+  }
+  void leave(TaskPromise& caller) noexcept {
+    --depth_;
+    innermost_ = &caller;
+  }
+  void leaveForWait() noexcept { --depth_; }
   [[nodiscard]] const TaskPromise* innermost() const noexcept { return innermost_; }
 
   /// From any thread: a coroutine of this task that waits goes on, on its queue.
@@ -194,6 +208,8 @@ private:
   std::atomic<bool> hasEnded_{false};
   const QualityOfService qualityOfService_;
   DispatchQueue* const queue_;
+  static constexpr unsigned deepest = 32;  // each takes a few hundred bytes of the thread's stack
+  unsigned depth_ = 0;                     // of coroutines that run inside of those that wait for them
   TaskStretch* stretch_ = nullptr;
   TaskPromise* innermost_ = nullptr;
   TaskGroupCore* const group_;
@@ -209,7 +225,7 @@ private:
   std::unique_ptr<std::stop_source> stopSource_ QV_GUARDED_BY(lock_);
 
   std::unique_ptr<StopLink> stopLink_;
-  const std::shared_ptr<DispatchQueue> ownQueue_;  // what keeps `queue_` where it is none of the process
+  std::vector<std::shared_ptr<DispatchQueue>> keptQueues_;  // on which it has run
   const std::string name_;
 };
 

@@ -5,18 +5,14 @@
 
 namespace QVFoundation::detail {
 
-void TaskPromise::moveTo(std::shared_ptr<DispatchQueue> queue) noexcept {
-  queue_ = queue.get();
-  keptQueue_ = std::move(queue);
-}
-
 QueueAwaiter::QueueAwaiter(std::shared_ptr<DispatchQueue> queue) : queue_(std::move(queue)) {
   if (queue_ == nullptr) throw NSException(NSInvalidArgumentException, "A task cannot go on on no queue");
 }
 
-bool QueueAwaiter::await_suspend(TaskPromise& coroutine) noexcept {
+bool QueueAwaiter::await_suspend(TaskPromise& coroutine) {
   if (&coroutine.queue() == queue_.get()) return false;
-  coroutine.moveTo(std::move(queue_));
+  coroutine.moveTo(*queue_);
+  coroutine.context().keep(std::move(queue_));
   coroutine.context().resume(coroutine);
   return true;
 }

@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <exception>
 #include <memory>
-#include <optional>
 #include <source_location>
 #include <type_traits>
 #include <utility>
@@ -13,6 +12,7 @@
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/concurrency/TaskContext.h"
 #include "QVFoundation/platform/concurrency/TaskFrames.h"
+#include "QVFoundation/platform/concurrency/TaskOutcome.h"
 #include "QVFoundation/platform/runtime/Result.h"
 
 namespace QVFoundation {
@@ -60,9 +60,11 @@ public:
   TaskPromise(const TaskPromise&) = delete;
   TaskPromise& operator=(const TaskPromise&) = delete;
 
-  /// Goes on with what waits for the coroutine.
+  /// Goes on with what waits for the coroutine. One that runs inside of its caller lets go of itself.
   struct Ending {
-    [[nodiscard]] bool await_ready() const noexcept { return false; }
+    bool runsInCaller;
+
+    [[nodiscard]] bool await_ready() const noexcept { return runsInCaller; }
     template <std::derived_from<TaskPromise> Promise>
     void await_suspend(std::coroutine_handle<Promise> handle) const noexcept {
       static_cast<TaskPromise&>(handle.promise()).handOver();
@@ -71,32 +73,29 @@ public:
   };
 
   std::suspend_always initial_suspend() const noexcept { return {}; }
-  Ending final_suspend() const noexcept { return {}; }
+  Ending final_suspend() const noexcept { return {runsInCaller_}; }
 
   /// As the outermost of a task.
   void beginIn(TaskContext& context, DispatchQueue& queue) noexcept {
     context_ = &context;
     queue_ = &queue;
   }
-  /// For another one, which waits for it. True where it has come to its end at once.
-  [[nodiscard]] bool runFor(TaskPromise& caller) noexcept {
+  /// For another one, which waits for it. False where it is not to run inside of that one, but to go on next.
+  [[nodiscard]] bool beginFor(TaskPromise& caller) noexcept {
     caller_ = &caller;
     context_ = caller.context_;
     queue_ = caller.queue_;
-    TaskStretch& stretch = context_->stretch();
-    if (stretch.depth == deepest) [[unlikely]] {
-      stretch.next = this;
-      return false;
-    }
-    runsInCaller_ = true;
-    ++stretch.depth;
-    context_->setInnermost(*this);
-    handle_.resume();
-    --stretch.depth;
+    runsInCaller_ = context_->enter(*this);
+    if (!runsInCaller_) [[unlikely]]
+      context_->stretch().next = this;
+    return runsInCaller_;
+  }
+  /// It has come to its end inside of its caller, which goes on.
+  static void noteEndIn(TaskPromise& caller) noexcept { caller.context_->leave(caller); }
+  /// It has come to a wait inside of its caller, which now has to sleep.
+  void noteWaitInCaller() noexcept {
+    context_->leaveForWait();
     runsInCaller_ = false;
-    if (!handle_.done()) return false;
-    context_->setInnermost(caller);
-    return true;
   }
   /// The coroutine waits for what is no coroutine, as soon as all that wait for it sleep.
   void waitFor(void* awaited, bool (*wait)(void* awaited, TaskPromise& coroutine) noexcept) noexcept {
@@ -106,15 +105,17 @@ public:
     stretch.awaited = awaited;
   }
   /// Goes on on another queue; at home there too after each wait.
-  void moveTo(std::shared_ptr<DispatchQueue> queue) noexcept;
+  void moveTo(DispatchQueue& queue) noexcept { queue_ = &queue; }
 
   [[nodiscard]] TaskContext& context() const noexcept { return *context_; }
   [[nodiscard]] DispatchQueue& queue() const noexcept { return *queue_; }
-  [[nodiscard]] std::coroutine_handle<> handle() const noexcept { return handle_; }
+  /// Of the coroutine, whatever it gives: its own class of promise adds nothing that would stand before this.
+  [[nodiscard]] std::coroutine_handle<> handle() noexcept {
+    return std::coroutine_handle<TaskPromise>::from_promise(*this);
+  }
 
   // For call stacks.
   [[nodiscard]] const TaskPromise* caller() const noexcept { return caller_; }
-  [[nodiscard]] const std::source_location& function() const noexcept { return function_; }
   /// The last thing that it has awaited.
   [[nodiscard]] const std::source_location& place() const noexcept { return place_; }
 
@@ -122,18 +123,10 @@ protected:
   TaskPromise() noexcept = default;
   ~TaskPromise() = default;
 
-  void nameIt(std::coroutine_handle<> handle, const std::source_location& function) noexcept {
-    handle_ = handle;
-    function_ = place_ = function;
-  }
-  void noteAwait(const std::source_location& place) noexcept { place_ = place; }
+  void notePlace(const std::source_location& place) noexcept { place_ = place; }
 
 private:
-  // A few hundred bytes of stack each.
-  static constexpr unsigned deepest = 32;
-
   void handOver() noexcept {
-    if (runsInCaller_) return;  // which looks for itself
     TaskStretch& stretch = context_->stretch();
     if (caller_ == nullptr) {
       stretch.bodyHasEnded = true;
@@ -148,10 +141,7 @@ private:
   TaskPromise* caller_ = nullptr;
   TaskContext* context_ = nullptr;
   DispatchQueue* queue_ = nullptr;
-  std::coroutine_handle<> handle_;
-  std::source_location function_;
   std::source_location place_;
-  std::shared_ptr<DispatchQueue> keptQueue_;
 };
 
 /// Stands for an awaitable towards the compiler, which may move it before the wait. The wait itself begins
@@ -186,7 +176,7 @@ class QV_EXPORT QueueAwaiter {
 public:
   explicit QueueAwaiter(std::shared_ptr<DispatchQueue> queue);
   [[nodiscard]] bool await_ready() const noexcept { return false; }
-  [[nodiscard]] bool await_suspend(TaskPromise& coroutine) noexcept;
+  [[nodiscard]] bool await_suspend(TaskPromise& coroutine);
   void await_resume() const noexcept {}
 
 private:
@@ -213,18 +203,19 @@ template <class T>
 class TaskPromiseBase : public TaskPromise {
 public:
   Task<T> get_return_object(std::source_location function = std::source_location::current()) noexcept;
-  void unhandled_exception() noexcept { result_.emplace(Result<T>::failure(std::current_exception())); }
+  void unhandled_exception() noexcept { outcome_->setFailure(std::current_exception()); }
+  void leaveIn(TaskOutcome<T>& outcome) noexcept { outcome_ = &outcome; }
 
   template <class U>
   [[nodiscard]] TaskAwaiter<U> await_transform(
       Task<U>&& task, const std::source_location& place = std::source_location::current()) noexcept {
-    noteAwait(place);
+    notePlace(place);
     return TaskAwaiter<U>(std::move(task), *this);
   }
   template <class U>
   [[nodiscard]] TaskResultAwaiter<U> await_transform(
       TaskForResult<U>&& its, const std::source_location& place = std::source_location::current()) noexcept {
-    noteAwait(place);
+    notePlace(place);
     return TaskResultAwaiter<U>(std::move(its.task), *this);
   }
   template <class U>
@@ -233,7 +224,7 @@ public:
   [[nodiscard]] Awaited<QueueAwaiter> await_transform(
       std::shared_ptr<DispatchQueue> queue,
       const std::source_location& place = std::source_location::current()) {
-    noteAwait(place);
+    notePlace(place);
     return {QueueAwaiter(std::move(queue))};
   }
 
@@ -241,7 +232,7 @@ public:
     requires std::derived_from<std::remove_cvref_t<Awaitable>, TaskAwaitable>
   [[nodiscard]] auto await_transform(Awaitable&& awaitable,
                                      const std::source_location& place = std::source_location::current()) {
-    noteAwait(place);
+    notePlace(place);
     if constexpr (requires { awaitable.operator co_await(); }) {
       return Awaited<decltype(awaitable.operator co_await())>{awaitable.operator co_await()};
     } else {
@@ -249,10 +240,8 @@ public:
     }
   }
 
-  [[nodiscard]] Result<T>&& result() noexcept { return *std::move(result_); }
-
 protected:
-  std::optional<Result<T>> result_;
+  TaskOutcome<T>* outcome_ = nullptr;
 };
 
 template <class T>
@@ -261,14 +250,14 @@ public:
   template <class U = T>
     requires std::constructible_from<T, U>
   void return_value(U&& value) {
-    this->result_.emplace(T(std::forward<U>(value)));
+    this->outcome_->setValue(std::forward<U>(value));
   }
 };
 
 template <>
 class TaskPromiseOf<void> final : public TaskPromiseBase<void> {
 public:
-  void return_void() { result_.emplace(); }
+  void return_void() noexcept { outcome_->setValue(); }
 };
 
 }  // namespace detail

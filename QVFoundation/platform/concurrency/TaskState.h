@@ -10,6 +10,7 @@
 
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/concurrency/TaskContext.h"
+#include "QVFoundation/platform/concurrency/TaskOutcome.h"
 #include "QVFoundation/platform/concurrency/TaskPromise.h"
 #include "QVFoundation/platform/runtime/Result.h"
 
@@ -78,7 +79,7 @@ private:
     if constexpr (givesTask<Callable&>) {
       try {
         body_.emplace(std::invoke(*callable_));
-        return &body_->beginIn(*this, this->queue());
+        return &body_->task.beginIn(*this, this->queue(), body_->outcome);
       } catch (...) {
         this->result_.emplace(Result<Output>::failure(std::current_exception()));
       }
@@ -91,16 +92,21 @@ private:
 
   void takeResult() noexcept override {
     if constexpr (givesTask<Callable&>) {
-      this->result_.emplace(body_->takeResult());
+      this->result_.emplace(body_->outcome.takeResult());
       body_.reset();
       callable_.reset();
     }
   }
 
+  struct Body {
+    explicit Body(Task<Output> its) noexcept : task(std::move(its)) {}
+    Task<Output> task;
+    TaskOutcome<Output> outcome;
+  };
   struct Nothing {};
 
   std::optional<Callable> callable_;
-  [[no_unique_address]] std::conditional_t<givesTask<Callable&>, std::optional<Task<Output>>, Nothing> body_;
+  [[no_unique_address]] std::conditional_t<givesTask<Callable&>, std::optional<Body>, Nothing> body_;
 };
 
 }  // namespace QVFoundation::detail
