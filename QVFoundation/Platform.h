@@ -40,6 +40,7 @@
 #include "QVFoundation/platform/concurrency/QualityOfService.h"
 #include "QVFoundation/platform/concurrency/Scheduler.h"
 #include "QVFoundation/platform/concurrency/Task.h"
+#include "QVFoundation/platform/concurrency/TaskCallStack.h"
 #include "QVFoundation/platform/concurrency/TaskCancellation.h"
 #include "QVFoundation/platform/concurrency/TaskGroup.h"
 #include "QVFoundation/platform/concurrency/TaskHandle.h"

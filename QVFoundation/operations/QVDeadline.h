@@ -21,17 +21,8 @@ namespace QVFoundation {
 
 namespace detail {
 
-/// What has come first: the end of an operation, or that of the sleep until its deadline.
-template <class T>
-struct DeadlineState {
-  enum class End : unsigned char { result, sleepWasCancelled, deadlineExceeded };
-
-  explicit DeadlineState(End its) : end(its) {}
-  explicit DeadlineState(Result<T> its) : end(End::result), result(std::move(its)) {}
-
-  End end;
-  std::optional<Result<T>> result;
-};
+/// How one of the two has ended that race each other: an operation, and the sleep until its deadline.
+enum class DeadlineState : unsigned char { result, sleepWasCancelled, sleepFailed, deadlineExceeded };
 
 /// Sleeps by any clock that a deadline may be in.
 template <class Clock>
@@ -45,23 +36,24 @@ template <class Clock>
 }
 
 template <class T, class Operation>
-Task<DeadlineState<T>> runForDeadline(Operation& operation) {
-  auto result = co_await operation().result();
-  co_return DeadlineState<T>(std::move(result));
+Task<DeadlineState> runForDeadline(Operation& operation, std::optional<Result<T>>& result) {
+  result = co_await operation().result();
+  co_return DeadlineState::result;
 }
 
-template <class T, class Clock>
-Task<DeadlineState<T>> awaitDeadline(typename Clock::time_point until,
-                                     std::optional<typename Clock::duration> tolerance, const Clock& clock) {
-  using State = DeadlineState<T>;
+template <class Clock>
+Task<DeadlineState> awaitDeadline(typename Clock::time_point until,
+                                  std::optional<typename Clock::duration> tolerance, const Clock& clock,
+                                  std::exception_ptr& failure) {
   try {
     co_await sleepBy(clock, until, tolerance);
-    co_return State(State::End::deadlineExceeded);
+    co_return DeadlineState::deadlineExceeded;
   } catch (const CancellationError&) {
-    co_return State(State::End::sleepWasCancelled);
+    co_return DeadlineState::sleepWasCancelled;
   } catch (...) {
-    co_return State(Result<T>::failure(std::current_exception()));
+    failure = std::current_exception();
   }
+  co_return DeadlineState::sleepFailed;
 }
 
 }  // namespace detail
@@ -86,21 +78,23 @@ Task<detail::OutputOfTask<Operation&>> withDeadline(typename Clock::time_point u
                                                     std::optional<typename Clock::duration> tolerance,
                                                     Clock clock, Operation operation) {
   using T = detail::OutputOfTask<Operation&>;
-  using State = detail::DeadlineState<T>;
-  // What it ends in is thrown last, and once: with cold caches each throw takes microseconds.
-  const auto race = [&](TaskGroup<State>& group) -> Task<State> {
-    group.addTask([&operation] { return detail::runForDeadline<T>(operation); });
-    group.addTask([&] { return detail::awaitDeadline<T>(until, tolerance, clock); });
-    while (auto state = co_await group.next()) {
-      if (state->end == State::End::sleepWasCancelled) continue;
+  using detail::DeadlineState;
+  std::optional<Result<T>> result;
+  std::exception_ptr failure;  // of the clock
+  const auto race = [&](TaskGroup<DeadlineState>& group) -> Task<DeadlineState> {
+    group.addTask([&] { return detail::runForDeadline(operation, result); });
+    group.addTask([&] { return detail::awaitDeadline(until, tolerance, clock, failure); });
+    while (const auto state = co_await group.next()) {
+      if (*state == DeadlineState::sleepWasCancelled) continue;
       group.cancelAll();
-      co_return *std::move(state);
+      co_return *state;
     }
     fatalError("An operation with a deadline has come to no end");
   };
-  auto state = co_await withTaskGroup<State>(race);
-  if (state.end == State::End::deadlineExceeded) throw DeadlineExceededError();
-  co_return detail::valueOf(*std::move(state.result));
+  const DeadlineState state = co_await withTaskGroup<DeadlineState>(race);
+  if (state == DeadlineState::deadlineExceeded) throw DeadlineExceededError();
+  if (state == DeadlineState::sleepFailed) std::rethrow_exception(failure);
+  co_return detail::valueOf(*std::move(result));
 }
 
 /// By the clock that goes on while the machine sleeps.

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <source_location>
+#include <string>
 #include <type_traits>
 #include <utility>
 
@@ -27,7 +28,8 @@ namespace detail {
 /// Threads: any.
 class QV_EXPORT ContinuationCheck {
 public:
-  explicit ContinuationCheck(const char* label) noexcept : label_(label) {}
+  ContinuationCheck(const char* label, const std::source_location& place) noexcept
+      : label_(label), place_(place) {}
   ContinuationCheck(const ContinuationCheck&) = delete;
   ContinuationCheck& operator=(const ContinuationCheck&) = delete;
   /// Ends the process where nobody has resumed the wait: nobody can any more.
@@ -40,7 +42,10 @@ public:
 private:
   enum class State : unsigned char { open, used, abandoned };
 
-  const char* const label_;
+  [[nodiscard]] std::string label() const;
+
+  const char* const label_;  // or null
+  const std::source_location place_;
   std::atomic<State> state_{State::open};
 };
 
@@ -117,16 +122,13 @@ public:
 protected:
   /// What the body throws, nobody waits for any more.
   template <class Body>
-  [[nodiscard]] bool sleep(TaskPromise& caller, const char* label, Body& body) {
+  [[nodiscard]] bool sleep(TaskPromise& caller, const std::shared_ptr<ContinuationCheck>& check, Body& body) {
     suspension_.prepareFor(caller);
-    {
-      const auto check = std::make_shared<ContinuationCheck>(label);
-      try {
-        body(Continuation<T>(check, *this));
-      } catch (...) {
-        check->abandon();
-        throw;
-      }
+    try {
+      body(Continuation<T>(check, *this));
+    } catch (...) {
+      check->abandon();
+      throw;
     }
     return suspension_.sleep();
   }
@@ -139,16 +141,19 @@ private:
 template <class T, class Kind, class Body>
 class ContinuationAwaiter final : public ContinuationAwaiterOf<T> {
 public:
-  ContinuationAwaiter(const char* label, Body body) : label_(label), body_(std::move(body)) {}
+  ContinuationAwaiter(Body body, const char* label, const std::source_location& place)
+      : body_(std::move(body)), label_(label), place_(place) {}
 
   [[nodiscard]] bool await_suspend(TaskPromise& caller) {
+    const auto check = std::make_shared<ContinuationCheck>(label_, place_);
     auto body = [this](const Continuation<T>& continuation) { body_(Kind(continuation)); };
-    return this->sleep(caller, label_, body);
+    return this->sleep(caller, check, body);
   }
 
 private:
-  const char* const label_;
   Body body_;
+  const char* const label_;
+  const std::source_location place_;
 };
 
 }  // namespace detail
@@ -169,8 +174,7 @@ private:
 template <class T, std::invocable<Continuation<T>> Body>
 [[nodiscard]] auto withContinuation(Body body, const char* label = nullptr,
                                     const std::source_location& place = std::source_location::current()) {
-  return detail::ContinuationAwaiter<T, Continuation<T>, Body>(
-      label != nullptr ? label : place.function_name(), std::move(body));
+  return detail::ContinuationAwaiter<T, Continuation<T>, Body>(std::move(body), label, place);
 }
 
 /// The same with a continuation that may also fail.
@@ -178,8 +182,7 @@ template <class T, std::invocable<ThrowingContinuation<T>> Body>
 [[nodiscard]] auto withThrowingContinuation(
     Body body, const char* label = nullptr,
     const std::source_location& place = std::source_location::current()) {
-  return detail::ContinuationAwaiter<T, ThrowingContinuation<T>, Body>(
-      label != nullptr ? label : place.function_name(), std::move(body));
+  return detail::ContinuationAwaiter<T, ThrowingContinuation<T>, Body>(std::move(body), label, place);
 }
 
 }  // namespace QVFoundation

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "QVFoundation/platform/concurrency/TaskCallStack.h"
 #include "QVFoundation/platform/runtime/CallStack_p.h"
 
 namespace QVFoundation {
@@ -12,6 +13,9 @@ void fatalError(std::string_view message, std::string_view file, unsigned line) 
                message.data(), static_cast<int>(file.size()), file.data(), line);
   for (const auto& frame : detail::CallStack::capture().symbols())
     std::fprintf(stderr, "%s\n", frame.c_str());
+  const auto coroutines = currentTaskCallStack();
+  if (!coroutines.empty()) std::fputs("Asynchronous functions:\n", stderr);
+  for (const auto& coroutine : coroutines) std::fprintf(stderr, "%s\n", coroutine.c_str());
   std::abort();
 }
 

@@ -8,7 +8,7 @@
 namespace QVFoundation {
 
 /// Ends the process for a programming error that cannot be survived: writes "Fatal error: …", the place and
-/// the call stack to standard error, then aborts.
+/// the call stack, also that of asynchronous functions, to standard error, then aborts.
 ///
 /// Threads: any.
 [[noreturn]] QV_EXPORT void fatalError(std::string_view message, std::string_view file,
