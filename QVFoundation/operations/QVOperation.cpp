@@ -177,6 +177,10 @@ void QVOperation::mainSetup() {
 // show nothing.
 void QVOperation::mainFinish() {
   logFinish();
+  completeProgress();
+}
+
+void QVOperation::completeProgress() const {
   const auto progress = locked(&QVOperation::progress_);
   if (progress != nullptr) progress->setCompletedUnitCount(progress->totalUnitCount());
 }

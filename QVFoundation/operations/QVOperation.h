@@ -418,7 +418,7 @@ public:
   template <detail::AsyncBlock Block>
   [[nodiscard]] Task<std::optional<detail::ValueOrNothing<detail::OutputOfTask<Block&>>>>
   logErrorOrThrowWithBlock(Block block) const {
-    auto result = co_await block().result();
+    auto result = co_await detail::callInTask(block).result();
     if (result) co_return std::move(*result);
     throwUnlessLogged(result.exception());
     co_return std::nullopt;
@@ -432,6 +432,8 @@ protected:
   void mainFinish();
   /// What of the last step is left to one that has failed, and whose progress stays where it was.
   void logFinish() const;
+  /// Shows all as done, where somebody looks.
+  void completeProgress() const;
 
   // The steps of `performSubOperation`.
   void setupSuboperation(const std::shared_ptr<QVOperation>& operation, std::int64_t withUnitCount);

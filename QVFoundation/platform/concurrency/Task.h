@@ -150,6 +150,17 @@ Task<T> TaskPromiseBase<T>::get_return_object(std::source_location function) noe
 
 }  // namespace detail
 
+namespace detail {
+
+/// Calls an asynchronous function from inside of one, so that what it throws before there is a task is its
+/// failure too.
+template <class Callable, class... Arguments>
+Task<OutputOfTask<Callable&, Arguments&...>> callInTask(Callable& callable, Arguments&... arguments) {
+  co_return co_await callable(arguments...);
+}
+
+}  // namespace detail
+
 template <class T>
 auto Task<T>::result() && noexcept {
   return detail::TaskForResult<T>{std::move(*this)};

@@ -74,7 +74,7 @@ template <class Operation, class Handler>
   requires std::invocable<Operation&> && std::invocable<Handler&>
 Task<detail::OutputOfTask<Operation&>> withTaskCancellationHandler(Operation operation, Handler onCancel) {
   detail::CancellationScope scope(std::move(onCancel));
-  auto result = co_await operation().result();
+  auto result = co_await detail::callInTask(operation).result();
   co_await scope;
   co_return detail::valueOf(std::move(result));
 }

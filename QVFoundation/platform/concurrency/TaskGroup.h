@@ -115,7 +115,7 @@ template <class T = void, class Body>
   requires std::invocable<Body&, TaskGroup<T>&>
 auto withTaskGroup(Body body) -> Task<typename std::invoke_result_t<Body&, TaskGroup<T>&>::Output> {
   TaskGroup<T> group;
-  auto result = co_await body(group).result();
+  auto result = co_await detail::callInTask(body, group).result();
   if (!result.hasValue()) group.cancelAll();
   while (co_await group.nextResult()) {
   }

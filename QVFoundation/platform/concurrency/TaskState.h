@@ -32,8 +32,8 @@ struct TaskOutput<Task<T>> {
 template <class Callable, class... Arguments>
 inline constexpr bool givesTask = TaskOutput<std::invoke_result_t<Callable, Arguments...>>::isTask;
 /// What a callable gives, or the task that it gives does.
-template <class Callable>
-using OutputOfTask = typename TaskOutput<std::invoke_result_t<Callable>>::Type;
+template <class Callable, class... Arguments>
+using OutputOfTask = typename TaskOutput<std::invoke_result_t<Callable, Arguments...>>::Type;
 
 /// A task that gives a `T`.
 ///
