@@ -110,8 +110,7 @@ Task<> QVAsyncOperation::runBody() {
 
 void QVAsyncOperation::finish(QVAnyResult result) {
   setResultStorage(std::move(result));
-  const auto progress = this->progress();
-  progress->setCompletedUnitCount(progress->totalUnitCount());
+  completeProgress();
   mainFinish();
 }
 
@@ -165,9 +164,9 @@ TaskHandle<void> QVAsyncOperation::beginClosing() {
   const auto weak = std::weak_ptr(std::static_pointer_cast<QVAsyncOperation>(shared_from_this()));
   const UnfairLockGuard guard(gateLock_);
   if (gate_ == Gate::open) {
-    gate_.store(Gate::closing, std::memory_order_release);
     closing_ =
         startTask({.queue = DispatchQueue::main()}, [weak, turn = turn_] { return close(weak, turn); });
+    gate_.store(Gate::closing, std::memory_order_release);
   }
   return *closing_;
 }
