@@ -37,7 +37,11 @@ public:
 
   /// False where nobody waits, because the body has thrown. A second call ends the process.
   [[nodiscard]] bool claim() noexcept;
-  void abandon() noexcept { state_.store(State::abandoned); }
+  /// False where the wait is, or was, resumed all the same.
+  [[nodiscard]] bool abandon() noexcept {
+    State expected = State::open;
+    return state_.compare_exchange_strong(expected, State::abandoned);
+  }
 
 private:
   enum class State : unsigned char { open, used, abandoned };
@@ -113,7 +117,11 @@ template <class T>
 class ContinuationAwaiterOf : public TaskAwaitable {
 public:
   [[nodiscard]] bool await_ready() const noexcept { return false; }
-  T await_resume() { return valueOf(*std::move(result_)); }
+  T await_resume() {
+    if (thrown_ != nullptr) [[unlikely]]
+      std::rethrow_exception(std::move(thrown_));
+    return valueOf(*std::move(result_));
+  }
   void resume(Result<T>&& result) {
     result_.emplace(std::move(result));
     suspension_.resume();
@@ -127,8 +135,8 @@ protected:
     try {
       body(Continuation<T>(check, *this));
     } catch (...) {
-      check->abandon();
-      throw;
+      if (check->abandon()) throw;
+      thrown_ = std::current_exception();  // after whoever resumes the wait, who may still be at it
     }
     return suspension_.sleep();
   }
@@ -136,6 +144,7 @@ protected:
 private:
   TaskSuspension suspension_;
   std::optional<Result<T>> result_;
+  std::exception_ptr thrown_;  // by the body
 };
 
 template <class T, class Kind, class Body>
