@@ -96,9 +96,10 @@ TaskEndWaiter::~TaskEndWaiter() = default;
 NoTask::NoTask() noexcept : outer_(std::exchange(stretchOfThread, nullptr)) {}
 NoTask::~NoTask() { stretchOfThread = outer_; }
 
-void refuseSecondTaker(const TaskContext& task) {
-  throw NSException(NSInternalInconsistencyException,
-                    describe(task) + " has given its value, which cannot be copied, to somebody else");
+std::exception_ptr valueIsTaken(const TaskContext& task) {
+  return std::make_exception_ptr(
+      NSException(NSInternalInconsistencyException,
+                  describe(task) + " has given its value, which cannot be copied, to somebody else"));
 }
 
 TaskContext* TaskContext::current() noexcept {

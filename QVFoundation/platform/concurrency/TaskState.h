@@ -16,7 +16,8 @@
 
 namespace QVFoundation::detail {
 
-[[noreturn]] QV_EXPORT void refuseSecondTaker(const TaskContext& task);
+/// For who asks for a value that somebody else has got.
+[[nodiscard]] QV_EXPORT std::exception_ptr valueIsTaken(const TaskContext& task);
 
 template <class T>
 struct TaskOutput {
@@ -51,7 +52,8 @@ public:
     if constexpr (std::is_void_v<T> || std::copy_constructible<T>) {
       return *result_;
     } else {
-      if (result_->hasValue() && isTaken_.exchange(true)) refuseSecondTaker(*this);
+      if (!result_->hasValue()) return Result<T>::failure(result_->exception());
+      if (isTaken_.exchange(true)) return Result<T>::failure(valueIsTaken(*this));
       return *std::move(result_);
     }
   }
