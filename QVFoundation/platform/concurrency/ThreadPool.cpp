@@ -90,6 +90,7 @@ ThreadPool::ThreadPool(std::size_t busyAtMost, std::chrono::milliseconds idleTim
     : busyAtMost_(busyAtMost), idleTime_(idleTime), watch_(std::make_shared<StallWatch>(*this)) {}
 
 void ThreadPool::submit(Work&& work, QualityOfService qualityOfService) {
+  if (!hasWork() && handOver(work)) return;
   const auto level = static_cast<std::size_t>(qualityOfService);
   Helper helper;
   bool mayStall = false;
@@ -100,7 +101,7 @@ void ThreadPool::submit(Work&& work, QualityOfService qualityOfService) {
     const Levels present = incomingLevels_.load(std::memory_order_relaxed);
     const Levels its = Levels(1) << level;
     if ((present & its) == 0) incomingLevels_.store(present | its, std::memory_order_relaxed);
-    if (!hadWork && somebodySpins_) return;  // he looks once more under the lock
+    if (!hadWork && spinner_ != nullptr) return;  // he looks once more under the lock
     helper = findHelper();
     mayStall = !helper.isAny() && !std::exchange(isWatched_, true);
   }
@@ -181,7 +182,7 @@ Work ThreadPool::next(Worker& self) {
     }
     if (leavesWork) watch_->begin();
     if (!goesIdle) {
-      spinForWork();
+      if (Work work = spinForWork(self)) return work;
     } else if (!sleepForWork(self)) {
       return {};
     }
@@ -246,10 +247,28 @@ void ThreadPool::goIdle(Worker& self) {
   idle_.push_back(&self);
 }
 
-void ThreadPool::spinForWork() noexcept {
-  if (somebodySpins_.exchange(true)) return;  // one is enough
-  for (int i = 0; i < spins && !hasWork(); ++i) pauseProcessor();
-  somebodySpins_.store(false);
+Work ThreadPool::spinForWork(Worker& self) noexcept {
+  Worker* spinner = nullptr;
+  if (!spinner_.compare_exchange_strong(spinner, &self)) return {};  // one is enough
+  for (int i = 0; i < spins && !hasWork() && spinner_.load(std::memory_order_relaxed) == &self; ++i) {
+    pauseProcessor();
+  }
+  spinner = &self;
+  if (spinner_.compare_exchange_strong(spinner, nullptr)) return {};
+  while (!self.isHandedWork.load(std::memory_order_acquire)) pauseProcessor();
+  self.isHandedWork.store(false, std::memory_order_relaxed);
+  self.worksBegun.store(self.worksBegun.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+  return std::move(self.handedWork);
+}
+
+// What goes from one thread to another should touch as little as possible that both look at.
+bool ThreadPool::handOver(Work& work) noexcept {
+  if (spinner_.load(std::memory_order_relaxed) == nullptr) return false;
+  Worker* const spinner = spinner_.exchange(nullptr);
+  if (spinner == nullptr) return false;
+  spinner->handedWork = std::move(work);
+  spinner->isHandedWork.store(true, std::memory_order_release);
+  return true;
 }
 
 bool ThreadPool::sleepForWork(Worker& self) {

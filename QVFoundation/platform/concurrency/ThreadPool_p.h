@@ -60,6 +60,7 @@ public:
 private:
   friend class ThreadIsBlocked;
   class StallWatch;
+  static constexpr std::size_t cacheLine = 64;
 
   struct Worker {
     ThreadPool* pool = nullptr;
@@ -67,6 +68,9 @@ private:
     int threadId = 0;
     std::atomic<std::uint64_t> worksBegun{0};
     std::atomic<bool> isBlocked{false};  // says so itself, or was found asleep; written under the pool's lock
+    // Work that somebody has handed over while this one spun for it.
+    alignas(cacheLine) std::atomic<bool> isHandedWork{false};
+    Work handedWork;
     // Under the pool's lock.
     bool isIdle = false;
     unsigned scopes = 0;          // in which it says that it waits
@@ -87,7 +91,10 @@ private:
   [[nodiscard]] std::size_t chooseLevel() QV_REQUIRES(takeLock_);
   [[nodiscard]] std::size_t countWaiting() QV_REQUIRES(takeLock_, lock_);
   void goIdle(Worker& self) QV_REQUIRES(lock_);
-  void spinForWork() noexcept;
+  /// Waits a moment for work. Gives what somebody has handed over meanwhile; maybe there is other work then.
+  [[nodiscard]] Work spinForWork(Worker& self) noexcept;
+  /// False where nobody spins.
+  [[nodiscard]] bool handOver(Work& work) noexcept;
   /// Sleeps until there is work. False where nothing came in time: then the worker is no longer listed.
   [[nodiscard]] bool sleepForWork(Worker& self);
 
@@ -122,14 +129,12 @@ private:
   const std::size_t busyAtMost_;
   const std::chrono::milliseconds idleTime_;
 
-  static constexpr std::size_t cacheLine = 64;
-
   // Often read, seldom written. The bits are set under `lock_`, those of what goes out also under
   // `takeLock_`, which is enough to clear them: so who holds `lock_` never misses work.
   alignas(cacheLine) std::atomic<Levels> incomingLevels_{0};
   std::atomic<Levels> outgoingLevels_{0};
-  std::atomic<std::size_t> busy_{0};  // written under `lock_`
-  std::atomic<bool> somebodySpins_{false};
+  std::atomic<std::size_t> busy_{0};                          // written under `lock_`
+  alignas(cacheLine) std::atomic<Worker*> spinner_{nullptr};  // who takes it away owes that one some work
 
   // Taken before the other lock.
   alignas(cacheLine) UnfairLock takeLock_;
