@@ -28,7 +28,9 @@ void QVAsyncOperation::start() {
   const auto self = std::static_pointer_cast<QVAsyncOperation>(shared_from_this());
   if (!beginStart()) return;
   const bool wasCancelled = isCancelled();
-  noteExecuting();
+  {
+    const ChangeNotice executing(*this, "isExecuting");
+  }  // before there is a task: it still reads false
   auto task = createTask([self] { return self->runInOwnTask(); });
   {
     const UnfairLockGuard guard(gateLock_);
@@ -52,16 +54,13 @@ Task<> QVAsyncOperation::runInOwnTask() {
 Task<> QVAsyncOperation::runOperation() {
   const auto self = shared_from_this();
   if (!beginStart()) co_return;
-  noteExecuting();
+  {
+    const ChangeNotice executing(*this, "isExecuting");
+  }
   co_await mainAsync();
   const QVAnyResult result = resultStorage();
   noteFinished();
   if (!result.hasValue()) std::rethrow_exception(result.exception());
-}
-
-void QVAsyncOperation::noteExecuting() {
-  const ChangeNotice executing(*this, "isExecuting");
-  isMarkedExecuting_ = true;
 }
 
 void QVAsyncOperation::noteFinished() {
@@ -71,7 +70,6 @@ void QVAsyncOperation::noteFinished() {
     isFinished_.store(true, std::memory_order_release);
   }
   const ChangeNotice executing(*this, "isExecuting");
-  isMarkedExecuting_ = false;
 }
 
 // What the body throws is stored when all else has been done: until then a failed operation has no result.

@@ -115,7 +115,6 @@ private:
   Task<> runInOwnTask();
   Task<> mainAsync();
   Task<> runBody();
-  void noteExecuting();
   void noteFinished();
   void finish(QVAnyResult result);
 
@@ -132,7 +131,6 @@ private:
 
   std::atomic<bool> hasTask_{false};
   std::atomic<bool> isFinished_{false};
-  std::atomic<bool> isMarkedExecuting_{false};
   std::atomic<Gate> gate_{Gate::open};  // written under `gateLock_`
   QVAsyncSemaphore pauseSemaphore_{1};
 
