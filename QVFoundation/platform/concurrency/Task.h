@@ -85,6 +85,10 @@ private:
 
   explicit Task(std::coroutine_handle<promise_type> coroutine) noexcept : coroutine_(coroutine) {}
 
+  [[nodiscard]] std::coroutine_handle<promise_type> release() && noexcept {
+    return std::exchange(coroutine_, nullptr);
+  }
+
   detail::TaskPromise& beginIn(detail::TaskContext& context, DispatchQueue& queue,
                                detail::TaskOutcome<T>& outcome) const noexcept {
     coroutine_.promise().beginIn(context, queue);
@@ -100,8 +104,8 @@ namespace detail {
 template <class T>
 class TaskAwaiter {
 public:
-  TaskAwaiter(Task<T>&& task, TaskPromise& caller) noexcept
-      : coroutine_(std::exchange(task.coroutine_, nullptr)), caller_(caller) {}
+  TaskAwaiter(Task<T> task, TaskPromise& caller) noexcept
+      : coroutine_(std::move(task).release()), caller_(caller) {}
   TaskAwaiter(const TaskAwaiter&) = delete;
   TaskAwaiter& operator=(const TaskAwaiter&) = delete;
   ~TaskAwaiter() {

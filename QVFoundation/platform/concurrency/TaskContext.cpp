@@ -51,7 +51,7 @@ private:
 /// The main thread, which goes on with the blocks of the main queue. The last of them tells it of the end.
 class ServingMainThread final : public TaskEndWaiter {
 public:
-  void wait() {
+  void wait() const {
     while (!hasEnded_) {
       drainMainQueue();
       if (hasEnded_) return;
@@ -117,7 +117,7 @@ struct TaskContext::StopLink {
   std::stop_callback<std::function<void()>> callback;
 };
 
-TaskContext::TaskContext(TaskOptions&& options, TaskGroupCore* group)
+TaskContext::TaskContext(TaskOptions options, TaskGroupCore* group)
     : qualityOfService_(options.qualityOfService.value_or(inheritedQuality())),
       queue_(options.queue != nullptr ? options.queue.get() : DispatchQueue::global(qualityOfService_).get()),
       group_(group),

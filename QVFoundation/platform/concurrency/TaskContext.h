@@ -62,7 +62,7 @@ private:
 
 /// What a thread knows of the task that it just runs.
 struct TaskStretch {
-  TaskContext* task;
+  TaskContext* task = nullptr;
   // What comes next, once the one that runs has come to a wait or an end; one of these.
   TaskPromise* next = nullptr;
   TaskPromise* elsewhere = nullptr;  // on another queue
@@ -174,7 +174,7 @@ public:
   void resume(TaskPromise& coroutine);
 
 protected:
-  explicit TaskContext(TaskOptions&& options, TaskGroupCore* group = nullptr);
+  explicit TaskContext(TaskOptions options, TaskGroupCore* group = nullptr);
   virtual ~TaskContext();
 
   [[nodiscard]] DispatchQueue& queue() const noexcept { return *queue_; }

@@ -216,7 +216,7 @@ public:
   [[nodiscard]] TaskResultAwaiter<U> await_transform(
       TaskForResult<U>&& its, const std::source_location& place = std::source_location::current()) noexcept {
     notePlace(place);
-    return TaskResultAwaiter<U>(std::move(its.task), *this);
+    return TaskResultAwaiter<U>(std::move(its).task, *this);
   }
   template <class U>
   void await_transform(Task<U>& task) = delete;  // is awaited once: std::move(task)

@@ -73,7 +73,7 @@ class StartedTask final : public TaskState<OutputOfTask<Callable&>> {
   using Output = OutputOfTask<Callable&>;
 
 public:
-  StartedTask(TaskOptions&& options, Callable callable, TaskGroupCore* group = nullptr)
+  StartedTask(TaskOptions options, Callable callable, TaskGroupCore* group = nullptr)
       : TaskState<Output>(std::move(options), group), callable_(std::move(callable)) {}
 
 private:

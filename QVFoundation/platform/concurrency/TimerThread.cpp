@@ -133,7 +133,7 @@ void TimerThread::schedule(const std::shared_ptr<TimedEvent>& event, Time time,
     events_.erase(entry);
     event->number_ = 0;
   }
-  if (tolerance > tolerance.zero()) {
+  if (tolerance > std::chrono::nanoseconds::zero()) {
     const auto next = events_.lower_bound({time, 0});
     if (next != events_.end() && next->first.first - time <= tolerance) time = next->first.first;
   }
