@@ -68,8 +68,7 @@ public:
   T wait() && {
     auto body = [this]() -> Task { return std::move(*this); };
     const detail::TaskReference task(new detail::StartedTask<decltype(body)>({}, body));
-    task->start();
-    task->waitForEndAsChild();
+    task->runAsChild();
     return task->takeValue();
   }
 

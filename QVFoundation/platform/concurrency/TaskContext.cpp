@@ -350,8 +350,9 @@ void TaskContext::waitForEnd() {
   }
 }
 
-void TaskContext::waitForEndAsChild() {
-  const CancellationOfChild link(*this);
+void TaskContext::runAsChild() {
+  const CancellationOfChild link(*this);  // first, so that a child of a cancelled task begins cancelled
+  start();
   waitForEnd();
 }
 

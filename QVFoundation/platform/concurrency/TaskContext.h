@@ -143,8 +143,8 @@ public:
   [[nodiscard]] bool addWaiter(TaskEndWaiter& waiter) noexcept;
   /// Blocks the calling thread; the main thread runs the blocks of the main queue meanwhile.
   void waitForEnd();
-  /// The same, and where the calling thread runs a task, its cancellation is handed on.
-  void waitForEndAsChild();
+  /// Starts it and waits for its end. Where the calling thread runs a task, its cancellation is handed on.
+  void runAsChild();
 
   [[nodiscard]] const std::string& name() const noexcept { return name_; }
   [[nodiscard]] QualityOfService qualityOfService() const noexcept { return qualityOfService_; }
