@@ -38,6 +38,7 @@ void TaskGroupCore::unlist(TaskContext& child) noexcept {
 
 // The group may be gone as soon as the lock is.
 TaskPromise* TaskGroupCore::childHasEnded(TaskContext& child) noexcept {
+  child.release();  // what it held of itself; the group keeps it still
   TaskSuspension* waits = nullptr;
   {
     const UnfairLockGuard guard(lock_);
@@ -46,7 +47,6 @@ TaskPromise* TaskGroupCore::childHasEnded(TaskContext& child) noexcept {
     lastEnded_ = &child;
     waits = std::exchange(waits_, nullptr);
   }
-  child.release();  // what it held of itself
   return waits != nullptr ? waits->takeSleeper() : nullptr;
 }
 
