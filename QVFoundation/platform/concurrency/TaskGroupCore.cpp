@@ -9,15 +9,13 @@ TaskGroupCore::~TaskGroupCore() { parent_.remove(*this); }
 
 void TaskGroupCore::add(TaskContext& child) {
   child.retain();  // until it is taken
-  bool isCancelled = false;
   {
     const UnfairLockGuard guard(lock_);
     child.nextInGroup_ = running_;
     if (running_ != nullptr) running_->previousInGroup_ = &child;
     running_ = &child;
-    isCancelled = isCancelled_;
   }
-  if (isCancelled) child.cancel();
+  if (isCancelled()) child.cancel();
   try {
     child.start();
   } catch (...) {
@@ -62,7 +60,9 @@ TaskContext* TaskGroupCore::claimAll() noexcept {
   return claimed;
 }
 
+// A handler of the task may be called before the group is told.
 bool TaskGroupCore::isCancelled() const noexcept {
+  if (parent_.isCancelled()) return true;
   const UnfairLockGuard guard(lock_);
   return isCancelled_;
 }
