@@ -35,7 +35,7 @@ CancellationScope::CancellationScope(std::function<void()> handler)
 }
 
 bool CancellationScope::await_ready() noexcept {
-  task_.remove(handler_);
+  task_.removeOrCall(handler_);
   return false;
 }
 

@@ -291,6 +291,17 @@ void TaskContext::remove(CancellationRecord& record) noexcept {
   if (record.isListed_) unlist(record);
 }
 
+// Others who are told may have ended what it is for meanwhile.
+void TaskContext::removeOrCall(CancellationHandler& handler) noexcept {
+  {
+    const UnfairLockGuard guard(lock_);
+    if (!handler.isListed_) return;
+    unlist(handler);
+    if (!isCancelled()) return;
+  }
+  handler.call();
+}
+
 void TaskContext::noteWhileCancelled(CancellationRecord& record) noexcept {
   CancellationRecord* expected = &record;
   if (!wait_.compare_exchange_strong(expected, nullptr)) return;  // who cancels has it

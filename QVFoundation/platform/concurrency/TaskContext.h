@@ -123,6 +123,9 @@ public:
   void add(CancellationRecord& record) noexcept;
   /// Afterwards it is not told any more. One that is called without the lock may just be called, see there.
   void remove(CancellationRecord& record) noexcept;
+  /// The same for one that hears of each cancellation: where whoever cancels has not come to it yet, it is
+  /// called here.
+  void removeOrCall(CancellationHandler& handler) noexcept;
   /// The same for the one record of the wait that the task is just coming to. Where it is told, `endWait`
   /// comes after.
   void beginWait(CancellationRecord& record) noexcept {
