@@ -15,6 +15,7 @@ Task<> QVOperation::runOperation() {
 }
 
 Task<> QVOperation::runInBackground() {
+  refuseIfTaken();  // the completion block is that of who has taken it
   co_await withContinuation<void>(
       [this](const Continuation<void>& waiting) {
         setCompletionBlock([waiting] { waiting.resume(); });

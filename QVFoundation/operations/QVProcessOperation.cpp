@@ -246,6 +246,7 @@ Task<> QVProcessOperation::runAsync() {
 
 Task<> QVProcessOperation::startOnGlobalQueue() {
   if (!isFinished()) {
+    refuseIfTaken();  // the completion block is that of who has taken it
     co_await withThrowingContinuation<void>(
         [this](const ThrowingContinuation<void>& waiting) {
           setCompletionBlock([waiting] { waiting.resume(); });

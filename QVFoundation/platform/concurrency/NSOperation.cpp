@@ -274,6 +274,11 @@ void NSOperation::leave() {
 
 bool NSOperation::hasStarted() const { return hasBegun_ || isExecuting() || isFinished(); }
 
+void NSOperation::refuseIfTaken() const {
+  if (hasStarted()) refuse(*this, "has been started already");
+  if (owner() != nullptr) refuse(*this, "is on a queue already");
+}
+
 bool NSOperation::hasDependents() const {
   const UnfairLockGuard guard(lock_);
   return extras_ != nullptr && !extras_->dependents.empty();

@@ -112,6 +112,9 @@ protected:
   /// For a subclass with a `start` of its own, at its beginning: raises what `start` raises. False where the
   /// operation has finished already, and there is nothing to start.
   [[nodiscard]] bool beginStart();
+  [[nodiscard]] bool hasStarted() const;
+  /// Raises where somebody has started it, or has put it on a queue.
+  void refuseIfTaken() const;
 
 private:
   friend class detail::OperationQueueCore;
@@ -135,7 +138,6 @@ private:
   /// False where it is on a queue already, or need not be on one any more.
   [[nodiscard]] bool join(detail::OperationOwner& owner);
   void leave();
-  [[nodiscard]] bool hasStarted() const;
 
   // What depends on what.
   void depend(const std::shared_ptr<NSOperation>& operation);
