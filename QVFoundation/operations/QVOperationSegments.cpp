@@ -7,6 +7,7 @@
 #include "QVFoundation/operations/QVOperationState_p.h"
 #include "QVFoundation/operations/QVProgressUtilities.h"
 #include "QVFoundation/operations/QVStopInDebugger.h"
+#include "QVFoundation/platform/concurrency/TaskCancellation.h"
 #include "QVFoundation/platform/runtime/FatalError.h"
 #include "QVFoundation/platform/runtime/NSException.h"
 #include "QVFoundation/platform/text/Format.h"
@@ -139,7 +140,8 @@ void QVOperation::refuseUnlessFree(const QVOperation* operation) const {
   if (why == nullptr && operation->superOperation() != nullptr) {
     why = " cannot run a sub-operation that another operation runs";
   }
-  if (why == nullptr && operation->isExecuting()) why = " cannot run a sub-operation that runs already";
+  if (why == nullptr && operation->hasStarted() && !operation->isFinished())
+    why = " cannot run a sub-operation that runs already";
   if (why != nullptr) throw NSException(NSInvalidArgumentException, shortDescription() + why);
 }
 
@@ -158,7 +160,8 @@ void QVOperation::runSubOperation(const std::shared_ptr<QVOperation>& operation,
 
 // Such a one has no error that would say why.
 void QVOperation::throwIfKeptFromRunning(const QVOperation& operation) {
-  if (hasToEnd() && !operation.locked(&QVOperation::resultStorage_)) throw NSError(cancellationError());
+  if ((hasToEnd() || currentTaskIsCancelled()) && !operation.locked(&QVOperation::resultStorage_))
+    throw NSError(cancellationError());
 }
 
 void QVOperation::setupSuboperation(const std::shared_ptr<QVOperation>& operation,
