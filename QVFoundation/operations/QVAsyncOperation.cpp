@@ -14,6 +14,21 @@
 
 namespace QVFoundation {
 
+namespace {
+
+/// What leaves a body, as the failure that is kept: an `NSException` as the error that it stands for.
+QVAnyResult failureToKeep(const std::exception_ptr& thrown) {
+  try {
+    std::rethrow_exception(thrown);
+  } catch (const NSException& exception) {
+    return QVAnyResult::failure(asNSError(exception));
+  } catch (...) {
+    return QVAnyResult::failure(thrown);
+  }
+}
+
+}  // namespace
+
 const NSClass& QVAsyncOperation::staticClass() {
   static const NSClass& cls = *new NSClass("QVAsyncOperation", QVOperation::staticClass());
   return cls;
@@ -53,13 +68,15 @@ Task<> QVAsyncOperation::runInOwnTask() {
 
 Task<> QVAsyncOperation::runOperation() {
   const auto self = shared_from_this();
-  if (!beginStart()) co_return;
-  {
-    const ChangeNotice executing(*this, "isExecuting");
+  const bool begins = beginStart();
+  if (begins) {
+    {
+      const ChangeNotice executing(*this, "isExecuting");
+    }
+    co_await mainAsync();
   }
-  co_await mainAsync();
   const QVAnyResult result = resultStorage();
-  noteFinished();
+  if (begins) noteFinished();
   if (!result.hasValue()) std::rethrow_exception(result.exception());
 }
 
@@ -80,7 +97,7 @@ Task<> QVAsyncOperation::mainAsync() {
   const auto result = co_await runBody().result();
   setCompletionDuration(std::chrono::steady_clock::now() - start);
   timing->endTiming(timingName());
-  if (!result) setResultStorage(QVAnyResult::failure(result.exception()));
+  if (!result) setResultStorage(failureToKeep(result.exception()));
 }
 
 Task<> QVAsyncOperation::runBody() {

@@ -78,7 +78,7 @@ public:
   /// Starts the body in a task of its own, and returns.
   void start() override;
   void startInBackground() override;
-  /// Runs the body in the task that awaits this.
+  /// Runs the body in the task that awaits this. One that has ended already only gives what it ended in.
   [[nodiscard]] Task<> runOperation() override;
   void cancel() override;
 
