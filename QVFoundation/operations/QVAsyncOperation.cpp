@@ -133,14 +133,19 @@ void QVAsyncOperation::finish(QVAnyResult result) {
 
 void QVAsyncOperation::cancel() {
   const auto self = weak_from_this().lock();
+  cancelTask();
+  QVOperation::cancel();
+  cancelTask();  // meanwhile it may have got one
+  openGate();
+}
+
+void QVAsyncOperation::cancelTask() const {
   std::optional<TaskHandle<void>> task;
   {
     const UnfairLockGuard guard(gateLock_);
     task = task_;
   }
   if (task) task->cancel();
-  QVOperation::cancel();
-  openGate();
 }
 
 Task<> QVAsyncOperation::checkForCancellationAsync() {
@@ -244,13 +249,19 @@ Task<> QVAsyncOperation::runSubOperationAsync(std::shared_ptr<QVOperation> opera
 
 Task<> QVAsyncOperation::executeSubOperationAsync(std::shared_ptr<QVOperation> operation) {
   if (operation->isFinished()) co_return;
+  // The task may be that of somebody who runs this operation, which is not cancelled itself then.
+  co_await withTaskCancellationHandler([&operation] { return untilEnded(operation); },
+                                       [&operation] { operation->cancel(); });
+}
+
+Task<> QVAsyncOperation::untilEnded(std::shared_ptr<QVOperation> started) {
   co_await withContinuation<void>(
-      [&operation](const Continuation<void>& waiting) {
-        operation->setCompletionBlock([waiting] { waiting.resume(); });
+      [&started](const Continuation<void>& waiting) {
+        started->setCompletionBlock([waiting] { waiting.resume(); });
         try {
-          operation->start();
+          started->start();
         } catch (...) {
-          operation->setCompletionBlock({});
+          started->setCompletionBlock({});
           throw;
         }
       },

@@ -125,9 +125,11 @@ private:
   static Task<> close(std::weak_ptr<QVAsyncOperation> weak, std::uint64_t turn);
   Task<> takePermit(std::uint64_t turn);
   void openGate();
+  void cancelTask() const;
 
   Task<> runSubOperationAsync(std::shared_ptr<QVOperation> operation, std::int64_t unitCount);
   Task<> executeSubOperationAsync(std::shared_ptr<QVOperation> operation);
+  static Task<> untilEnded(std::shared_ptr<QVOperation> started);
 
   std::atomic<bool> hasTask_{false};
   std::atomic<bool> isFinished_{false};
