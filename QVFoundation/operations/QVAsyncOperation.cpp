@@ -167,14 +167,16 @@ void QVAsyncOperation::applyPause(bool pauses) {
   } else {
     openGate();
     pauseOrResumeParts(false);
-    setIsPausedOnMain(false);
+    tellResumption();
   }
 }
 
-void QVAsyncOperation::setIsPausedOnMain(bool isPaused) {
-  DispatchQueue::main()->async([weak = weakSelf(), isPaused] {
-    if (const auto self = weak.lock(); self != nullptr && self->isPaused() != isPaused)
-      self->setIsPaused(isPaused);
+/// Unless somebody pauses it again, whose step may be on its way to the main thread already.
+void QVAsyncOperation::tellResumption() {
+  const UnfairLockGuard guard(gateLock_);
+  if (gate_ != Gate::open) return;
+  DispatchQueue::main()->async([weak = weakSelf()] {
+    if (const auto self = weak.lock(); self != nullptr && self->isPaused()) self->setIsPaused(false);
   });
 }
 
@@ -222,12 +224,17 @@ void QVAsyncOperation::openGate() {
 }
 
 Task<> QVAsyncOperation::pauseAsync() {
+  checkTaskCancellation();
   const auto closing = beginClosing();
+  bool isUndone = false;
   co_await withTaskCancellationHandler([closing]() -> Task<> { co_await closing; },
-                                       [this, closing] {
+                                       [this, closing, &isUndone] {
+                                         isUndone = true;
                                          closing.cancel();
                                          openGate();
+                                         spreadPause();  // others may have asked for a pause
                                        });
+  if (isUndone) throw CancellationError();
 }
 
 // Parts

@@ -120,7 +120,7 @@ private:
 
   void applyPause(bool pauses) override;
   void setGate() override {}
-  void setIsPausedOnMain(bool isPaused);
+  void tellResumption();
   [[nodiscard]] TaskHandle<void> beginClosing();
   static Task<> close(std::weak_ptr<QVAsyncOperation> weak, std::uint64_t turn);
   Task<> takePermit(std::uint64_t turn);
