@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <exception>
 #include <iterator>
-#include <optional>
+#include <utility>
 
 #include "QVFoundation/platform/application/LocalizedText_p.h"
 #include "QVFoundation/platform/application/NSNotificationCenter.h"
@@ -24,14 +24,19 @@ struct NSUndoManager::Action {
 
 struct NSUndoManager::Group {
   std::vector<Action> actions;  // in the order in which they were registered
-  std::optional<std::string> name = {};
+  std::string name = {};
 
-  void remove(const std::shared_ptr<const void>& target) {
-    std::erase_if(actions, [&](const Action& action) { return action.isFor(target); });
+  /// Whether undoing it does anything.
+  [[nodiscard]] bool hasTargets() const {
+    return std::ranges::any_of(actions, [](const Action& action) { return !action.target.expired(); });
   }
-  void append(Group&& inner) {
-    std::move(inner.actions.begin(), inner.actions.end(), std::back_inserter(actions));
-    if (inner.name) name = std::move(inner.name);
+  void moveActionsTo(std::vector<Action>& others) {
+    std::ranges::move(std::exchange(actions, {}), std::back_inserter(others));
+  }
+  void moveActionsTo(std::vector<Action>& others, const std::shared_ptr<const void>& target) {
+    std::vector<Action> rest;
+    for (Action& action : actions) (action.isFor(target) ? others : rest).push_back(std::move(action));
+    actions = std::move(rest);
   }
 };
 
@@ -39,9 +44,17 @@ namespace {
 
 [[noreturn]] void refuse(const std::string& why) { throw NSException(NSInternalInconsistencyException, why); }
 
+/// Null where there is none.
+template <class Stack>
+auto* lastWithTargets(Stack& stack) {
+  const auto found = std::ranges::find_if(stack.rbegin(), stack.rend(), &Stack::value_type::hasTargets);
+  return found != stack.rend() ? &*found : nullptr;
+}
+
 template <class Stack>
 std::string nameOfLast(const Stack& stack) {
-  return stack.empty() ? std::string() : stack.back().name.value_or("");
+  const auto* const last = lastWithTargets(stack);
+  return last != nullptr ? last->name : std::string();
 }
 
 std::string titleOf(std::string_view plain, std::string_view withName, const std::string& name) {
@@ -63,78 +76,74 @@ NSUndoManager::~NSUndoManager() = default;
 void NSUndoManager::registerAction(const std::shared_ptr<void>& target, std::function<void(void*)> handler) {
   if (target == nullptr) throw NSException(NSInvalidArgumentException, "An undo action needs a target");
   if (!isUndoRegistrationEnabled()) return;
-  if (open_.empty()) {
-    if (!groupsByEvent_) refuse("There is no undo group to register an action in");
-    openGroupOfEvent();
-  }
-  if (mode_ == Mode::resting) redo_.clear();
+  if (open_.empty() && groupsByEvent_) openGroupOfEvent();
+  if (open_.empty()) refuse("There is no undo group to register an action in");
+  Stack gone;
+  if (mode_ == Mode::resting) gone.swap(redo_);
   open_.back().actions.push_back({target, std::move(handler)});
 }
 
+// What actions hold may call back when it is let go, so that is the last step of all that removes some.
+
 void NSUndoManager::removeAllActions() {
-  undo_.clear();
-  redo_.clear();
-  for (Group& group : open_) group.actions.clear();
-  if (running_ != nullptr) running_->actions.clear();
+  const Stack gone[] = {std::exchange(undo_, {}), std::exchange(redo_, {})};
+  std::vector<Action> others;
+  for (Group& group : open_) group.moveActionsTo(others);
+  if (running_ != nullptr) running_->moveActionsTo(others);
 }
 
 void NSUndoManager::removeAllActions(const std::shared_ptr<const void>& withTarget) {
+  std::vector<Action> gone;
   for (Stack* const stack : {&undo_, &redo_}) {
-    for (Group& group : *stack) group.remove(withTarget);
+    for (Group& group : *stack) group.moveActionsTo(gone, withTarget);
     std::erase_if(*stack, [](const Group& group) { return group.actions.empty(); });
   }
-  for (Group& group : open_) group.remove(withTarget);
-  if (running_ != nullptr) running_->remove(withTarget);
+  for (Group& group : open_) group.moveActionsTo(gone, withTarget);
+  if (running_ != nullptr) running_->moveActionsTo(gone, withTarget);
 }
 
 // Undoing
 
 void NSUndoManager::undo() {
-  requireRest("undo");
-  closeGroupOfEvent();
-  if (!open_.empty()) refuse("undo was called with an undo group open");
-  undoNestedGroup();
+  prepareFor("undo");
+  perform(Mode::undoing);
 }
 
 void NSUndoManager::undoNestedGroup() {
   requireRest("undoNestedGroup");
   post(NSUndoManagerCheckpointNotification);
-  if (!open_.empty()) {
-    Group& last = open_.back();
-    if (last.actions.empty()) return;
-    Group group{.actions = std::exchange(last.actions, {}), .name = last.name};
-    return perform(Mode::undoing, std::move(group));
-  }
-  if (undo_.empty()) return;
-  Group group = std::move(undo_.back());
-  undo_.pop_back();
-  perform(Mode::undoing, std::move(group));
+  perform(Mode::undoing);
 }
 
 void NSUndoManager::redo() {
-  requireRest("redo");
-  closeGroupOfEvent();
-  if (!open_.empty()) refuse("redo was called with an undo group open");
-  post(NSUndoManagerCheckpointNotification);
-  if (redo_.empty()) return;
-  Group group = std::move(redo_.back());
-  redo_.pop_back();
-  perform(Mode::redoing, std::move(group));
+  prepareFor("redo");
+  perform(Mode::redoing);
 }
 
-void NSUndoManager::requireRest(const char* what) {
+void NSUndoManager::requireRest(const char* what) const {
   if (mode_ == Mode::resting) return;
   refuse(std::string(what) + " was called by an action that is just undone or redone");
 }
 
+// The checkpoint comes first: it is where others end the groups that they have open.
+void NSUndoManager::prepareFor(const char* what) {
+  requireRest(what);
+  post(NSUndoManagerCheckpointNotification);
+  closeGroupOfEvent();
+  if (!open_.empty()) refuse(std::string(what) + " was called with an undo group open");
+}
+
 // What the actions register makes one group on the other side, under the same name.
-void NSUndoManager::perform(Mode mode, Group group) {
-  const auto self = shared_from_this();  // an action may let go of it
+void NSUndoManager::perform(Mode mode) {
   const bool undoes = mode == Mode::undoing;
+  const Group* const next =
+      undoes && !open_.empty() ? &open_.back() : lastWithTargets(undoes ? undo_ : redo_);
+  if (next == nullptr || next->actions.empty()) return;
+  const auto self = shared_from_this();  // an action may let go of it
   post(undoes ? NSUndoManagerWillUndoChangeNotification : NSUndoManagerWillRedoChangeNotification);
-  auto enclosing = std::exchange(open_, {});
-  const GroupOfEvent groupOfEvent = std::exchange(groupOfEvent_, GroupOfEvent::none);
+  outer_ = open_.size();
   mode_ = mode;
+  Group group = takeGroup();
   running_ = &group;
   openGroup();
   open_.back().name = group.name;
@@ -144,16 +153,40 @@ void NSUndoManager::perform(Mode mode, Group group) {
   } catch (...) {
     failure = std::current_exception();
   }
-  while (!open_.empty()) closeGroup();
+  while (open_.size() > outer_) closeGroup();
   running_ = nullptr;
+  if (!group.actions.empty()) putBack(std::move(group));
   mode_ = Mode::resting;
-  open_ = std::move(enclosing);
-  groupOfEvent_ = groupOfEvent;
-  if (failure) {
-    if (!group.actions.empty()) (undoes ? undo_ : redo_).push_back(std::move(group));
-    std::rethrow_exception(failure);
-  }
+  outer_ = 0;
+  if (groupOfEvent_ == GroupOfEvent::due) closeGroupOfEvent();
   post(undoes ? NSUndoManagerDidUndoChangeNotification : NSUndoManagerDidRedoChangeNotification);
+  if (failure) std::rethrow_exception(failure);
+}
+
+// What is undone next: what the innermost open group has, which stays open, or the last one with targets.
+NSUndoManager::Group NSUndoManager::takeGroup() {
+  if (mode_ == Mode::undoing && !open_.empty()) {
+    Group& last = open_.back();
+    return {.actions = std::exchange(last.actions, {}), .name = open_.front().name};
+  }
+  Stack& stack = mode_ == Mode::undoing ? undo_ : redo_;
+  Stack gone;
+  while (!stack.empty()) {
+    Group group = std::move(stack.back());
+    stack.pop_back();
+    if (group.hasTargets()) return group;
+    gone.push_back(std::move(group));
+  }
+  return {};
+}
+
+void NSUndoManager::putBack(Group group) {
+  if (mode_ == Mode::undoing && !open_.empty()) {
+    open_.back().moveActionsTo(group.actions);
+    open_.back().actions = std::move(group.actions);
+  } else {
+    (mode_ == Mode::undoing ? undo_ : redo_).push_back(std::move(group));
+  }
 }
 
 // The last one first. One that throws stays, with those before it.
@@ -170,12 +203,12 @@ void NSUndoManager::runActions(Group& group) {
   }
 }
 
-bool NSUndoManager::canUndo() const {
-  if (!undo_.empty()) return true;
-  return std::any_of(open_.begin(), open_.end(), [](const Group& group) { return !group.actions.empty(); });
+bool NSUndoManager::hasOpenActions() const {
+  return mode_ == Mode::resting && std::ranges::any_of(open_, &Group::hasTargets);
 }
 
-bool NSUndoManager::canRedo() const { return !redo_.empty(); }
+bool NSUndoManager::canUndo() const { return hasOpenActions() || lastWithTargets(undo_) != nullptr; }
+bool NSUndoManager::canRedo() const { return lastWithTargets(redo_) != nullptr; }
 
 // Groups
 
@@ -187,14 +220,20 @@ void NSUndoManager::beginUndoGrouping() {
 }
 
 void NSUndoManager::openGroupOfEvent() {
-  openGroup();
+  if (!awaitsEndOfEvent_) {
+    detail::atEndOfMainQueueDrain([weak = weak_from_this()] {
+      if (const auto self = std::static_pointer_cast<NSUndoManager>(weak.lock())) self->endEvent();
+    });
+  }
+  awaitsEndOfEvent_ = true;
   groupOfEvent_ = GroupOfEvent::open;
-  detail::atEndOfMainQueueDrain([weak = weak_from_this()] {
-    const auto self = std::static_pointer_cast<NSUndoManager>(weak.lock());
-    if (self == nullptr || self->groupOfEvent_ == GroupOfEvent::none) return;
-    self->groupOfEvent_ = GroupOfEvent::due;
-    self->closeGroupOfEvent();
-  });
+  openGroup();
+}
+
+void NSUndoManager::endEvent() {
+  awaitsEndOfEvent_ = false;
+  if (groupOfEvent_ != GroupOfEvent::none) groupOfEvent_ = GroupOfEvent::due;
+  closeGroupOfEvent();
 }
 
 void NSUndoManager::openGroup() {
@@ -206,7 +245,7 @@ void NSUndoManager::openGroup() {
 void NSUndoManager::endUndoGrouping() {
   // The outermost while it undoes or redoes is its own.
   const std::size_t own = mode_ == Mode::resting ? 0 : 1;
-  if (open_.size() <= own) refuse("endUndoGrouping was called without an undo group open");
+  if (open_.size() <= outer_ + own) refuse("endUndoGrouping was called without an undo group open");
   closeGroup();
   if (groupOfEvent_ == GroupOfEvent::due) closeGroupOfEvent();
 }
@@ -214,33 +253,35 @@ void NSUndoManager::endUndoGrouping() {
 void NSUndoManager::closeGroup() {
   post(NSUndoManagerCheckpointNotification);
   post(NSUndoManagerWillCloseUndoGroupNotification);
+  if (open_.size() <= outer_) return;  // an observer has closed it
   Group group = std::move(open_.back());
   open_.pop_back();
   if (open_.empty()) groupOfEvent_ = GroupOfEvent::none;
-  if (!group.actions.empty()) {
-    if (!open_.empty()) {
-      open_.back().append(std::move(group));
-    } else {
-      Stack& stack = receivingStack();
-      stack.push_back(std::move(group));
-      trim(stack);
-    }
+  Stack gone;
+  if (open_.size() > outer_) {
+    group.moveActionsTo(open_.back().actions);
+  } else if (!group.actions.empty()) {
+    Stack& stack = mode_ == Mode::undoing ? redo_ : undo_;
+    stack.push_back(std::move(group));
+    trim(stack, gone);
   }
   post(NSUndoManagerDidCloseUndoGroupNotification);
 }
 
 void NSUndoManager::closeGroupOfEvent() {
-  if (groupOfEvent_ != GroupOfEvent::none && open_.size() == 1) closeGroup();
+  if (groupOfEvent_ != GroupOfEvent::none && mode_ == Mode::resting && open_.size() == 1) closeGroup();
 }
 
 void NSUndoManager::setLevelsOfUndo(std::size_t levels) {
   levelsOfUndo_ = levels;
-  trim(undo_);
-  trim(redo_);
+  Stack gone;
+  trim(undo_, gone);
+  trim(redo_, gone);
 }
 
-void NSUndoManager::trim(Stack& stack) const {
-  while (levelsOfUndo_ > 0 && stack.size() > levelsOfUndo_) stack.pop_front();
+void NSUndoManager::trim(Stack& stack, Stack& gone) const {
+  for (; levelsOfUndo_ > 0 && stack.size() > levelsOfUndo_; stack.pop_front())
+    gone.push_back(std::move(stack.front()));
 }
 
 void NSUndoManager::enableUndoRegistration() {
@@ -251,18 +292,13 @@ void NSUndoManager::enableUndoRegistration() {
 // Names
 
 void NSUndoManager::setActionName(std::string name) {
-  Group* group = nullptr;
-  if (!open_.empty()) {
-    group = &open_.front();
-  } else if (!undo_.empty()) {
-    group = &undo_.back();
-  }
+  if (!isUndoRegistrationEnabled()) return;
+  Group* const group = open_.size() > outer_ ? &open_[outer_] : lastWithTargets(undo_);
   if (group != nullptr) group->name = std::move(name);
 }
 
 std::string NSUndoManager::undoActionName() const {
-  if (mode_ == Mode::resting && !open_.empty() && open_.front().name) return *open_.front().name;
-  return nameOfLast(undo_);
+  return hasOpenActions() ? open_.front().name : nameOfLast(undo_);
 }
 std::string NSUndoManager::redoActionName() const { return nameOfLast(redo_); }
 

@@ -38,7 +38,11 @@ namespace QVFoundation {
 /// | `endUndoGrouping` | raises | closes the innermost | closes the innermost that the actions have opened | likewise |
 ///
 /// "Raises" is an `NSInternalInconsistencyException`. A group without actions leaves no trace when it is
-/// closed.
+/// closed, and one whose targets have all gone is passed over. Where there is nothing to take back, `undo`
+/// does nothing.
+///
+/// Notifications come in pairs, also when an action throws. The checkpoint comes before groups are opened
+/// within others, closed, undone and redone: who puts off registering something does it then.
 ///
 /// Threads: used on one thread, the main thread wherever groups are made by event.
 /// Ownership: keeps actions with all they hold, but not their targets; what was registered for one that is
@@ -104,7 +108,8 @@ public:
 
   // Names for menus, in the user's language
 
-  /// Of the group that is open, else of that which is undone next.
+  /// Of the outermost group that is open, else of that which is undone next. Ignored where nothing is
+  /// registered.
   void setActionName(std::string name);
   /// Empty where there is none.
   [[nodiscard]] std::string undoActionName() const;
@@ -126,24 +131,30 @@ private:
   void registerAction(const std::shared_ptr<void>& target, std::function<void(void*)> handler);
   void openGroup();
   void openGroupOfEvent();
+  void endEvent();
   void closeGroup();
   void closeGroupOfEvent();
-  void requireRest(const char* what);
-  void perform(Mode mode, Group group);
-  void runActions(Group& group);
-  [[nodiscard]] Stack& receivingStack() noexcept { return mode_ == Mode::undoing ? redo_ : undo_; }
-  void trim(Stack& stack) const;
+  void requireRest(const char* what) const;
+  void prepareFor(const char* what);
+  void perform(Mode mode);
+  [[nodiscard]] Group takeGroup();
+  void putBack(Group group);
+  static void runActions(Group& group);
+  [[nodiscard]] bool hasOpenActions() const;
+  void trim(Stack& stack, Stack& gone) const;
   void post(std::string_view name);
 
   Mode mode_ = Mode::resting;
   bool groupsByEvent_ = true;
+  bool awaitsEndOfEvent_ = false;
   GroupOfEvent groupOfEvent_ = GroupOfEvent::none;  // the outermost of those that are open
   std::size_t levelsOfUndo_ = 0;
   unsigned disabled_ = 0;
   Stack undo_;
   Stack redo_;
   std::vector<Group> open_;   // the innermost last
-  Group* running_ = nullptr;  // what is undone or redone
+  std::size_t outer_ = 0;     // of these, how many were open before the undo or redo that is under way
+  Group* running_ = nullptr;  // what that has still to do
 };
 
 // Posted with the undo manager as their object.

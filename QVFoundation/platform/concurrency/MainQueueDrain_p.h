@@ -1,5 +1,6 @@
 #pragma once
 
+#include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/concurrency/Work.h"
 
 namespace QVFoundation::detail {
@@ -9,6 +10,6 @@ namespace QVFoundation::detail {
 /// those of `runMainQueue` stand on their own.
 ///
 /// Threads: any; the work runs on the main thread.
-void atEndOfMainQueueDrain(Work work);
+QV_TEST_EXPORT void atEndOfMainQueueDrain(Work work);
 
 }  // namespace QVFoundation::detail

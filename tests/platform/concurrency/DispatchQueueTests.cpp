@@ -17,6 +17,7 @@
 #include <gmock/gmock.h>
 
 #include "QVFoundation/platform/concurrency/MainQueue.h"
+#include "QVFoundation/platform/concurrency/MainQueueDrain_p.h"
 #include "QVFoundation/platform/concurrency/NSCondition.h"
 #include "QVFoundation/platform/concurrency/ThreadPool_p.h"
 #include "QVFoundation/platform/concurrency/WorkList_p.h"
@@ -344,6 +345,42 @@ TEST(MainQueue, countsAStopForOneRunWhoeverComesToIt) {
   });
   runMainQueue();
   EXPECT_THAT(order, ElementsAre(1, 2, 4, 3));
+}
+
+TEST(MainQueue, runsWhatIsForTheEndOfADrainBeforeTheNextBlock) {
+  std::vector<int> order;
+  const auto add = [&](int number) { return [&order, number] { order.push_back(number); }; };
+  DispatchQueue& queue = *DispatchQueue::main();
+  queue.async([&] {
+    detail::atEndOfMainQueueDrain([&] {
+      order.push_back(3);
+      detail::atEndOfMainQueueDrain(add(6));  // of the next one
+    });
+    queue.async(add(1));
+    drainMainQueue();  // a part of this one
+    queue.async(add(4));
+    order.push_back(2);
+  });
+  drainMainQueue();
+  EXPECT_THAT(order, ElementsAre(1, 2, 3));
+  queue.async(add(5));
+  drainMainQueue();
+  EXPECT_THAT(order, ElementsAre(1, 2, 3, 4, 5, 6));
+
+  order.clear();
+  detail::atEndOfMainQueueDrain(add(2));  // outside of any: has one come
+  EXPECT_TRUE(isReadable(mainQueueFileDescriptor()));
+  queue.async([&] {
+    order.push_back(1);
+    stopMainQueue();
+    runMainQueue();  // its drains are their own
+    order.push_back(3);
+    std::jthread([&] { detail::atEndOfMainQueueDrain(add(4)); }).join();
+  });
+  drainMainQueue();
+  EXPECT_THAT(order, ElementsAre(1, 2, 3));
+  drainMainQueue();
+  EXPECT_THAT(order, ElementsAre(1, 2, 3, 4));
 }
 
 TEST(DispatchQueueDeathTest, throwsWhereThereIsNoDescriptorForTheMainQueue) {
