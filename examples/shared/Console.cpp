@@ -27,15 +27,16 @@ sigset_t wantedSignals() {
 
 }  // namespace
 
-Console::Console() : taken_(wantedSignals()), signals_(signalfd(-1, &taken_, SFD_CLOEXEC | SFD_NONBLOCK)) {
+Console::Console(Keys::Source source)
+    : source_(source), taken_(wantedSignals()), signals_(signalfd(-1, &taken_, SFD_CLOEXEC | SFD_NONBLOCK)) {
   pthread_sigmask(SIG_BLOCK, &taken_, nullptr);
-  keys_.emplace(Keys::ControlC::interrupts);
+  readKeys();
 }
 
 Console::~Console() { ::close(signals_); }
 
 Console::Input Console::wait() {
-  if (!hasKeys()) keys_.emplace(Keys::ControlC::interrupts);  // it may have come to the foreground
+  if (!hasKeys() && !hasInputEnded_) readKeys();  // it may have come to the foreground
   pollfd watched[] = {{hasKeys() ? STDIN_FILENO : -1, POLLIN, 0},
                       {signals_, POLLIN, 0},
                       {QVFoundation::mainQueueFileDescriptor(), POLLIN, 0}};
@@ -45,8 +46,11 @@ Console::Input Console::wait() {
   if (watched[0].revents == 0 || !hasKeys()) return {};
   const auto key = keys_->next();
   if (!key) keys_.reset();
-  return {.key = key.value_or(0), .terminalHasGone = !key};
+  hasInputEnded_ = !key && isatty(STDIN_FILENO) == 0;
+  return {.key = key.value_or(0), .inputHasEnded = !key};
 }
+
+void Console::readKeys() { keys_.emplace(Keys::ControlC::interrupts, source_); }
 
 /// Stops and goes on with the shell's wishes, which are nobody else's business.
 int Console::nextSignal() {
@@ -73,7 +77,7 @@ std::size_t Console::choose(const std::vector<std::string>& choices) {
   for (;;) {
     const Input input = wait();
     const auto index = static_cast<std::size_t>(input.key - '1');
-    if (input.signal != 0 || input.terminalHasGone) return choices.size() - 1;
+    if (input.signal != 0 || input.inputHasEnded) return choices.size() - 1;
     if (input.key >= '1' && index < choices.size()) return index;
   }
 }

@@ -16,7 +16,7 @@ namespace example {
 /// Ownership: the terminal is given back as it was found, also while the program is stopped by Ctrl-Z.
 class Console {
 public:
-  Console();
+  explicit Console(Keys::Source source = Keys::Source::terminal);
   Console(const Console&) = delete;
   Console& operator=(const Console&) = delete;
   ~Console();
@@ -25,7 +25,7 @@ public:
   struct Input {
     char key = 0;
     int signal = 0;
-    bool terminalHasGone = false;
+    bool inputHasEnded = false;  ///< which is told once
   };
   /// Waits for something, and runs what the main queue has.
   [[nodiscard]] Input wait();
@@ -33,17 +33,20 @@ public:
   /// Whether somebody sees a question and can answer it.
   [[nodiscard]] bool canAsk() const noexcept;
   /// Shows a list of choices, and waits for one to be chosen by its number; the last one where a signal asks
-  /// to end, or the terminal has gone. Stopping meanwhile chooses nothing.
+  /// to end, or the input has ended. Stopping meanwhile chooses nothing.
   [[nodiscard]] std::size_t choose(const std::vector<std::string>& choices);
   /// Ends the program on the spot, as that signal does.
   [[noreturn]] void endBy(int signal);
 
 private:
+  void readKeys();
   [[nodiscard]] int nextSignal();
 
+  const Keys::Source source_;
   sigset_t taken_{};
   const int signals_;
   std::optional<Keys> keys_;
+  bool hasInputEnded_ = false;
 };
 
 }  // namespace example

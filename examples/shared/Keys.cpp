@@ -4,7 +4,8 @@
 
 namespace example {
 
-Keys::Keys(ControlC controlC) {
+Keys::Keys(ControlC controlC, Source source)
+    : isOtherInput_(source == Source::anyInput && isatty(STDIN_FILENO) == 0) {
   // One that runs in the background would be stopped for touching the terminal.
   termios settings{};
   if (tcgetpgrp(STDIN_FILENO) != getpgrp() || tcgetattr(STDIN_FILENO, &settings) != 0) return;

@@ -5,7 +5,8 @@
 
 namespace example {
 
-/// Keys as they are pressed, where standard input is a terminal that this process may read from; else none.
+/// Keys as they are pressed, where standard input is a terminal that this process may read from. Where it is
+/// none, there are no keys, or, if wanted, what is written to it.
 ///
 /// Threads: the main thread.
 /// Ownership: the terminal is given back as it was found.
@@ -13,17 +14,20 @@ class Keys {
 public:
   enum class ControlC { isAKey, interrupts };
 
-  explicit Keys(ControlC controlC);
+  enum class Source { terminal, anyInput };
+
+  explicit Keys(ControlC controlC, Source source = Source::terminal);
   Keys(const Keys&) = delete;
   Keys& operator=(const Keys&) = delete;
   ~Keys();
 
-  [[nodiscard]] bool areRead() const noexcept { return before_.has_value(); }
-  /// The next one that waits.
+  [[nodiscard]] bool areRead() const noexcept { return before_ || isOtherInput_; }
+  /// The next one that waits; nothing at the end of what is no terminal.
   [[nodiscard]] std::optional<char> next() const;
 
 private:
   std::optional<termios> before_;
+  const bool isOtherInput_;
 };
 
 }  // namespace example
