@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "QVFoundation/platform/concurrency/CancellationError.h"
+#include "QVFoundation/platform/concurrency/StepPoint_p.h"
 #include "QVFoundation/platform/concurrency/TaskContext.h"
 #include "QVFoundation/platform/runtime/FatalError.h"
 #include "QVFoundation/platform/text/Format.h"
@@ -61,6 +62,7 @@ void QVAsyncSemaphore::unlist(Wait& wait) noexcept {
 bool QVAsyncSemaphore::signal() {
   std::int64_t newValue = 0;
   Wait* wait = nullptr;
+  detail::stepPoint("signals");
   {
     const UnfairLockGuard guard(lock_);
     newValue = count(+1);
@@ -71,8 +73,10 @@ bool QVAsyncSemaphore::signal() {
     }
   }
   trace(Operation::signal, newValue);
-  if (wait != nullptr) wait->coroutine_->context().resume(*wait->coroutine_);
-  return wait != nullptr;
+  if (wait == nullptr) return false;
+  detail::stepPoint("wakes");
+  wait->coroutine_->context().resume(*wait->coroutine_);
+  return true;
 }
 
 QVAsyncSemaphore::Wait::~Wait() = default;
@@ -82,11 +86,15 @@ QVAsyncSemaphore::Wait::~Wait() = default;
 bool QVAsyncSemaphore::Wait::await_suspend(detail::TaskPromise& caller) {
   coroutine_ = &caller;
   for (;;) {
+    detail::stepPoint("looks for a permit");
     if (endsWhenCancelled_ && !isTold_ && semaphore_.value() <= 0) {
       isTold_ = true;
       caller.context().beginWait(*this);
     }
-    if (const auto sleeps = enter()) return *sleeps;
+    detail::stepPoint("takes a permit");
+    const auto sleeps = enter();
+    detail::stepPoint("goes on, or sleeps");
+    if (sleeps) return *sleeps;
   }
 }
 

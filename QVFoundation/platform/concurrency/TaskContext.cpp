@@ -8,6 +8,7 @@
 #include "QVFoundation/platform/concurrency/CurrentTask_p.h"
 #include "QVFoundation/platform/concurrency/DispatchQueue.h"
 #include "QVFoundation/platform/concurrency/MainQueue.h"
+#include "QVFoundation/platform/concurrency/StepPoint_p.h"
 #include "QVFoundation/platform/concurrency/TaskGroupCore.h"
 #include "QVFoundation/platform/concurrency/TaskPromise.h"
 #include "QVFoundation/platform/concurrency/TaskState.h"
@@ -217,6 +218,7 @@ TaskPromise* TaskContext::end(const DispatchQueue& queue) noexcept {
 
 void TaskContext::cancel() noexcept {
   TaskContext* list = nullptr;
+  stepPoint("marks the task as cancelled");
   claim(list);
   tell(list);
 }
@@ -231,6 +233,7 @@ void TaskContext::tell(TaskContext* list) noexcept {
   while (list != nullptr) {
     TaskContext& task = *std::exchange(list, list->nextClaimed_);
     CancellationOutcome outcome;
+    stepPoint("tells of the cancellation");
     while (task.noteCancellation(outcome)) task.carryOut(outcome, list);
     if (std::stop_source* const stopSource = task.existingStopSource()) stopSource->request_stop();
     task.release();
@@ -250,7 +253,10 @@ bool TaskContext::noteCancellation(CancellationOutcome& outcome) noexcept {
 }
 
 void TaskContext::carryOut(const CancellationOutcome& outcome, TaskContext*& list) noexcept {
-  if (outcome.woken != nullptr) outcome.woken->context().resume(*outcome.woken);
+  if (outcome.woken != nullptr) {
+    stepPoint("wakes");
+    outcome.woken->context().resume(*outcome.woken);
+  }
   for (TaskContext* claimed = outcome.claimed; claimed != nullptr;) {
     TaskContext& task = *std::exchange(claimed, claimed->nextClaimed_);
     task.nextClaimed_ = std::exchange(list, &task);
@@ -302,15 +308,25 @@ void TaskContext::removeOrCall(CancellationHandler& handler) noexcept {
   handler.call();
 }
 
-void TaskContext::noteWhileCancelled(CancellationRecord& record) noexcept {
+void TaskContext::beginWait(CancellationRecord& record) noexcept {
+  stepPoint("begins a wait");
+  wait_.store(&record);
+  stepPoint("looks for a cancellation");
+  if (!isCancelled_.load()) return;
   CancellationRecord* expected = &record;
   if (!wait_.compare_exchange_strong(expected, nullptr)) return;  // who cancels has it
+  stepPoint("hears of the cancellation");
   TaskContext* list = nullptr;
   carryOut(record.noteCancellation(), list);
   tell(list);
 }
 
-void TaskContext::awaitTelling() noexcept { const UnfairLockGuard guard(lock_); }
+void TaskContext::endWait(CancellationRecord& record) noexcept {
+  stepPoint("ends a wait");
+  CancellationRecord* expected = &record;
+  if (wait_.compare_exchange_strong(expected, nullptr)) return;
+  const UnfairLockGuard guard(lock_);  // until it has been told
+}
 
 void TaskContext::unlist(CancellationRecord& record) noexcept {
   record.isListed_ = false;

@@ -128,15 +128,8 @@ public:
   void removeOrCall(CancellationHandler& handler) noexcept;
   /// The same for the one record of the wait that the task is just coming to. Where it is told, `endWait`
   /// comes after.
-  void beginWait(CancellationRecord& record) noexcept {
-    wait_.store(&record);
-    if (isCancelled_.load()) [[unlikely]]
-      noteWhileCancelled(record);
-  }
-  void endWait(CancellationRecord& record) noexcept {
-    CancellationRecord* expected = &record;
-    if (!wait_.compare_exchange_strong(expected, nullptr)) awaitTelling();
-  }
+  void beginWait(CancellationRecord& record) noexcept;
+  void endWait(CancellationRecord& record) noexcept;
   /// False where it is not called at this moment; else resumes the wait once it has been.
   [[nodiscard]] bool resumeAfterCall(CancellationHandler& handler, TaskSuspension& wait) noexcept;
   [[nodiscard]] std::stop_token stopToken();
@@ -203,8 +196,6 @@ private:
   void carryOut(const CancellationOutcome& outcome, TaskContext*& list) noexcept;
   void unlist(CancellationRecord& record) noexcept QV_REQUIRES(lock_);
   [[nodiscard]] std::stop_source* existingStopSource();
-  void noteWhileCancelled(CancellationRecord& record) noexcept;
-  void awaitTelling() noexcept;
 
   std::atomic<unsigned> references_{1};
   std::atomic<bool> isCancelled_{false};
