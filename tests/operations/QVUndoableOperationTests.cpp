@@ -54,7 +54,7 @@ protected:
   void add(int number, std::function<void(QVUndoableOperation&)> handler = {}) {
     perform(std::make_shared<Addition>(sum, number), manager, target, "Add", std::move(handler));
   }
-  int valueAfterEnds(int count) {
+  int valueAfterEnds(int count) const {
     testing::runMainQueueUntil([&] { return sum.ended == count; });
     return sum.value;
   }

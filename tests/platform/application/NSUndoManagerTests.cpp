@@ -173,7 +173,7 @@ TEST_F(UndoManager, letsGoOfWhatCallsBackAndOfItself) {
   }
   const std::weak_ptr watch = manager;
   manager->registerUndo(page, [&] { manager.reset(); });
-  manager.get()->undo();
+  manager->undo();
   EXPECT_TRUE(watch.expired());
 }
 
