@@ -61,6 +61,10 @@ TYPED_TEST(TaskSleep, doesNotWaitForWhatIsOver) {
     queue->runWaiting();
     EXPECT_TRUE(task.hasEnded());
     task.wait();
+    const TaskHandle cancelled = startTask({.queue = queue}, this->until(time));
+    cancelled.cancel();
+    queue->runWaiting();
+    EXPECT_THROW(cancelled.wait(), CancellationError);
   }
 }
 

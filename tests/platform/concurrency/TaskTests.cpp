@@ -133,7 +133,7 @@ TEST(Task, takesNoStackHoweverDeepAndOftenItAwaits) {
 TEST(Task, hasLetGoOfAllWhenItIsSaidToHaveEnded) {
   const auto held = std::make_shared<int>(1);
   const auto body = [held]() -> Task<> {
-    const std::shared_ptr<int> local = held;
+    const std::vector<std::shared_ptr<int>> local(1, held);
     co_await given(local);
     throw Refusal(1);
   };
