@@ -137,6 +137,7 @@ void TaskContext::start() {
   try {
     queue_->async([this] { run(this, nullptr); });
   } catch (...) {
+    stopLink_.reset();  // which might still cancel what is just destroyed
     release();
     throw;
   }
