@@ -12,9 +12,12 @@
 #include <gtest/gtest.h>
 
 #include "QVFoundation/errors/QVErrorConstructors.h"
+#include "QVFoundation/operations/QVAsyncOperation.h"
 #include "QVFoundation/operations/QVOperation.h"
+#include "QVFoundation/platform/concurrency/DispatchQueue.h"
 #include "QVFoundation/platform/concurrency/MainQueue.h"
 #include "QVFoundation/platform/concurrency/NSOperationQueue.h"
+#include "QVFoundation/platform/concurrency/TaskSleep.h"
 #include "tests/operations/TestOperations.h"
 #include "tests/platform/concurrency/OnThreads.h"
 
@@ -22,74 +25,130 @@ namespace QVFoundation {
 namespace {
 
 using namespace std::chrono_literals;
+using testing::AsyncBodyOperation;
 using testing::BodyOperation;
 
 std::atomic<int> operationsAlive = 0;
 
-/// Does a little of everything that an operation can do, by lot; so do its parts.
-class RestlessOperation : public BodyOperation<int> {
+Task<> pauseOfNoTime() { co_await DispatchQueue::global(); }
+
+/// What restless operations of both kinds have, on top of what they are.
+template <class Operation>
+class Restless : public Operation {
 public:
-  RestlessOperation(unsigned seed, int depth)
-      : BodyOperation([this](BodyOperation<int>&) { return run(); }), random_(seed), depth_(depth) {
+  Restless(unsigned seed, int depth, typename Operation::Body body)
+      : Operation(std::move(body)), random_(seed), depth_(depth) {
     ++operationsAlive;
-    setCompletionBlock([this] { ++timesEnded; });
   }
-  RestlessOperation(const RestlessOperation&) = delete;
-  RestlessOperation& operator=(const RestlessOperation&) = delete;
-  ~RestlessOperation() override {
-    EXPECT_EQ(timesEnded, isFinished() ? 1 : 0);
+  Restless(const Restless&) = delete;
+  Restless& operator=(const Restless&) = delete;
+  ~Restless() override {
+    EXPECT_TRUE(this->isFinished() || !hasBegun_);
     --operationsAlive;
   }
 
   void calculateSegmentCosts() override {
-    setCost(3, "first");
-    setCost(7, "second");
+    this->setCost(3, "first");
+    this->setCost(7, "second");
   }
 
-  std::atomic<int> timesEnded = 0;
-
-private:
-  int run() {
-    if (lot(4) == 0) {
-      addTimeout(std::chrono::microseconds(lot(2000)), [weak = std::weak_ptr(weak_from_this())] {
-        if (const auto self = std::static_pointer_cast<QVOperation>(weak.lock())) self->cancel();
-      });
-    }
-    int result = performSegment("first", 5, [&](NSProgress& progress) {
-      for (int i = 0; i < 5; ++i) {
-        checkForCancellationAndReturnError();
-        progress.addCompletedUnitCount(1);
-      }
-      return 1;
+protected:
+  void begin() {
+    hasBegun_ = true;
+    if (lot(4) != 0) return;
+    this->addTimeout(std::chrono::microseconds(lot(2000)), [weak = std::weak_ptr(this->weak_from_this())] {
+      if (const auto self = std::static_pointer_cast<QVOperation>(weak.lock())) self->cancel();
     });
-    if (lot(5) == 0) waitForSignal();
-    if (depth_ > 0 && lot(2) == 0) {
-      result += performSubOperation(std::make_shared<RestlessOperation>(random_(), depth_ - 1), "second");
-    }
+  }
+  void endByLot() {
     if (lot(6) == 0) throw NSError(errorWithDescription("by lot"));
-    cancelTimeout();
-    return result;
+    this->cancelTimeout();
   }
-
-  void waitForSignal() {
-    performBlock("signal", [&] {
-      std::atomic<bool> isSent = false;
-      const std::jthread other([&] {
-        isSent = true;
-        signal("signal");
-      });
-      wait("signal", [&] { return isSent.load(); });
-    });
+  [[nodiscard]] bool hasPartByLot() { return depth_ > 0 && lot(2) == 0; }
+  template <class Part>
+  std::shared_ptr<Part> part() {
+    return std::make_shared<Part>(random_(), depth_ - 1);
   }
-
   int lot(int bound) { return static_cast<int>(random_() % static_cast<unsigned>(bound)); }
 
+private:
   std::minstd_rand random_;
   const int depth_;
+  std::atomic<bool> hasBegun_ = false;
 };
 
+/// Does a little of everything that an operation can do, by lot; so do its parts.
+class RestlessOperation : public Restless<BodyOperation<int>> {
+public:
+  RestlessOperation(unsigned seed, int depth)
+      : Restless(seed, depth, [this](BodyOperation<int>&) { return run(); }) {}
+
+private:
+  int run();
+  void waitForSignal();
+};
+
+class RestlessAsyncOperation : public Restless<AsyncBodyOperation<int>> {
+public:
+  RestlessAsyncOperation(unsigned seed, int depth)
+      : Restless(seed, depth, [this](AsyncBodyOperation<int>&) { return run(); }) {}
+
+private:
+  Task<int> run() {
+    begin();
+    auto first = [this](NSProgress& progress) -> Task<int> {
+      for (int i = 0; i < 5; ++i) {
+        co_await checkForCancellationAsync();
+        progress.addCompletedUnitCount(1);
+      }
+      co_return 1;
+    };
+    int result = co_await performSegment("first", 5, first);
+    if (lot(5) == 0) co_await sleepFor(std::chrono::microseconds(lot(100)));
+    if (hasPartByLot()) {
+      if (lot(2) == 0) {
+        result += co_await performSubOperation(part<RestlessOperation>(), "second");
+      } else {
+        result += co_await performSubOperation(part<RestlessAsyncOperation>(), "second");
+      }
+    }
+    endByLot();
+    co_return result;
+  }
+};
+
+int RestlessOperation::run() {
+  begin();
+  int result = performSegment("first", 5, [&](NSProgress& progress) {
+    for (int i = 0; i < 5; ++i) {
+      checkForCancellationAndReturnError();
+      progress.addCompletedUnitCount(1);
+    }
+    return 1;
+  });
+  if (lot(5) == 0) waitForSignal();
+  if (lot(5) == 0) async([] { return pauseOfNoTime(); });
+  if (hasPartByLot()) {
+    result += lot(2) == 0 ? performSubOperation(part<RestlessOperation>(), "second")
+                          : performSubOperation(part<RestlessAsyncOperation>(), "second");
+  }
+  endByLot();
+  return result;
+}
+
+void RestlessOperation::waitForSignal() {
+  performBlock("signal", [&] {
+    std::atomic<bool> isSent = false;
+    const std::jthread other([&] {
+      isSent = true;
+      signal("signal");
+    });
+    wait("signal", [&] { return isSent.load(); });
+  });
+}
+
 /// Whatever has been paused of it goes on.
-void letGoOn(const std::shared_ptr<RestlessOperation>& operation) {
+void letGoOn(const std::shared_ptr<QVOperation>& operation) {
   if (operation == nullptr) return;
   operation->progress()->resume();
   operation->resume();
@@ -102,7 +161,7 @@ public:
 
   void runOnThread(unsigned seed) {
     std::minstd_rand random(seed);
-    std::array<std::shared_ptr<RestlessOperation>, 8> held;
+    std::array<std::shared_ptr<QVOperation>, 8> held;
     for (int i = 0; i < operationsPerThread; ++i) {
       auto& operation = held[random() % held.size()];
       letGoOn(operation);
@@ -123,16 +182,18 @@ public:
 private:
   static constexpr int operationsPerThread = 5000;
 
-  std::shared_ptr<RestlessOperation> newOperation(unsigned seed) {
-    auto operation = std::make_shared<RestlessOperation>(seed, 2);
-    operation->setCompletionBlock([this, its = std::weak_ptr(operation)] {
-      ++its.lock()->timesEnded;
-      ++ended_;
-    });
+  std::shared_ptr<QVOperation> newOperation(unsigned seed) {
+    std::shared_ptr<QVOperation> operation;
+    if (seed % 2 == 0) {
+      operation = std::make_shared<RestlessOperation>(seed, 3);
+    } else {
+      operation = std::make_shared<RestlessAsyncOperation>(seed, 3);
+    }
+    operation->setCompletionBlock([this] { ++ended_; });
     return operation;
   }
 
-  static void disturb(RestlessOperation& operation, unsigned how) {
+  static void disturb(QVOperation& operation, unsigned how) {
     switch (how) {
       case 0: return operation.cancel();
       case 1: return operation.pause();

@@ -20,15 +20,18 @@ namespace QVFoundation {
 namespace {
 
 using namespace std::chrono_literals;
+using testing::AsyncBodyOperation;
 using testing::BodyOperation;
 
 /// When the body of an operation looks at what has happened to it.
 enum class Body : bool { looksAtItsEnd, looksAllTheTime };
 
-/// An operation that runs on a thread of its own and does what happens to it, in the order of a test.
+enum class BodyKind : bool { blocking, asynchronous };
+
+/// An operation that runs on a thread of its own, or in a task, and does what happens to it, in the order of a test.
 class Patient {
 public:
-  explicit Patient(Body body) : body_(body) {}
+  Patient(BodyKind kind, Body body) : kind_(kind), body_(body) {}
 
   void start() {
     if (operation_ == nullptr) return;
@@ -36,7 +39,7 @@ public:
     hasStarted_ = true;
     runner_ = std::jthread([this, operation = operation_] {
       operation->start();
-      noteBegun();  // where it was cancelled
+      if (kind_ == BodyKind::blocking) noteBegun();  // where it was cancelled
     });
     hasBegun_.wait(false);
   }
@@ -47,6 +50,7 @@ public:
   }
   void pause() {
     if (operation_ != nullptr) operation_->pause();
+    drainMainQueue();
     if (body_ == Body::looksAllTheTime) std::this_thread::sleep_for(1ms);  // time for the body to stand still
   }
   void resume() {
@@ -69,11 +73,11 @@ public:
     }
     if (ending_ == 0) end(1);
     if (runner_.joinable()) runner_.join();
+    if (hasStarted_) ends_.wait(0);
     EXPECT_EQ(noticed_, ends_);
     observation_.invalidate();
     operation_.reset();
-    drainMainQueue();
-    EXPECT_TRUE(weak_.expired());
+    while (!weak_.expired()) drainMainQueue();  // a task keeps it until it has told all
     return ends_;
   }
   [[nodiscard]] bool hasStarted() const noexcept { return hasStarted_; }
@@ -89,7 +93,7 @@ private:
     hasBegun_.notify_all();
   }
 
-  void run(BodyOperation<int>& self) {
+  void run(BodyOperation<>& self) {
     noteBegun();
     while (body_ == Body::looksAllTheTime && ending_ == 0) self.checkForCancellationAndReturnError();
     ending_.wait(0);
@@ -97,26 +101,36 @@ private:
     self.checkForCancellationAndReturnError();
   }
 
+  Task<> runAsync(AsyncBodyOperation<>& self) {
+    noteBegun();
+    while (body_ == Body::looksAllTheTime && ending_ == 0) co_await self.checkForCancellationAsync();
+    ending_.wait(0);
+    if (ending_ == 2) throw NSError(errorWithDescription("failed"));
+    co_await self.checkForCancellationAsync();
+  }
+
+  const BodyKind kind_;
   const Body body_;
   std::atomic<int> ending_ = 0;
   std::atomic<int> ends_ = 0;     // told to the completion block
   std::atomic<int> noticed_ = 0;  // and to observers
   bool hasStarted_ = false;
   std::atomic<bool> hasBegun_ = false;
-  std::shared_ptr<BodyOperation<int>> operation_ = makeOperation();
+  std::shared_ptr<QVOperation> operation_ = makeOperation();
   const std::weak_ptr<QVOperation> weak_ = operation_;
-  NSKeyValueObservation observation_ = observe(
-      *operation_, "isFinished", [this](BodyOperation<int>&, const NSKeyValueChange&) { ++noticed_; });
+  NSKeyValueObservation observation_ =
+      observe(*operation_, "isFinished", [this](QVOperation&, const NSKeyValueChange&) { ++noticed_; });
   std::jthread runner_;
 
-  std::shared_ptr<BodyOperation<int>> makeOperation() {
-    auto operation = std::make_shared<BodyOperation<int>>([this](BodyOperation<int>& self) {
-      run(self);
-      return 1;
-    });
+  std::shared_ptr<QVOperation> makeOperation() {
+    std::shared_ptr<QVOperation> operation =
+        testing::operationOf([this](BodyOperation<>& self) { run(self); });
+    if (kind_ == BodyKind::asynchronous)
+      operation = testing::asyncOf([this](AsyncBodyOperation<>& self) { return runAsync(self); });
     operation->setCompletionBlock([this, hold = std::weak_ptr(operation)] {
-      ++ends_;
       EXPECT_TRUE(hold.lock()->isFinished());
+      ++ends_;
+      ends_.notify_all();
     });
     return operation;
   }
@@ -141,10 +155,11 @@ void happen(Patient& patient, const Event& event) {
   }
 }
 
-void expectToEndOnce(Body body, bool runs, const Event& first, const Event& second) {
-  SCOPED_TRACE(std::string(body == Body::looksAllTheTime ? "looking " : "") + (runs ? "running: " : "") +
-               first.name + ", " + second.name);
-  Patient patient(body);
+void expectToEndOnce(BodyKind kind, Body body, bool runs, const Event& first, const Event& second) {
+  SCOPED_TRACE(std::string(kind == BodyKind::blocking ? "" : "asynchronous ") +
+               (body == Body::looksAllTheTime ? "looking " : "") + (runs ? "running: " : "") + first.name +
+               ", " + second.name);
+  Patient patient(kind, body);
   if (runs) patient.start();
   happen(patient, first);
   happen(patient, second);
@@ -153,10 +168,12 @@ void expectToEndOnce(Body body, bool runs, const Event& first, const Event& seco
 }
 
 TEST(OperationStateTest, endsOnceAndTellsItOnceWhateverHappensInWhateverOrder) {
-  for (const Body body : {Body::looksAtItsEnd, Body::looksAllTheTime}) {
-    for (const bool runs : {false, true}) {
-      for (const Event& first : events) {
-        for (const Event& second : events) expectToEndOnce(body, runs, first, second);
+  for (const BodyKind kind : {BodyKind::blocking, BodyKind::asynchronous}) {
+    for (const Body body : {Body::looksAtItsEnd, Body::looksAllTheTime}) {
+      for (const bool runs : {false, true}) {
+        for (const Event& first : events) {
+          for (const Event& second : events) expectToEndOnce(kind, body, runs, first, second);
+        }
       }
     }
   }
