@@ -35,6 +35,12 @@ private:
   std::vector<std::string> lines_ QV_GUARDED_BY(mutex_);
 };
 
+/// One that lets errors and news pass, and adds nothing to them.
+inline std::shared_ptr<QVLogger> loggerTo(std::shared_ptr<QVLogWriter> writer) {
+  return std::make_shared<QVLogger>(std::move(writer), std::make_shared<QVLogBasicFormatter>(),
+                                    std::make_shared<QVLogLevelFilter>());
+}
+
 // Parts that do what a test says.
 
 struct WriterOf : QVLogWriter {

@@ -98,8 +98,7 @@ TEST(QVOperationSegmentTest, isReportedWithinAnotherAndRuns) {
     });
     return 0;
   });
-  operation->setLogger(std::make_shared<QVLogger>(writer, std::make_shared<QVLogBasicFormatter>(),
-                                                  std::make_shared<QVLogLevelFilter>()));
+  operation->setLogger(testing::loggerTo(writer));
   operation->start();
   EXPECT_TRUE(hasRun);
   EXPECT_THAT(writer->take(),
