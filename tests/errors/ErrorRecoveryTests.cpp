@@ -16,6 +16,8 @@
 #include "QVFoundation/errors/QVErrorBuilder.h"
 #include "QVFoundation/errors/QVErrorConstructors.h"
 #include "QVFoundation/errors/QVErrorKeys.h"
+#include "QVFoundation/platform/concurrency/DispatchQueue.h"
+#include "QVFoundation/platform/concurrency/Task.h"
 #include "QVFoundation/platform/runtime/Array.h"
 #include "QVFoundation/platform/runtime/NSClass.h"
 #include "QVFoundation/platform/runtime/NSException.h"
@@ -150,6 +152,14 @@ TEST(QVErrorBuilder, keepsEachPropertyUnderItsKey) {
     EXPECT_EQ(builder.valueForKey(property), value) << property;
   }
   EXPECT_EQ(builder.generateError(), NSError(std::nullopt, 0, want));
+}
+
+TEST(QVErrorBuilder, buildsWhatAnAsynchronousBlockDescribes) {
+  auto describe = [](QVErrorBuilder& builder) -> Task<> {
+    co_await DispatchQueue::global();
+    builder.setCode(7);
+  };
+  EXPECT_EQ(QVErrorBuilder::buildError(describe).wait(), NSError(std::nullopt, 7));
 }
 
 TEST(QVErrorBuilder, keepsTitlesAndHandlersAligned) {

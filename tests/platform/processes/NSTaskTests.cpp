@@ -43,6 +43,8 @@ TEST(NSTask, reportsTheExitStatusOrTheSignal) {
   for (const Row& row : rows) {
     const auto task = shell(row.script);
     launch(*task);
+    EXPECT_EQ(task->untilExit().wait(), row.end) << row.script;
+    EXPECT_EQ(task->untilExit().wait(), row.end) << "it has ended";
     task->waitUntilExit();
     EXPECT_EQ(task->termination(), row.end) << row.script;
     EXPECT_EQ(task->terminationStatus(), row.end.status);
