@@ -1,0 +1,52 @@
+#include <atomic>
+#include <cstddef>
+
+#include <gtest/gtest.h>
+
+#include "QVFoundation/operations/QVAsyncSemaphore.h"
+#include "QVFoundation/platform/concurrency/Task.h"
+#include "QVFoundation/platform/concurrency/TaskHandle.h"
+#include "tests/platform/runtime/SmallStack.h"
+
+// Sanitizers allocate in a way of their own.
+#ifndef QV_SANITIZED
+
+namespace {
+std::atomic<int> memoryRequests = 0;
+}  // namespace
+
+extern "C" void* __libc_malloc(std::size_t size) noexcept;  // NOLINT(bugprone-reserved-identifier)
+extern "C" void* malloc(std::size_t size) noexcept {
+  memoryRequests.fetch_add(1, std::memory_order_relaxed);
+  return __libc_malloc(size);
+}
+
+namespace QVFoundation {
+namespace {
+
+constexpr int rounds = 2'000, start = 200;
+
+/// Waits for one, signals the other, and tells how often memory was asked for meanwhile.
+Task<int> waitAndSignal(QVAsyncSemaphore& mine, QVAsyncSemaphore& other) {
+  int before = 0;
+  for (int round = 0; round < start + rounds; ++round) {
+    if (round == start) before = memoryRequests;
+    co_await mine.waitUnlessCancelled();
+    other.signal();
+  }
+  co_return memoryRequests - before;
+}
+
+TEST(SemaphoreAllocations, areNoneForAWaitAndItsEnd) {
+  QVAsyncSemaphore free(1);
+  EXPECT_LE(waitAndSignal(free, free).wait(), rounds / 100);
+  QVAsyncSemaphore ping(1), pong(0);  // each wait sleeps
+  const auto partner = startTask([&] { return waitAndSignal(pong, ping); });
+  EXPECT_LE(waitAndSignal(ping, pong).wait(), rounds / 100);
+  EXPECT_LE(partner.wait(), rounds / 100);
+}
+
+}  // namespace
+}  // namespace QVFoundation
+
+#endif
