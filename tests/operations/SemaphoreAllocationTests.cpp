@@ -24,13 +24,13 @@ extern "C" void* malloc(std::size_t size) noexcept {
 namespace QVFoundation {
 namespace {
 
-constexpr int rounds = 2'000, start = 200;
+constexpr int countedRounds = 2'000, firstRounds = 200;
 
 /// Waits for one, signals the other, and tells how often memory was asked for meanwhile.
 Task<int> waitAndSignal(QVAsyncSemaphore& mine, QVAsyncSemaphore& other) {
   int before = 0;
-  for (int round = 0; round < start + rounds; ++round) {
-    if (round == start) before = memoryRequests;
+  for (int round = 0; round < firstRounds + countedRounds; ++round) {
+    if (round == firstRounds) before = memoryRequests;
     co_await mine.waitUnlessCancelled();
     other.signal();
   }
@@ -39,11 +39,11 @@ Task<int> waitAndSignal(QVAsyncSemaphore& mine, QVAsyncSemaphore& other) {
 
 TEST(SemaphoreAllocations, areNoneForAWaitAndItsEnd) {
   QVAsyncSemaphore free(1);
-  EXPECT_LE(waitAndSignal(free, free).wait(), rounds / 100);
+  EXPECT_LE(waitAndSignal(free, free).wait(), countedRounds / 100);
   QVAsyncSemaphore ping(1), pong(0);  // each wait sleeps
   const auto partner = startTask([&] { return waitAndSignal(pong, ping); });
-  EXPECT_LE(waitAndSignal(ping, pong).wait(), rounds / 100);
-  EXPECT_LE(partner.wait(), rounds / 100);
+  EXPECT_LE(waitAndSignal(ping, pong).wait(), countedRounds / 100);
+  EXPECT_LE(partner.wait(), countedRounds / 100);
 }
 
 }  // namespace
