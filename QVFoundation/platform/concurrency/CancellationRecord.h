@@ -61,6 +61,7 @@ private:
   void call() noexcept;
 
   std::function<void()> handler_;
+  CancellationHandler* nextCalled_ = nullptr;  // of the thread that calls
   // Under the task's lock.
   bool isInCall_ = false;
   TaskSuspension* waits_ = nullptr;  // for the end of the call

@@ -34,10 +34,7 @@ CancellationScope::CancellationScope(std::function<void()> handler)
   task_.add(handler_);
 }
 
-bool CancellationScope::await_ready() noexcept {
-  task_.removeOrCall(handler_);
-  return false;
-}
+bool CancellationScope::await_ready() noexcept { return task_.removeOrCall(handler_); }
 
 bool CancellationScope::await_suspend(TaskPromise& caller) noexcept {
   wait_.prepareFor(caller);

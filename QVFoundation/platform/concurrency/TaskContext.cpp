@@ -230,12 +230,25 @@ void TaskContext::claim(TaskContext*& list) noexcept {
   nextClaimed_ = std::exchange(list, this);
 }
 
+// Handlers come last: they are foreign, and may take long, while waits and children could hear already.
 void TaskContext::tell(TaskContext* list) noexcept {
+  TaskContext* told = nullptr;
   while (list != nullptr) {
     TaskContext& task = *std::exchange(list, list->nextClaimed_);
     CancellationOutcome outcome;
+    CancellationHandler** lastCalled = &task.called_;
     stepPoint("tells of the cancellation");
-    while (task.noteCancellation(outcome)) task.carryOut(outcome, list);
+    while (task.noteCancellation(outcome)) {
+      carryOut(outcome, list);
+      if (outcome.called == nullptr) continue;
+      *lastCalled = outcome.called;
+      lastCalled = &outcome.called->nextCalled_;
+    }
+    task.nextClaimed_ = std::exchange(told, &task);
+  }
+  while (told != nullptr) {
+    TaskContext& task = *std::exchange(told, told->nextClaimed_);
+    while (task.called_ != nullptr) task.call(*std::exchange(task.called_, task.called_->nextCalled_));
     if (std::stop_source* const stopSource = task.existingStopSource()) stopSource->request_stop();
     task.release();
   }
@@ -262,13 +275,15 @@ void TaskContext::carryOut(const CancellationOutcome& outcome, TaskContext*& lis
     TaskContext& task = *std::exchange(claimed, claimed->nextClaimed_);
     task.nextClaimed_ = std::exchange(list, &task);
   }
-  if (outcome.called == nullptr) return;
-  outcome.called->call();
+}
+
+void TaskContext::call(CancellationHandler& handler) noexcept {
+  handler.call();
   TaskSuspension* waits = nullptr;
   {
     const UnfairLockGuard guard(lock_);
-    outcome.called->isInCall_ = false;
-    waits = std::exchange(outcome.called->waits_, nullptr);
+    handler.isInCall_ = false;
+    waits = std::exchange(handler.waits_, nullptr);
   }
   if (waits != nullptr) waits->resume();
 }
@@ -291,6 +306,7 @@ void TaskContext::add(CancellationRecord& record) noexcept {
   TaskContext* list = nullptr;
   carryOut(outcome, list);
   tell(list);
+  if (outcome.called != nullptr) call(*outcome.called);
 }
 
 void TaskContext::remove(CancellationRecord& record) noexcept {
@@ -299,14 +315,15 @@ void TaskContext::remove(CancellationRecord& record) noexcept {
 }
 
 // Others who are told may have ended what it is for meanwhile.
-void TaskContext::removeOrCall(CancellationHandler& handler) noexcept {
+bool TaskContext::removeOrCall(CancellationHandler& handler) noexcept {
   {
     const UnfairLockGuard guard(lock_);
-    if (!handler.isListed_) return;
+    if (!handler.isListed_) return !handler.isInCall_;
     unlist(handler);
-    if (!isCancelled()) return;
+    if (!isCancelled()) return true;
   }
   handler.call();
+  return true;
 }
 
 void TaskContext::beginWait(CancellationRecord& record) noexcept {

@@ -63,6 +63,7 @@ private:
 /// What a thread knows of the task that it just runs.
 struct TaskStretch {
   TaskContext* task = nullptr;
+
   // What comes next, once the one that runs has come to a wait or an end; one of these.
   TaskPromise* next = nullptr;
   TaskPromise* elsewhere = nullptr;  // on another queue
@@ -77,7 +78,7 @@ struct TaskStretch {
 ///
 /// A coroutine that another one waits for runs inside of that one, up to a depth, so that one that comes to
 /// its end without a wait costs little more than a call. All others only say what comes next, and the loop in
-/// `run` sees to it. So no depth of calls, and no number of awaits, takes more of the thread's stack; and
+/// `goOn` sees to it. So no depth of calls, and no number of awaits, takes more of the thread's stack; and
 /// when a coroutine begins to wait for others, all that wait for it are asleep already.
 ///
 /// | state | `run` | `cancel` | the body ends |
@@ -124,8 +125,8 @@ public:
   /// Afterwards it is not told any more. One that is called without the lock may just be called, see there.
   void remove(CancellationRecord& record) noexcept;
   /// The same for one that hears of each cancellation: where whoever cancels has not come to it yet, it is
-  /// called here.
-  void removeOrCall(CancellationHandler& handler) noexcept;
+  /// called here. False where somebody else is to call it, or just does.
+  [[nodiscard]] bool removeOrCall(CancellationHandler& handler) noexcept;
   /// The same for the one record of the wait that the task is just coming to. Where it is told, `endWait`
   /// comes after.
   void beginWait(CancellationRecord& record) noexcept;
@@ -185,15 +186,16 @@ private:
   struct StopLink;
 
   static void run(TaskContext* task, TaskPromise* coroutine) noexcept;
-  /// Until the task waits, goes elsewhere or ends. Gives a coroutine of another task that waited for the end and may go on on
-  /// this thread.
+  /// Until the task waits, goes elsewhere or ends. Gives a coroutine of another task that has waited for the
+  /// end and may go on on this thread.
   [[nodiscard]] TaskPromise* runStretch(TaskPromise* coroutine) noexcept;
   /// Runs what comes next until nothing does.
   void goOn(TaskStretch& stretch) noexcept;
   [[nodiscard]] TaskPromise* end(const DispatchQueue& queue) noexcept;
   /// False where nobody is left who has to hear.
   [[nodiscard]] bool noteCancellation(CancellationOutcome& outcome) noexcept;
-  void carryOut(const CancellationOutcome& outcome, TaskContext*& list) noexcept;
+  static void carryOut(const CancellationOutcome& outcome, TaskContext*& list) noexcept;
+  void call(CancellationHandler& handler) noexcept;
   void unlist(CancellationRecord& record) noexcept QV_REQUIRES(lock_);
   [[nodiscard]] std::stop_source* existingStopSource();
 
@@ -210,6 +212,7 @@ private:
   TaskContext* nextInGroup_ = nullptr;      // the group's
   TaskContext* previousInGroup_ = nullptr;  // the group's
   TaskContext* nextClaimed_ = nullptr;      // whose cancellation is being told
+  CancellationHandler* called_ = nullptr;   // those still to be called; of the thread that tells
 
   // Either who waits sees that the task is cancelled, or who cancels sees the wait.
   std::atomic<CancellationRecord*> wait_{nullptr};

@@ -61,6 +61,27 @@ TEST(TaskCancellation, staysAndIsNoBusinessOfOtherTasks) {
   EXPECT_TRUE(task.isCancelled() && task.wait() && !other.wait());
 }
 
+// The handler waits for what it is said to come after.
+TEST(TaskCancellation, reachesChildrenBeforeHandlersAreCalled) {
+  std::latch sleeps(1), hasEnded(1);
+  const auto child = [&]() -> Task<> {
+    const auto sleepLong = [&]() -> Task<> {
+      sleeps.count_down();
+      co_await sleepFor(1h);
+    };
+    (void)co_await sleepLong().result();
+    hasEnded.count_down();
+  };
+  const auto body = [&](TaskGroup<void>& group) -> Task<> {
+    group.addTask(child);
+    co_await withTaskCancellationHandler([&] { return group.waitForAll(); }, [&] { hasEnded.wait(); });
+  };
+  const TaskHandle task = startTask([&] { return withTaskGroup(body); });
+  sleeps.wait();
+  task.cancel();
+  task.wait();
+}
+
 TEST(TaskCancellation, reachesChildrenOfGroupsAndThoseThatAreWaitedFor) {
   std::latch allSleep(4);
   const auto sleeps = [&]() -> Task<> {
