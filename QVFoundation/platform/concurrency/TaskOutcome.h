@@ -34,7 +34,9 @@ public:
     ::new (static_cast<void*>(&value_)) Content(std::forward<Arguments>(arguments)...);
     state_ = State::value;
   }
+  /// Also in place of a value: what stood in the coroutine may throw when it goes.
   void setFailure(std::exception_ptr failure) noexcept {
+    if (state_ == State::value) std::destroy_at(&value_);
     ::new (static_cast<void*>(&failure_)) std::exception_ptr(std::move(failure));
     state_ = State::failure;
   }

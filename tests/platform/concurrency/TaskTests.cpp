@@ -76,6 +76,19 @@ TEST(Task, givesWhatItsBodyGivesOrThrowsAsItWasThrown) {
   EXPECT_THROW(startTask([]() -> Task<int> { throw Refusal(7); }).wait(), Refusal);
 }
 
+TEST(Task, failsWhereWhatItHoldsThrowsAfterItHasGivenItsValue) {
+  struct ThrowsAtItsEnd {
+    ~ThrowsAtItsEnd() noexcept(false) { throw Refusal(8); }
+  };
+  const auto gives = []() -> Task<std::string> {
+    const ThrowsAtItsEnd held;
+    co_return std::string(100, 'x');
+  };
+  const auto awaits = [&]() -> Task<std::string> { co_return co_await gives(); };
+  EXPECT_THROW(gives().wait(), Refusal);
+  EXPECT_THROW(awaits().wait(), Refusal);
+}
+
 TEST(Task, runsWhenItIsAwaitedOnlyAndFreesWhatItHolds) {
   bool hasRun = false;
   const auto held = std::make_shared<int>(1);
