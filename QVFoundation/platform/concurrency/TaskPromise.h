@@ -248,7 +248,7 @@ template <class T>
 class TaskPromiseOf final : public TaskPromiseBase<T> {
 public:
   template <class U = T>
-    requires std::constructible_from<T, U>
+    requires std::convertible_to<U, T>
   void return_value(U&& value) {
     this->outcome_->setValue(std::forward<U>(value));
   }
