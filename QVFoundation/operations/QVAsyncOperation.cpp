@@ -6,7 +6,6 @@
 
 #include "QVFoundation/errors/QVErrorConstructors.h"
 #include "QVFoundation/operations/QVOperationState_p.h"
-#include "QVFoundation/platform/concurrency/Continuation.h"
 #include "QVFoundation/platform/concurrency/DispatchQueue.h"
 #include "QVFoundation/platform/concurrency/TaskCancellation.h"
 #include "QVFoundation/platform/runtime/ChangeNotice.h"
@@ -43,9 +42,7 @@ void QVAsyncOperation::start() {
   const auto self = std::static_pointer_cast<QVAsyncOperation>(shared_from_this());
   if (!beginStart()) return;
   const bool wasCancelled = isCancelled();
-  {
-    const ChangeNotice executing(*this, "isExecuting");
-  }  // before there is a task: it still reads false
+  noteExecuting();
   auto task = createTask([self] { return self->runInOwnTask(); });
   {
     const UnfairLockGuard guard(gateLock_);
@@ -70,15 +67,16 @@ Task<> QVAsyncOperation::runOperation() {
   const auto self = shared_from_this();
   const bool begins = beginStart();
   if (begins) {
-    {
-      const ChangeNotice executing(*this, "isExecuting");
-    }
+    noteExecuting();
     co_await mainAsync();
   }
   const QVAnyResult result = resultStorage();
   if (begins) noteFinished();
   if (!result.hasValue()) std::rethrow_exception(result.exception());
 }
+
+// Told before there is a task, so it still reads false.
+void QVAsyncOperation::noteExecuting() { const ChangeNotice executing(*this, "isExecuting"); }
 
 void QVAsyncOperation::noteFinished() {
   openGate();
@@ -257,22 +255,12 @@ Task<> QVAsyncOperation::runSubOperationAsync(std::shared_ptr<QVOperation> opera
 Task<> QVAsyncOperation::executeSubOperationAsync(std::shared_ptr<QVOperation> operation) {
   if (operation->isFinished()) co_return;
   // The task may be that of somebody who runs this operation, which is not cancelled itself then.
-  co_await withTaskCancellationHandler([&operation] { return untilEnded(operation); },
-                                       [&operation] { operation->cancel(); });
-}
-
-Task<> QVAsyncOperation::untilEnded(std::shared_ptr<QVOperation> started) {
-  co_await withContinuation<void>(
-      [&started](const Continuation<void>& waiting) {
-        started->setCompletionBlock([waiting] { waiting.resume(); });
-        try {
-          started->start();
-        } catch (...) {
-          started->setCompletionBlock({});
-          throw;
-        }
+  co_await withTaskCancellationHandler(
+      [&operation] {
+        return operation->untilEnded([&operation] { operation->start(); },
+                                     "performSubOperation(_:withUnitCount:)");
       },
-      "performSubOperation(_:withUnitCount:)");
+      [&operation] { operation->cancel(); });
 }
 
 }  // namespace QVFoundation

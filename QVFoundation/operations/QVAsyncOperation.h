@@ -115,6 +115,7 @@ private:
   Task<> runInOwnTask();
   Task<> mainAsync();
   Task<> runBody();
+  void noteExecuting();
   void noteFinished();
   void finish(QVAnyResult result);
 
@@ -129,7 +130,6 @@ private:
 
   Task<> runSubOperationAsync(std::shared_ptr<QVOperation> operation, std::int64_t unitCount);
   Task<> executeSubOperationAsync(std::shared_ptr<QVOperation> operation);
-  static Task<> untilEnded(std::shared_ptr<QVOperation> started);
 
   std::atomic<bool> hasTask_{false};
   std::atomic<bool> isFinished_{false};

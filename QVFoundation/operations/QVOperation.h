@@ -507,6 +507,8 @@ private:
 
   static std::shared_ptr<NSProgress> segmentProgress(QVProgressSegmentName segment, std::int64_t unitCount);
   Task<> runInBackground();
+  /// Starts it, and waits for its completion block. The label is for who looks why that waits.
+  Task<> untilEnded(std::function<void()> start, const char* label);
   void throwIfKeptFromRunning(const QVOperation& operation);
   [[nodiscard]] std::weak_ptr<QVOperation> weakSelf();
   [[nodiscard]] std::optional<std::string> nameUnlessSet() const override;

@@ -16,20 +16,24 @@ Task<> QVOperation::runOperation() {
 
 Task<> QVOperation::runInBackground() {
   refuseIfTaken();  // the completion block is that of who has taken it
+  co_await untilEnded([this] { startInBackground(); }, "runOperation()");
+  throwIfKeptFromRunning(*this);
+  if (const QVAnyResult result = resultStorage(); !result.hasValue())
+    std::rethrow_exception(result.exception());
+}
+
+Task<> QVOperation::untilEnded(std::function<void()> start, const char* label) {
   co_await withContinuation<void>(
-      [this](const Continuation<void>& waiting) {
+      [this, &start](const Continuation<void>& waiting) {
         setCompletionBlock([waiting] { waiting.resume(); });
         try {
-          startInBackground();
+          start();
         } catch (...) {
           setCompletionBlock({});
           throw;
         }
       },
-      "runOperation()");
-  throwIfKeptFromRunning(*this);
-  if (const QVAnyResult result = resultStorage(); !result.hasValue())
-    std::rethrow_exception(result.exception());
+      label);
 }
 
 QVAnyResult QVOperation::runAsyncBlock(std::function<Task<QVAnyResult>()> block) {
