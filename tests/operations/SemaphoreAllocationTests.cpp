@@ -1,28 +1,17 @@
-#include <atomic>
-#include <cstddef>
-
 #include <gtest/gtest.h>
 
 #include "QVFoundation/operations/QVAsyncSemaphore.h"
 #include "QVFoundation/platform/concurrency/Task.h"
 #include "QVFoundation/platform/concurrency/TaskHandle.h"
-#include "tests/platform/runtime/SmallStack.h"
+#include "tests/platform/runtime/MemoryRequests.h"
 
 // Sanitizers allocate in a way of their own.
 #ifndef QV_SANITIZED
 
-namespace {
-std::atomic<int> memoryRequests = 0;
-}  // namespace
-
-extern "C" void* __libc_malloc(std::size_t size) noexcept;  // NOLINT(bugprone-reserved-identifier)
-extern "C" void* malloc(std::size_t size) noexcept {
-  memoryRequests.fetch_add(1, std::memory_order_relaxed);
-  return __libc_malloc(size);
-}
-
 namespace QVFoundation {
 namespace {
+
+using testing::memoryRequests;
 
 constexpr int countedRounds = 2'000, firstRounds = 200;
 
