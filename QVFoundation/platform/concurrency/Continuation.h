@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <concepts>
-#include <coroutine>
 #include <exception>
 #include <memory>
 #include <optional>

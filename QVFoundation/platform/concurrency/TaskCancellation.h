@@ -1,7 +1,6 @@
 #pragma once
 
 #include <concepts>
-#include <coroutine>
 #include <functional>
 #include <optional>
 #include <stop_token>

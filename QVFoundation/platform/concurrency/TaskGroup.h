@@ -83,8 +83,6 @@ public:
   [[nodiscard]] bool isEmpty() const noexcept { return core_.isEmpty(); }
 
 private:
-  using Value = std::conditional_t<std::is_void_v<T>, bool, T>;
-
   template <bool givesResults>
   class Next final : public detail::TaskGroupCore::Next {
   public:

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <concepts>
-#include <coroutine>
 #include <string>
 #include <type_traits>
 #include <utility>

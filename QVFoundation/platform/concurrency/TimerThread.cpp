@@ -86,8 +86,8 @@ public:
   void bringForward(Time time) noexcept override {
     if (setFor_ && *setFor_ <= time) return;
     setFor_ = time;
-    const itimerspec spec{.it_interval = {}, .it_value = timespecOf(std::max(time, Time(1)))};  // 0 is none
-    (void)::timerfd_settime(descriptor_, TFD_TIMER_ABSTIME, &spec, nullptr);
+    const itimerspec ring{.it_interval = {}, .it_value = timespecOf(std::max(time, Time(1)))};  // 0 is none
+    (void)::timerfd_settime(descriptor_, TFD_TIMER_ABSTIME, &ring, nullptr);
   }
 
 private:
