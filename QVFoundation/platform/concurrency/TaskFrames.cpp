@@ -23,43 +23,60 @@ constexpr bool keepsFrames = false;
 constexpr bool keepsFrames = true;
 #endif
 
-constexpr unsigned keptOfOneSize = 64;
+constexpr unsigned mostKept = 64;  // of one size
 
-/// Opens the room for a thread's frames, and frees them when the thread ends.
-struct Keeper {
-  Keeper() noexcept {
-    for (UnusedFrames& unused : unusedFrames) unused.room = keptOfOneSize;
+enum class Keeping : unsigned char { notYet, on, over };
+thread_local constinit Keeping keeping = keepsFrames ? Keeping::notYet : Keeping::over;
+
+void freeAllBehind(UnusedFrames::Frame*& first) noexcept {
+  while (UnusedFrames::Frame* const frame = first) {
+    first = frame->next;
+    std::free(frame);
   }
+}
+
+/// Frees a thread's frames when it ends.
+struct Keeper {
+  Keeper() noexcept { keeping = Keeping::on; }
   Keeper(const Keeper&) = delete;
   Keeper& operator=(const Keeper&) = delete;
   ~Keeper() {
+    keeping = Keeping::over;
     for (UnusedFrames& unused : unusedFrames) {
-      unused.room = 0;
-      while (UnusedFrames::Frame* const frame = unused.first) {
-        unused.first = frame->next;
-        std::free(frame);
-      }
+      unused.untilCounted = 1;
+      freeAllBehind(unused.first);
     }
   }
 };
 
+/// Frees all but half of those that may be kept, so that there is room for as many again.
+void makeRoom(UnusedFrames& unused) noexcept {
+  unsigned kept = 0;
+  UnusedFrames::Frame** last = &unused.first;
+  for (; *last != nullptr && kept < mostKept / 2; ++kept) last = &(*last)->next;
+  freeAllBehind(*last);
+  unused.untilCounted = mostKept - kept;
+}
+
 }  // namespace
 
 void* makeFrame(std::size_t size) {
-  const bool mayBeKept = keepsFrames && size <= largestFrameKept;
-  void* const frame = std::malloc(mayBeKept ? (size + frameStep - 1) / frameStep * frameStep : size);
+  void* const frame =
+      std::malloc(size <= largestFrameKept ? (size + frameStep - 1) / frameStep * frameStep : size);
   if (frame == nullptr) throw std::bad_alloc();
   return frame;
 }
 
-void keepOrFreeFrame(void* frame, std::size_t size) noexcept {
-  static thread_local constinit bool isKnown = false;
-  if (keepsFrames && size <= largestFrameKept && !isKnown) {
-    isKnown = true;  // once, and so not while the thread ends
-    static thread_local const Keeper keeper;
-    return giveFrameBack(frame, size);
+void freeFrame(void* frame) noexcept { std::free(frame); }
+
+void countAndGiveBack(UnusedFrames& unused, void* frame, std::size_t size) noexcept {
+  if (keeping == Keeping::notYet) static thread_local const Keeper keeper;
+  if (keeping == Keeping::over) {
+    unused.untilCounted = 1;
+    return std::free(frame);
   }
-  std::free(frame);
+  makeRoom(unused);
+  giveFrameBack(frame, size);
 }
 
 }  // namespace QVFoundation::detail

@@ -14,7 +14,7 @@
 /// Errors: `std::bad_alloc`.
 namespace QVFoundation::detail {
 
-/// What a thread keeps of one size, and how much more it would.
+/// What a thread keeps of one size. It counts when it has been given back as many as there may be room for.
 ///
 /// Threads: its own.
 struct UnusedFrames {
@@ -23,7 +23,7 @@ struct UnusedFrames {
   };
 
   Frame* first = nullptr;
-  unsigned room = 0;
+  unsigned untilCounted = 1;
 };
 
 inline constexpr std::size_t frameStep = 64;
@@ -36,14 +36,14 @@ extern QV_EXPORT thread_local constinit UnusedFramesBySize unusedFrames
     __attribute__((tls_model("initial-exec")));
 
 [[nodiscard]] QV_EXPORT void* makeFrame(std::size_t size);
-QV_EXPORT void keepOrFreeFrame(void* frame, std::size_t size) noexcept;
+QV_EXPORT void countAndGiveBack(UnusedFrames& unused, void* frame, std::size_t size) noexcept;
+QV_EXPORT void freeFrame(void* frame) noexcept;
 
-[[nodiscard]] inline void* takeFrame(std::size_t size) {
+[[nodiscard, gnu::always_inline]] inline void* takeFrame(std::size_t size) {
   if (size <= largestFrameKept) {
     UnusedFrames& unused = unusedFrames[(size - 1) / frameStep];
     if (UnusedFrames::Frame* const frame = unused.first) [[likely]] {
       unused.first = frame->next;
-      ++unused.room;
       return frame;
     }
   }
@@ -51,18 +51,14 @@ QV_EXPORT void keepOrFreeFrame(void* frame, std::size_t size) noexcept;
 }
 
 /// With the size with which it was taken.
-inline void giveFrameBack(void* frame, std::size_t size) noexcept {
-  if (size <= largestFrameKept) {
-    UnusedFrames& unused = unusedFrames[(size - 1) / frameStep];
-    if (unused.room > 0) [[likely]] {
-      --unused.room;
-      auto* const kept = static_cast<UnusedFrames::Frame*>(frame);
-      kept->next = unused.first;
-      unused.first = kept;
-      return;
-    }
-  }
-  keepOrFreeFrame(frame, size);
+[[gnu::always_inline]] inline void giveFrameBack(void* frame, std::size_t size) noexcept {
+  if (size > largestFrameKept) return freeFrame(frame);
+  UnusedFrames& unused = unusedFrames[(size - 1) / frameStep];
+  if (--unused.untilCounted == 0) [[unlikely]]
+    return countAndGiveBack(unused, frame, size);
+  auto* const kept = static_cast<UnusedFrames::Frame*>(frame);
+  kept->next = unused.first;
+  unused.first = kept;
 }
 
 }  // namespace QVFoundation::detail

@@ -1,5 +1,7 @@
 #include "QVFoundation/platform/concurrency/Task.h"
 
+#include <vector>
+
 #include <gtest/gtest.h>
 
 #include "QVFoundation/platform/concurrency/TaskHandle.h"
@@ -36,6 +38,20 @@ TEST(TaskAllocations, areOneForATaskAndNoneForWhatItAwaits) {
   EXPECT_LE(requestsOf(sumOfTwo), count / 100);
   EXPECT_LE(requestsOf([] { return sumOfTwo(); }), count / 100);
   EXPECT_LE(requestsOf([] { return startTask(sumOfTwo); }), count + count / 100);
+}
+
+TEST(TaskAllocations, areGivenBackWhereThereWereMany) {
+  static constexpr int many = 1'000, kept = 64;
+  const auto make = [] {
+    std::vector<Task<int>> tasks;
+    for (int i = 0; i < many; ++i) tasks.push_back(sumOfTwo());
+  };
+  make();
+  for (int round = 0; round < 3; ++round) {
+    const int before = memoryRequests;
+    make();
+    EXPECT_GE(memoryRequests - before, many - kept);
+  }
 }
 
 }  // namespace
