@@ -2,7 +2,7 @@
 
 namespace QVFoundation::detail {
 
-/// Tells the processor that this thread only waits for another one to store something.
+/// Tells the processor that this thread only waits: for a time, or for another one to store something.
 ///
 /// Threads: any.
 inline void pauseProcessor() noexcept {

@@ -6,6 +6,7 @@
 #include <system_error>
 #include <unistd.h>
 
+#include "QVFoundation/platform/concurrency/ProcessorPause_p.h"
 #include "QVFoundation/platform/concurrency/QuietThread_p.h"
 #include "QVFoundation/platform/concurrency/TimerThread_p.h"
 
@@ -20,6 +21,9 @@ Time timeOf(clockid_t clock) noexcept {
   ::clock_gettime(clock, &now);
   return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
 }
+
+/// What a processor at rest takes at the least to go on. So long before its time a thread stops sleeping.
+constexpr Time timeToWakeThread = std::chrono::microseconds(10);
 
 timespec timespecOf(Time time) noexcept {
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
@@ -113,10 +117,13 @@ TimerThread& TimerThread::continuous() {
 Time TimerThread::now() const noexcept { return timeOf(alarm_->clock()); }
 
 void TimerThread::sleepUntil(Time time) const noexcept {
-  if (time <= now()) return;
-  const timespec until = timespecOf(time);
-  while (::clock_nanosleep(alarm_->clock(), TIMER_ABSTIME, &until, nullptr) == EINTR) {
+  const Time wakes = time - timeToWakeThread;
+  if (wakes > now()) {
+    const timespec until = timespecOf(wakes);
+    while (::clock_nanosleep(alarm_->clock(), TIMER_ABSTIME, &until, nullptr) == EINTR) {
+    }
   }
+  while (now() < time) pauseProcessor();
 }
 
 void TimerThread::schedule(const std::shared_ptr<TimedEvent>& event, Time time,

@@ -47,7 +47,7 @@ public:
   static TimerThread& continuous();
 
   [[nodiscard]] TimedEvent::Time now() const noexcept;
-  /// Blocks the calling thread.
+  /// Blocks the calling thread, which does not sleep for the last few microseconds: it would wake too late.
   void sleepUntil(TimedEvent::Time time) const noexcept;
   /// Has an event fired once, in place of an earlier time; so much later at the most as it tolerates, where
   /// another one fires then.
