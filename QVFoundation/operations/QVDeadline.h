@@ -86,8 +86,9 @@ Task<detail::OutputOfTask<Operation&>> withDeadline(typename Clock::time_point u
     group.addTask([&] { return detail::awaitDeadline(until, tolerance, clock, failure); });
     while (const auto state = co_await group.next()) {
       if (*state == DeadlineState::sleepWasCancelled) continue;
-      group.cancelAll();
-      co_return *state;
+      const DeadlineState first = *state;
+      co_await group.cancelAndWaitForAll();
+      co_return first;
     }
     fatalError("An operation with a deadline has come to no end");
   };

@@ -175,7 +175,7 @@ TaskPromise* TaskContext::runStretch(TaskPromise* coroutine) noexcept {
   stretchOfThread = outer;
   if (stretch.bodyHasEnded) return end(queue);
   if (stretch.elsewhere != nullptr) resume(*stretch.elsewhere);
-  return nullptr;
+  return stretch.inPlace;
 }
 
 void TaskContext::goOn(TaskStretch& stretch) noexcept {
@@ -184,7 +184,9 @@ void TaskContext::goOn(TaskStretch& stretch) noexcept {
     innermost_->handle().resume();
     if (stretch.waiting == nullptr) continue;
     TaskPromise& coroutine = *std::exchange(stretch.waiting, nullptr);
-    if (!stretch.wait(stretch.awaited, coroutine)) stretch.next = &coroutine;
+    if (stretch.wait(stretch.awaited, coroutine)) continue;
+    stretch.next = &coroutine;
+    wakeElsewhere(stretch);
   }
 }
 
@@ -231,7 +233,7 @@ void TaskContext::claim(TaskContext*& list) noexcept {
 }
 
 // Handlers come last: they are foreign, and may take long, while waits and children could hear already.
-void TaskContext::tell(TaskContext* list) noexcept {
+void TaskContext::tell(TaskContext* list, TaskPromise* resting) noexcept {
   TaskContext* told = nullptr;
   while (list != nullptr) {
     TaskContext& task = *std::exchange(list, list->nextClaimed_);
@@ -239,7 +241,7 @@ void TaskContext::tell(TaskContext* list) noexcept {
     CancellationHandler** lastCalled = &task.called_;
     stepPoint("tells of the cancellation");
     while (task.noteCancellation(outcome)) {
-      carryOut(outcome, list);
+      carryOut(outcome, list, resting);
       if (outcome.called == nullptr) continue;
       *lastCalled = outcome.called;
       lastCalled = &outcome.called->nextCalled_;
@@ -248,8 +250,11 @@ void TaskContext::tell(TaskContext* list) noexcept {
   }
   while (told != nullptr) {
     TaskContext& task = *std::exchange(told, told->nextClaimed_);
+    std::stop_source* const stopSource = task.existingStopSource();
+    const bool callsOthers = task.called_ != nullptr || stopSource != nullptr;
+    if (callsOthers && resting != nullptr) wakeElsewhere(resting->context().stretch());
     while (task.called_ != nullptr) task.call(*std::exchange(task.called_, task.called_->nextCalled_));
-    if (std::stop_source* const stopSource = task.existingStopSource()) stopSource->request_stop();
+    if (stopSource != nullptr) stopSource->request_stop();
     task.release();
   }
 }
@@ -266,15 +271,30 @@ bool TaskContext::noteCancellation(CancellationOutcome& outcome) noexcept {
   return true;
 }
 
-void TaskContext::carryOut(const CancellationOutcome& outcome, TaskContext*& list) noexcept {
-  if (outcome.woken != nullptr) {
-    stepPoint("wakes");
-    outcome.woken->context().resume(*outcome.woken);
-  }
+void TaskContext::carryOut(const CancellationOutcome& outcome, TaskContext*& list,
+                           TaskPromise* resting) noexcept {
+  if (outcome.woken != nullptr) wake(*outcome.woken, resting);
   for (TaskContext* claimed = outcome.claimed; claimed != nullptr;) {
     TaskContext& task = *std::exchange(claimed, claimed->nextClaimed_);
     task.nextClaimed_ = std::exchange(list, &task);
   }
+}
+
+void TaskContext::wake(TaskPromise& coroutine, TaskPromise* resting) noexcept {
+  stepPoint("wakes");
+  if (resting != nullptr) {
+    TaskPromise*& inPlace = resting->context().stretch().inPlace;
+    if (inPlace == nullptr && &coroutine.queue() == &resting->queue() && resting->queue().runsSideBySide()) {
+      inPlace = &coroutine;
+      return;
+    }
+  }
+  coroutine.context().resume(coroutine);
+}
+
+void TaskContext::wakeElsewhere(TaskStretch& stretch) noexcept {
+  if (TaskPromise* const coroutine = std::exchange(stretch.inPlace, nullptr))
+    coroutine->context().resume(*coroutine);
 }
 
 void TaskContext::call(CancellationHandler& handler) noexcept {

@@ -71,6 +71,9 @@ struct TaskStretch {
   bool (*wait)(void* awaited, TaskPromise& coroutine) noexcept = nullptr;  // false where it goes on at once
   void* awaited = nullptr;
   bool bodyHasEnded = false;
+
+  // Of another task: goes on in place of the one that has come to a wait.
+  TaskPromise* inPlace = nullptr;
 };
 
 /// A task: coroutines that wait for each other, of which one runs or waits at a time, and that are cancelled
@@ -119,7 +122,9 @@ public:
   /// Nothing where it is cancelled already. For who has to cancel many, or holds a lock; `tell` does the
   /// rest.
   void claim(TaskContext*& list) noexcept;
-  static void tell(TaskContext* list) noexcept;
+  /// Where that is the last thing that a coroutine does before it waits, one of those that are woken goes on
+  /// in its place.
+  static void tell(TaskContext* list, TaskPromise* resting = nullptr) noexcept;
   /// Has the record told when the task is cancelled; at once, before this returns, where it is so already.
   void add(CancellationRecord& record) noexcept;
   /// Afterwards it is not told any more. One that is called without the lock may just be called, see there.
@@ -194,7 +199,11 @@ private:
   [[nodiscard]] TaskPromise* end(const DispatchQueue& queue) noexcept;
   /// False where nobody is left who has to hear.
   [[nodiscard]] bool noteCancellation(CancellationOutcome& outcome) noexcept;
-  static void carryOut(const CancellationOutcome& outcome, TaskContext*& list) noexcept;
+  static void carryOut(const CancellationOutcome& outcome, TaskContext*& list,
+                       TaskPromise* resting = nullptr) noexcept;
+  static void wake(TaskPromise& coroutine, TaskPromise* resting) noexcept;
+  /// Who was to go on in place of a coroutine that waits goes on elsewhere.
+  static void wakeElsewhere(TaskStretch& stretch) noexcept;
   void call(CancellationHandler& handler) noexcept;
   void unlist(CancellationRecord& record) noexcept QV_REQUIRES(lock_);
   [[nodiscard]] std::stop_source* existingStopSource();

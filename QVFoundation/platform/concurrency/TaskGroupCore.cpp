@@ -60,7 +60,7 @@ TaskContext* TaskGroupCore::claimAll() noexcept {
   return claimed;
 }
 
-// A handler of the task may be called before the group is told.
+// Who cancels the task may not have come to the group yet.
 bool TaskGroupCore::isCancelled() const noexcept {
   if (parent_.isCancelled()) return true;
   const UnfairLockGuard guard(lock_);
@@ -82,6 +82,7 @@ TaskReference<> TaskGroupCore::takeEnded() noexcept {
 }
 
 bool TaskGroupCore::Next::await_suspend(TaskPromise& caller) noexcept {
+  if (before_ == Before::cancelsAll) TaskContext::tell(group_.claimAll(), &caller);
   suspension_.prepareFor(caller);
   {
     const UnfairLockGuard guard(group_.lock_);

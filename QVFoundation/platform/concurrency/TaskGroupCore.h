@@ -34,16 +34,20 @@ public:
   /// Whether none runs and none is left to be taken.
   [[nodiscard]] bool isEmpty() const noexcept;
 
+  enum class Before : unsigned char { nothing, cancelsAll };
+
   /// Waits for one that has ended; null where there is none any more.
   class QV_EXPORT Next : public TaskAwaitable {
   public:
-    explicit Next(TaskGroupCore& group) noexcept : group_(group) {}
+    explicit Next(TaskGroupCore& group, Before before = Before::nothing) noexcept
+        : group_(group), before_(before) {}
     [[nodiscard]] bool await_ready() const noexcept { return false; }
     [[nodiscard]] bool await_suspend(TaskPromise& caller) noexcept;
     [[nodiscard]] TaskReference<> await_resume() noexcept { return group_.takeEnded(); }
 
   private:
     TaskGroupCore& group_;
+    const Before before_;
     TaskSuspension suspension_;
   };
 

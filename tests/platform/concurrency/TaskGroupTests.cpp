@@ -112,6 +112,29 @@ TEST(TaskGroup, cancelsThoseThatRunAndThoseThatAreStillToCome) {
   EXPECT_EQ(withTaskGroup<bool>(body).wait(), 2);
 }
 
+// The handler of one waits for the end of another, which is woken before: that one must not wait for the thread.
+TEST(TaskGroup, cancelsItsChildrenAndWaitsForThemInOneStep) {
+  std::latch bothRun(2), sleeperHasEnded(1);
+  const auto sleepLong = [&]() -> Task<> {
+    bothRun.count_down();
+    co_await sleepFor(1h);
+  };
+  const auto sleeper = [&]() -> Task<> {
+    (void)co_await sleepLong().result();
+    sleeperHasEnded.count_down();
+    throw std::logic_error("dropped");
+  };
+  const auto body = [&](TaskGroup<void>& group) -> Task<> {
+    group.addTask([&] { return withTaskCancellationHandler(sleepLong, [&] { sleeperHasEnded.wait(); }); });
+    group.addTask(sleeper);
+    bothRun.wait();
+    co_await group.cancelAndWaitForAll();
+    EXPECT_TRUE(sleeperHasEnded.try_wait() && group.isEmpty() && group.isCancelled());
+    co_await group.cancelAndWaitForAll();
+  };
+  withTaskGroup(body).wait();
+}
+
 TEST(TaskGroup, isCancelledAsSoonAsItsTaskIs) {
   std::latch runs(1), entered(1), mayLeave(1);
   const auto body = [&](TaskGroup<bool>& group) -> Task<bool> {
@@ -125,7 +148,6 @@ TEST(TaskGroup, isCancelledAsSoonAsItsTaskIs) {
       mayLeave.count_down();
       co_return isAsTold;
     };
-    // While this runs, the group has not been told.
     const auto handler = [&] {
       entered.count_down();
       mayLeave.wait();
