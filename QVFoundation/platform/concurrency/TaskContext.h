@@ -157,19 +157,8 @@ public:
   void keep(std::shared_ptr<DispatchQueue> queue);
 
   [[nodiscard]] TaskStretch& stretch() noexcept { return *stretch_; }
-  /// A coroutine begins inside of the one that waits for it. False where these are too deep already.
-  [[nodiscard]] bool enter(TaskPromise& coroutine) noexcept {
-    if (depth_ == deepest) [[unlikely]]
-      return false;
-    ++depth_;
-    innermost_ = &coroutine;
-    return true;
-  }
-  void leave(TaskPromise& caller) noexcept {
-    --depth_;
-    innermost_ = &caller;
-  }
-  void leaveForWait() noexcept { --depth_; }
+  /// For call stacks: which coroutine runs.
+  void noteRunning(TaskPromise& coroutine) noexcept { innermost_ = &coroutine; }
   [[nodiscard]] const TaskPromise* innermost() const noexcept { return innermost_; }
 
   /// From any thread: a coroutine of this task that waits goes on, on its queue.
@@ -213,8 +202,6 @@ private:
   std::atomic<bool> hasEnded_{false};
   const QualityOfService qualityOfService_;
   DispatchQueue* const queue_;
-  static constexpr unsigned deepest = 32;  // each takes a few hundred bytes of the thread's stack
-  unsigned depth_ = 0;                     // of coroutines that run inside of those that wait for them
   TaskStretch* stretch_ = nullptr;
   TaskPromise* innermost_ = nullptr;
   TaskGroupCore* const group_;

@@ -73,30 +73,35 @@ public:
   };
 
   std::suspend_always initial_suspend() const noexcept { return {}; }
-  Ending final_suspend() const noexcept { return {runsInCaller_}; }
+  Ending final_suspend() const noexcept { return {depth_ > 0}; }
 
   /// As the outermost of a task.
   void beginIn(TaskContext& context, DispatchQueue& queue) noexcept {
+    caller_ = nullptr;
     context_ = &context;
     queue_ = &queue;
+    depth_ = 0;
   }
-  /// For another one, which waits for it. False where it is not to run inside of that one, but to go on next.
-  [[nodiscard]] bool beginFor(TaskPromise& caller) noexcept {
-    caller_ = &caller;
+  /// Another one is to wait for it.
+  void prepareFor(TaskPromise& caller) noexcept { caller_ = &caller; }
+  /// False where it is not to run inside of its caller, but to go on next.
+  [[nodiscard]] bool beginInCaller() noexcept {
+    const TaskPromise& caller = *caller_;
     context_ = caller.context_;
     queue_ = caller.queue_;
-    runsInCaller_ = context_->enter(*this);
-    if (!runsInCaller_) [[unlikely]]
+    if (caller.depth_ == deepest) [[unlikely]] {
+      depth_ = 0;
       context_->stretch().next = this;
-    return runsInCaller_;
+      return false;
+    }
+    depth_ = caller.depth_ + 1;
+    context_->noteRunning(*this);
+    return true;
   }
-  /// It has come to its end inside of its caller, which goes on.
-  static void noteEndIn(TaskPromise& caller) noexcept { caller.context_->leave(caller); }
+  /// One that ran inside of this one has come to its end.
+  void goOnInside() noexcept { context_->noteRunning(*this); }
   /// It has come to a wait inside of its caller, which now has to sleep.
-  void noteWaitInCaller() noexcept {
-    context_->leaveForWait();
-    runsInCaller_ = false;
-  }
+  void noteWaitInCaller() noexcept { depth_ = 0; }
   /// The coroutine waits for what is no coroutine, as soon as all that wait for it sleep.
   void waitFor(void* awaited, bool (*wait)(void* awaited, TaskPromise& coroutine) noexcept) noexcept {
     TaskStretch& stretch = context_->stretch();
@@ -113,14 +118,15 @@ public:
   [[nodiscard]] std::coroutine_handle<> handle() noexcept {
     return std::coroutine_handle<TaskPromise>::from_promise(*this);
   }
-
-  // For call stacks.
+  /// Null for the outermost.
+  [[nodiscard]] TaskPromise* caller() noexcept { return caller_; }
   [[nodiscard]] const TaskPromise* caller() const noexcept { return caller_; }
-  /// The last thing that it has awaited.
+
+  /// For call stacks: the last thing that it has awaited.
   [[nodiscard]] const std::source_location& place() const noexcept { return place_; }
 
 protected:
-  TaskPromise() noexcept = default;
+  TaskPromise() noexcept {}  // NOLINT(*-member-init): before each await, for nothing
   ~TaskPromise() = default;
 
   void notePlace(const std::source_location& place) noexcept { place_ = place; }
@@ -137,10 +143,13 @@ private:
     }
   }
 
-  bool runsInCaller_ = false;
-  TaskPromise* caller_ = nullptr;
-  TaskContext* context_ = nullptr;
-  DispatchQueue* queue_ = nullptr;
+  static constexpr unsigned deepest = 32;  // each takes a few hundred bytes of the thread's stack
+
+  // Set when it begins.
+  TaskPromise* caller_;
+  TaskContext* context_;
+  DispatchQueue* queue_;
+  unsigned depth_;  // of coroutines that run inside of those that wait for them, up to this one
   std::source_location place_;
 };
 
@@ -208,13 +217,13 @@ public:
 
   template <class U>
   [[nodiscard]] TaskAwaiter<U> await_transform(
-      Task<U>&& task, const std::source_location& place = std::source_location::current()) noexcept {
+      Task<U>&& task, std::source_location place = std::source_location::current()) noexcept {
     notePlace(place);
     return TaskAwaiter<U>(std::move(task), *this);
   }
   template <class U>
   [[nodiscard]] TaskResultAwaiter<U> await_transform(
-      TaskForResult<U>&& its, const std::source_location& place = std::source_location::current()) noexcept {
+      TaskForResult<U>&& its, std::source_location place = std::source_location::current()) noexcept {
     notePlace(place);
     return TaskResultAwaiter<U>(std::move(its).task, *this);
   }
@@ -222,8 +231,7 @@ public:
   void await_transform(Task<U>& task) = delete;  // is awaited once: std::move(task)
 
   [[nodiscard]] Awaited<QueueAwaiter> await_transform(
-      std::shared_ptr<DispatchQueue> queue,
-      const std::source_location& place = std::source_location::current()) {
+      std::shared_ptr<DispatchQueue> queue, std::source_location place = std::source_location::current()) {
     notePlace(place);
     return {QueueAwaiter(std::move(queue))};
   }
@@ -231,7 +239,7 @@ public:
   template <class Awaitable>
     requires std::derived_from<std::remove_cvref_t<Awaitable>, TaskAwaitable>
   [[nodiscard]] auto await_transform(Awaitable&& awaitable,
-                                     const std::source_location& place = std::source_location::current()) {
+                                     std::source_location place = std::source_location::current()) {
     notePlace(place);
     if constexpr (requires { awaitable.operator co_await(); }) {
       return Awaited<decltype(awaitable.operator co_await())>{awaitable.operator co_await()};
@@ -241,7 +249,7 @@ public:
   }
 
 protected:
-  TaskOutcome<T>* outcome_ = nullptr;
+  TaskOutcome<T>* outcome_;  // set when it begins
 };
 
 template <class T>
