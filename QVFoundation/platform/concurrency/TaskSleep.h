@@ -56,7 +56,7 @@ private:
 
 /// Awaited, has the task sleep until a time: without a thread, and at once awake where the time is over or
 /// the task is cancelled. The tolerance is how much later it may wake, together with others, to spare the
-/// machine.
+/// machine; without one, the last microseconds, 25 at the most, keep a processor busy.
 ///
 /// ```cpp
 /// co_await sleepFor(2s);

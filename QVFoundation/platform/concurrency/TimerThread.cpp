@@ -22,9 +22,6 @@ Time timeOf(clockid_t clock) noexcept {
   return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
 }
 
-/// What a processor at rest takes at the least to go on. So long before its time a thread stops sleeping.
-constexpr Time timeToWakeThread = std::chrono::microseconds(10);
-
 timespec timespecOf(Time time) noexcept {
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
   return {.tv_sec = seconds.count(), .tv_nsec = (time - seconds).count()};
@@ -117,11 +114,13 @@ TimerThread& TimerThread::continuous() {
 Time TimerThread::now() const noexcept { return timeOf(alarm_->clock()); }
 
 void TimerThread::sleepUntil(Time time) const noexcept {
-  const Time wakes = time - timeToWakeThread;
-  if (wakes > now()) {
+  const Time expected(usualLateness_.load(std::memory_order_relaxed));
+  if (const Time wakes = time - expected; wakes > now()) {
     const timespec until = timespecOf(wakes);
     while (::clock_nanosleep(alarm_->clock(), TIMER_ABSTIME, &until, nullptr) == EINTR) {
     }
+    const Time late = std::min(now() - wakes, timeToWakePool / 2);
+    usualLateness_.store((expected + (late - expected) / 8).count(), std::memory_order_relaxed);
   }
   while (now() < time) pauseProcessor();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <map>
@@ -47,7 +48,7 @@ public:
   static TimerThread& continuous();
 
   [[nodiscard]] TimedEvent::Time now() const noexcept;
-  /// Blocks the calling thread, which does not sleep for the last few microseconds: it would wake too late.
+  /// Blocks the calling thread. It stops sleeping so much before as the kernel has usually woken it late.
   void sleepUntil(TimedEvent::Time time) const noexcept;
   /// Has an event fired once, in place of an earlier time; so much later at the most as it tolerates, where
   /// another one fires then.
@@ -74,6 +75,7 @@ private:
   std::map<Key, std::shared_ptr<TimedEvent>> events_;
   std::uint64_t lastNumber_ = 0;
   bool isRunning_ = false;
+  mutable std::atomic<std::chrono::nanoseconds::rep> usualLateness_{0};  // of threads that sleep
 };
 
 }  // namespace QVFoundation::detail
