@@ -90,6 +90,7 @@ void NSUndoManager::removeAllActions() {
   std::vector<Action> others;
   for (Group& group : open_) group.moveActionsTo(others);
   if (running_ != nullptr) running_->moveActionsTo(others);
+  runningAction_ = nullptr;
 }
 
 void NSUndoManager::removeAllActions(const std::shared_ptr<const void>& withTarget) {
@@ -100,6 +101,7 @@ void NSUndoManager::removeAllActions(const std::shared_ptr<const void>& withTarg
   }
   for (Group& group : open_) group.moveActionsTo(gone, withTarget);
   if (running_ != nullptr) running_->moveActionsTo(gone, withTarget);
+  if (runningAction_ != nullptr && runningAction_->isFor(withTarget)) runningAction_ = nullptr;
 }
 
 // Undoing
@@ -189,17 +191,19 @@ void NSUndoManager::putBack(Group group) {
   }
 }
 
-// The last one first. One that throws stays, with those before it.
+// The last one first. One that throws stays, with those before it, unless it has removed itself.
 void NSUndoManager::runActions(Group& group) {
   while (!group.actions.empty()) {
     Action action = std::move(group.actions.back());
     group.actions.pop_back();  // first: it may remove all that there are
+    runningAction_ = &action;
     try {
       if (const auto target = action.target.lock()) action.handler(target.get());
     } catch (...) {
-      group.actions.push_back(std::move(action));
+      if (std::exchange(runningAction_, nullptr) != nullptr) group.actions.push_back(std::move(action));
       throw;
     }
+    runningAction_ = nullptr;
   }
 }
 

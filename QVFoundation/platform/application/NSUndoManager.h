@@ -139,7 +139,7 @@ private:
   void perform(Mode mode);
   [[nodiscard]] Group takeGroup();
   void putBack(Group group);
-  static void runActions(Group& group);
+  void runActions(Group& group);
   [[nodiscard]] bool hasOpenActions() const;
   void trim(Stack& stack, Stack& gone) const;
   void post(std::string_view name);
@@ -152,9 +152,10 @@ private:
   unsigned disabled_ = 0;
   Stack undo_;
   Stack redo_;
-  std::vector<Group> open_;   // the innermost last
-  std::size_t outer_ = 0;     // of these, how many were open before the undo or redo that is under way
-  Group* running_ = nullptr;  // what that has still to do
+  std::vector<Group> open_;          // the innermost last
+  std::size_t outer_ = 0;            // of these, how many were open before the undo or redo that is under way
+  Group* running_ = nullptr;         // what that has still to do
+  Action* runningAction_ = nullptr;  // null where it has been removed
 };
 
 // Posted with the undo manager as their object.

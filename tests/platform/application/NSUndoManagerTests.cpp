@@ -193,6 +193,12 @@ TEST_F(UndoManager, leavesWhatFailsWhereItWasForAnotherTime) {
     run("rr");
     EXPECT_EQ(*page, "ab");
   }
+  manager->registerUndo(page, [&] {
+    manager->removeAllActions(page);
+    throw std::runtime_error("gone");
+  });
+  EXPECT_THROW(run("|u"), std::runtime_error);
+  EXPECT_FALSE(manager->canUndo());
 }
 
 TEST_F(UndoManager, tellsOfEachStepInOrder) {
