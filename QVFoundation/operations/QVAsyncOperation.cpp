@@ -256,10 +256,7 @@ Task<> QVAsyncOperation::executeSubOperationAsync(std::shared_ptr<QVOperation> o
   if (operation->isFinished()) co_return;
   // The task may be that of somebody who runs this operation, which is not cancelled itself then.
   co_await withTaskCancellationHandler(
-      [&operation] {
-        return operation->untilEnded([&operation] { operation->start(); },
-                                     "performSubOperation(_:withUnitCount:)");
-      },
+      [&operation] { return operation->untilEnded([&operation] { operation->start(); }); },
       [&operation] { operation->cancel(); });
 }
 

@@ -441,6 +441,10 @@ protected:
   virtual void executeSubOperation(const std::shared_ptr<QVOperation>& operation);
   void teardownSuboperation(const std::shared_ptr<QVOperation>& operation, std::int64_t withUnitCount);
 
+  /// For subclasses that can be awaited in another way: starts it, lets go of its completion block, and waits
+  /// for its end, whatever that is. Throws what `start` throws.
+  [[nodiscard]] Task<> untilEnded(std::function<void()> start);
+
 private:
   friend class QVAsyncOperation;
 
@@ -507,8 +511,7 @@ private:
 
   static std::shared_ptr<NSProgress> segmentProgress(QVProgressSegmentName segment, std::int64_t unitCount);
   Task<> runInBackground();
-  /// Starts it, and waits for its completion block. The label is for who looks why that waits.
-  Task<> untilEnded(std::function<void()> start, const char* label);
+  class Run;
   void throwIfKeptFromRunning(const QVOperation& operation);
   [[nodiscard]] std::weak_ptr<QVOperation> weakSelf();
   [[nodiscard]] std::optional<std::string> nameUnlessSet() const override;

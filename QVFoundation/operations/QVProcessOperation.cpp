@@ -12,7 +12,6 @@
 #include "QVFoundation/errors/QVErrorConstructors.h"
 #include "QVFoundation/operations/QVProcessDataCollector.h"
 #include "QVFoundation/operations/QVProcessStreamCollector.h"
-#include "QVFoundation/platform/concurrency/Continuation.h"
 #include "QVFoundation/platform/concurrency/DispatchQueue.h"
 #include "QVFoundation/platform/concurrency/MainQueue.h"
 #include "QVFoundation/platform/concurrency/QuietThread_p.h"
@@ -246,20 +245,9 @@ Task<> QVProcessOperation::runAsync() {
 
 Task<> QVProcessOperation::startOnGlobalQueue() {
   if (!isFinished()) {
-    refuseIfTaken();  // the completion block is that of who has taken it
-    co_await withThrowingContinuation<void>(
-        [this](const ThrowingContinuation<void>& waiting) {
-          setCompletionBlock([waiting] { waiting.resume(); });
-          DispatchQueue::global()->async([this, waiting] {
-            try {
-              start();
-            } catch (...) {  // it runs already
-              setCompletionBlock({});
-              waiting.resumeThrowing(std::current_exception());
-            }
-          });
-        },
-        "runAsync()");
+    refuseIfTaken();
+    co_await DispatchQueue::global();
+    co_await untilEnded([this] { start(); });
   }
   (void)result().value();
 }

@@ -1,3 +1,4 @@
+#include <atomic>
 #include <latch>
 #include <memory>
 #include <optional>
@@ -71,6 +72,25 @@ TEST(AwaitedOperationTest, isCancelledWithTheTaskThatAwaitsItAndAwaitedByOne) {
   runOfProcess.cancel();
   EXPECT_EQ(codeThrownBy([&] { run.wait(); }), 1002);
   EXPECT_NE(codeThrownBy([&] { runOfProcess.wait(); }), 0);
+}
+
+TEST(AwaitedOperationTest, isRunForOneOfThoseThatAwaitItAtOnceWhateverIsSetMeanwhile) {
+  for (int round = 0; round < 200; ++round) {
+    const auto operation = operationOf([](auto&) {});
+    std::latch bothRun(2);
+    std::atomic<int> refused = 0;
+    const auto run = [&] {
+      bothRun.arrive_and_wait();
+      const int code = codeThrownBy(operation->runOperation());
+      EXPECT_TRUE(code == 0 || code == 1003);
+      refused += code == 0 ? 0 : 1;
+      operation->setCompletionBlock([] {});
+    };
+    std::jthread other(run);
+    run();
+    other.join();
+    EXPECT_EQ(refused, 1);
+  }
 }
 
 // Asynchronous functions in a blocking body

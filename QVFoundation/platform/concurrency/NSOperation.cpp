@@ -35,9 +35,16 @@ struct NSOperation::Extras {
   std::shared_ptr<const std::function<void()>> completionBlock;
 };
 
-struct NSOperation::Waiter {
-  detail::WakeUp end;
-  Waiter* next = nullptr;
+NSOperation::EndListener::~EndListener() = default;
+
+/// A thread that waits for the end.
+class NSOperation::Waiter final : public EndListener {
+public:
+  void await() noexcept { end_.await(); }
+
+private:
+  void noteEnd() noexcept override { end_.send(); }
+  detail::WakeUp end_;
 };
 
 const NSClass& NSOperation::staticClass() {
@@ -130,13 +137,13 @@ void NSOperation::tellEnd() noexcept {
   std::vector<std::weak_ptr<NSOperation>> dependents;
   std::shared_ptr<const std::function<void()>> completionBlock;
   detail::OperationOwner* owner = nullptr;
-  Waiter* waiter = nullptr;
+  EndListener* listener = nullptr;
   bool hasDependencies = false;
   {
     const UnfairLockGuard guard(lock_);
     if (std::exchange(hasEnded_, true)) return;
     owner = std::exchange(owner_, nullptr);
-    waiter = std::exchange(waiters_, nullptr);
+    listener = std::exchange(listeners_, nullptr);
     if (extras_ != nullptr) {
       completionBlock.swap(extras_->completionBlock);
       dependents.swap(extras_->dependents);
@@ -144,7 +151,7 @@ void NSOperation::tellEnd() noexcept {
     }
   }
   const auto self = hasDependencies || completionBlock != nullptr ? weak_from_this().lock() : nullptr;
-  while (waiter != nullptr) std::exchange(waiter, waiter->next)->end.send();
+  while (listener != nullptr) std::exchange(listener, listener->next_)->noteEnd();
   for (const auto& dependent : dependents) {
     if (const auto present = dependent.lock()) present->noteDependencyEnded();
   }
@@ -353,13 +360,25 @@ std::function<void()> NSOperation::completionBlock() const {
 
 void NSOperation::waitUntilFinished() {
   Waiter self;
-  {
-    const UnfairLockGuard guard(lock_);
-    if (hasEnded_) return;
-    self.next = std::exchange(waiters_, &self);
-  }
+  if (!addEndListener(self)) return;
   const detail::ThreadIsBlocked blocked;
-  self.end.await();
+  self.await();
+}
+
+bool NSOperation::addEndListener(EndListener& listener) {
+  const UnfairLockGuard guard(lock_);
+  if (hasEnded_) return false;
+  listener.next_ = std::exchange(listeners_, &listener);
+  return true;
+}
+
+bool NSOperation::removeEndListener(EndListener& listener) noexcept {
+  const UnfairLockGuard guard(lock_);
+  EndListener** its = &listeners_;
+  while (*its != nullptr && *its != &listener) its = &(*its)->next_;
+  if (*its == nullptr) return false;
+  *its = listener.next_;
+  return true;
 }
 
 }  // namespace QVFoundation

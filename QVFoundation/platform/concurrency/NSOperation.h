@@ -108,20 +108,40 @@ public:
   /// One that nobody starts never does.
   void waitUntilFinished();
 
+  /// For who is about to start it: raises where somebody has done so, or has put it on a queue.
+  void refuseIfTaken() const;
+
 protected:
   /// For a subclass with a `start` of its own, at its beginning: raises what `start` raises. False where the
   /// operation has finished already, and there is nothing to start.
   [[nodiscard]] bool beginStart();
   [[nodiscard]] bool hasStarted() const;
-  /// Raises where somebody has started it, or has put it on a queue.
-  void refuseIfTaken() const;
+  /// Hears of the end, once, when observers have: on their thread, so it may only hand on.
+  class QV_EXPORT EndListener {
+  public:
+    EndListener() noexcept = default;
+    EndListener(const EndListener&) = delete;
+    EndListener& operator=(const EndListener&) = delete;
+
+  protected:
+    virtual ~EndListener();
+
+  private:
+    friend class NSOperation;
+    virtual void noteEnd() noexcept = 0;
+    EndListener* next_ = nullptr;
+  };
+  /// False where it has ended already, and tells nobody any more.
+  [[nodiscard]] bool addEndListener(EndListener& listener);
+  /// False where it has been told, or just is.
+  [[nodiscard]] bool removeEndListener(EndListener& listener) noexcept;
 
 private:
   friend class detail::OperationQueueCore;
 
   enum class State : unsigned char { unstarted, executing, finished };
   struct Extras;
-  struct Waiter;
+  class Waiter;
 
   /// The name of one that was never given any.
   [[nodiscard]] virtual std::optional<std::string> nameUnlessSet() const;
@@ -163,7 +183,7 @@ private:
   mutable UnfairLock lock_;
   bool hasEnded_ QV_GUARDED_BY(lock_) = false;  // whoever waits for the end has been told, or is being told
   std::unique_ptr<Extras> extras_ QV_GUARDED_BY(lock_);  // null where there are none
-  Waiter* waiters_ QV_GUARDED_BY(lock_) = nullptr;
+  EndListener* listeners_ QV_GUARDED_BY(lock_) = nullptr;
   detail::OperationOwner* owner_ QV_GUARDED_BY(lock_) = nullptr;
   detail::PlaceOnQueue place_;  // the queue's
 };
