@@ -16,9 +16,7 @@ void perform(const std::shared_ptr<QVUndoableOperation>& operation,
              std::function<void(QVUndoableOperation&)> completionHandler) {
   const auto running = std::dynamic_pointer_cast<QVOperation>(operation);
   if (running == nullptr) throw NSException(NSInvalidArgumentException, "What can be undone is no operation");
-  if (running->isExecuting() || running->isFinished()) {
-    throw NSException(NSInvalidArgumentException, running->shortDescription() + " has been started already");
-  }
+  running->refuseIfTaken();
   const auto placeholder = std::make_shared<QVUndoableOperationPlaceholder>();
   const std::weak_ptr<NSUndoManager> weakManager = undoManager;
   const std::weak_ptr<void> weakTarget = target;

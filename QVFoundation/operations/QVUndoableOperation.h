@@ -54,8 +54,8 @@ protected:
 /// Threads: where the undo manager is used, which is the main thread; the handler runs there.
 /// Ownership: the operation is kept until it has finished, what undoes it as long as the undo manager can
 /// call it. The target is not kept; without it nothing is undone.
-/// Errors: `NSInvalidArgumentException` where the operation is no `QVOperation`, or has been started before;
-/// then nothing is registered.
+/// Errors: `NSInvalidArgumentException` where the operation is no `QVOperation`, has been started before, or is
+/// on a queue; then nothing is registered.
 QV_EXPORT void perform(const std::shared_ptr<QVUndoableOperation>& operation,
                        const std::shared_ptr<NSUndoManager>& undoManager, const std::shared_ptr<void>& target,
                        const std::optional<std::string>& actionName,

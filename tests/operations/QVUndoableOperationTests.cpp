@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 
 #include "QVFoundation/platform/concurrency/MainActor.h"
+#include "QVFoundation/platform/concurrency/NSOperationQueue.h"
 #include "QVFoundation/platform/concurrency/TaskHandle.h"
 #include "tests/operations/TestOperations.h"
 #include "tests/platform/runtime/RaisedException.h"
@@ -138,11 +139,17 @@ TEST_F(UndoableOperation, canBeAwaited) {
 TEST_F(UndoableOperation, registersNothingWhereItCannotStart) {
   const auto ended = std::make_shared<Addition>(sum, 1);
   ended->start();
-  for (const auto& each : {ended, std::shared_ptr<Addition>()}) {
+  const auto queue = std::make_shared<NSOperationQueue>();
+  const auto queued = std::make_shared<Addition>(sum, 1);
+  queue->setSuspended(true);
+  queue->addOperation(queued);
+  for (const auto& each : {ended, queued, std::shared_ptr<Addition>()}) {
     EXPECT_THAT(testing::raisedBy([&] { perform(each, manager, target, "Add", {}); }),
                 StartsWith("NSInvalidArgumentException"));
     EXPECT_TRUE(canNeither());
   }
+  queue->setSuspended(false);
+  queued->waitUntilFinished();
 }
 
 }  // namespace
