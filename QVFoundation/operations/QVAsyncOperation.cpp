@@ -160,7 +160,7 @@ Task<> QVAsyncOperation::checkForCancellationAsync() {
 
 void QVAsyncOperation::applyPause(bool pauses) {
   if (pauses) {
-    (void)beginClosing();
+    (void)askForClosing();
     pauseOrResumeParts(true);
   } else {
     openGate();
@@ -180,25 +180,29 @@ void QVAsyncOperation::tellResumption() {
 
 /// Begins on the main thread, so the steps of several pauses and resumptions come there in the order in which
 /// they were asked for.
-TaskHandle<void> QVAsyncOperation::beginClosing() {
+std::shared_ptr<QVAsyncOperation::Closing> QVAsyncOperation::askForClosing() {
   const auto weak = std::weak_ptr(std::static_pointer_cast<QVAsyncOperation>(shared_from_this()));
   const UnfairLockGuard guard(gateLock_);
   if (gate_ == Gate::open) {
-    closing_ =
-        startTask({.queue = DispatchQueue::main()}, [weak, turn = turn_] { return close(weak, turn); });
+    closing_ = std::make_shared<Closing>();
+    startTask({.queue = DispatchQueue::main()},
+              [weak, closing = closing_, turn = turn_] { return close(weak, closing, turn); });
     gate_.store(Gate::closing, std::memory_order_release);
   }
-  return *closing_;
+  ++closing_->askers;
+  return closing_;
 }
 
-Task<> QVAsyncOperation::close(std::weak_ptr<QVAsyncOperation> weak, std::uint64_t turn) {
+Task<> QVAsyncOperation::close(std::weak_ptr<QVAsyncOperation> weak, std::shared_ptr<Closing> closing,
+                               std::uint64_t turn) {
   if (const auto self = weak.lock(); self != nullptr && !self->isPaused()) self->setIsPaused(true);
   co_await DispatchQueue::global();
   if (const auto self = weak.lock()) co_await self->takePermit(turn);
+  closing->isOver.signal();
 }
 
 Task<> QVAsyncOperation::takePermit(std::uint64_t turn) {
-  co_await pauseSemaphore_.waitUnlessCancelled();
+  co_await pauseSemaphore_.wait();
   bool isKept = false;
   {
     const UnfairLockGuard guard(gateLock_);
@@ -209,30 +213,42 @@ Task<> QVAsyncOperation::takePermit(std::uint64_t turn) {
 }
 
 void QVAsyncOperation::openGate() {
-  std::optional<TaskHandle<void>> closing;  // goes after the lock
-  bool wasClosed = false;
   {
     const UnfairLockGuard guard(gateLock_);
-    wasClosed = gate_ == Gate::closed;
-    ++turn_;
-    gate_.store(Gate::open, std::memory_order_release);
-    closing.swap(closing_);
+    if (!turnOpen()) return;
   }
-  if (wasClosed) pauseSemaphore_.signal();
+  pauseSemaphore_.signal();
+}
+
+/// True where it was closed: then the permit is to be given back.
+bool QVAsyncOperation::turnOpen() {
+  ++turn_;
+  closing_.reset();
+  return gate_.exchange(Gate::open, std::memory_order_acq_rel) == Gate::closed;
 }
 
 Task<> QVAsyncOperation::pauseAsync() {
+  const auto self = shared_from_this();
   checkTaskCancellation();
-  const auto closing = beginClosing();
-  bool isUndone = false;
-  co_await withTaskCancellationHandler([closing]() -> Task<> { co_await closing; },
-                                       [this, closing, &isUndone] {
-                                         isUndone = true;
-                                         closing.cancel();
-                                         openGate();
-                                         spreadPause();  // others may have asked for a pause
-                                       });
-  if (isUndone) throw CancellationError();
+  const auto closing = askForClosing();
+  try {
+    co_await closing->isOver.waitUnlessCancelled();
+  } catch (const CancellationError&) {
+    withdrawFrom(*closing);
+    throw;
+  }
+  closing->isOver.signal();  // for others who wait for it
+}
+
+void QVAsyncOperation::withdrawFrom(Closing& closing) {
+  bool wasClosed = false;
+  {
+    const UnfairLockGuard guard(gateLock_);
+    if (closing_.get() != &closing || --closing.askers > 0) return;
+    wasClosed = turnOpen();
+  }
+  if (wasClosed) pauseSemaphore_.signal();
+  tellResumption();
 }
 
 // Parts

@@ -83,7 +83,7 @@ public:
   void cancel() override;
 
   /// The same as `pause` but for the part that it runs, awaited until it has taken hold. Throws
-  /// `CancellationError` where the task is cancelled before; then nothing is paused.
+  /// `CancellationError` where the task is cancelled before; then nothing is paused unless others want it.
   [[nodiscard]] Task<> pauseAsync();
 
   /// Awaited, waits while the operation is paused; then throws where it is cancelled. Call it often.
@@ -112,6 +112,12 @@ private:
   // Whether checks wait. Who pauses takes the one permit of the semaphore.
   enum class Gate : unsigned char { open, closing, closed };
 
+  /// The gate from when it is asked to close until it opens.
+  struct Closing {
+    QVAsyncSemaphore isOver{0};  // the closing: whoever takes the permit gives it back
+    unsigned askers = 0;         // under `gateLock_`; without any the gate opens
+  };
+
   Task<> runInOwnTask();
   Task<> mainAsync();
   Task<> runBody();
@@ -122,10 +128,13 @@ private:
   void applyPause(bool pauses) override;
   void setGate() override {}
   void tellResumption();
-  [[nodiscard]] TaskHandle<void> beginClosing();
-  static Task<> close(std::weak_ptr<QVAsyncOperation> weak, std::uint64_t turn);
+  [[nodiscard]] std::shared_ptr<Closing> askForClosing();
+  static Task<> close(std::weak_ptr<QVAsyncOperation> weak, std::shared_ptr<Closing> closing,
+                      std::uint64_t turn);
   Task<> takePermit(std::uint64_t turn);
+  void withdrawFrom(Closing& closing);
   void openGate();
+  [[nodiscard]] bool turnOpen() QV_REQUIRES(gateLock_);
   void cancelTask() const;
 
   Task<> runSubOperationAsync(std::shared_ptr<QVOperation> operation, std::int64_t unitCount);
@@ -138,8 +147,8 @@ private:
 
   mutable UnfairLock gateLock_;
   std::optional<TaskHandle<void>> task_ QV_GUARDED_BY(gateLock_);
-  std::optional<TaskHandle<void>> closing_ QV_GUARDED_BY(gateLock_);
-  std::uint64_t turn_ QV_GUARDED_BY(gateLock_) = 0;  // grows whenever the gate opens
+  std::shared_ptr<Closing> closing_ QV_GUARDED_BY(gateLock_);  // null where the gate is open
+  std::uint64_t turn_ QV_GUARDED_BY(gateLock_) = 0;            // grows whenever the gate opens
 };
 
 }  // namespace QVFoundation

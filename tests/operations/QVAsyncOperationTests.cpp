@@ -333,18 +333,23 @@ TEST(QVAsyncOperationPauseTest, endsForACancellation) {
 }
 
 TEST(QVAsyncOperationPauseTest, isUndoneWhereWhoAwaitsItIsCancelledUnlessOthersWantIt) {
-  for (const bool othersWantIt : {false, true}) {
-    SCOPED_TRACE(othersWantIt);
+  enum class Others { none, ask, await };
+  for (const auto others : {Others::none, Others::ask, Others::await}) {
+    SCOPED_TRACE(static_cast<int>(others));
     const auto walker = walking();
-    if (othersWantIt) walker->pause();
-    const auto pausing = startTask({.queue = walker->queue}, [&] { return walker->pauseAsync(); });
+    const auto pauseOf = [&] { return walker->pauseAsync(); };
+    std::optional<TaskHandle<void>> awaiting;
+    if (others == Others::ask) walker->pause();
+    if (others == Others::await) awaiting = startTask({.queue = walker->queue}, pauseOf);
+    const auto pausing = startTask({.queue = walker->queue}, pauseOf);
     walker->settle();
     pausing.cancel();
     EXPECT_THROW(pausing.wait(), CancellationError);
     drainMainQueue();
-    EXPECT_EQ(walker->isPaused(), othersWantIt);
-    if (othersWantIt) walker->awaitPause();
-    EXPECT_EQ(walker->steps(), !othersWantIt);
+    EXPECT_EQ(walker->isPaused(), others != Others::none);
+    if (awaiting) awaiting->wait();
+    if (others != Others::none) walker->awaitPause();
+    EXPECT_EQ(walker->steps(), others == Others::none);
     walker->resume();
     walker->settle();
     walker->end();
