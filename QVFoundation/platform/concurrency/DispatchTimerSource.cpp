@@ -1,7 +1,6 @@
 #include "QVFoundation/platform/concurrency/DispatchTimerSource.h"
 
 #include <algorithm>
-#include <thread>
 #include <utility>
 
 #include "QVFoundation/platform/concurrency/Listener.h"
@@ -125,7 +124,7 @@ private:
     Turn turn = Turn::later;
     bool isDueAgain = false;
     while (turn == Turn::later) {
-      while (const auto time = timeToCome()) std::this_thread::sleep_until(*time);
+      while (const auto time = timeToCome()) TimerThread::steady().sleepUntil(time->time_since_epoch());
       // To who cancels it, before the timer says that it is in a call.
       const detail::ListenerCall visible(*this);
       turn = beginCall();
