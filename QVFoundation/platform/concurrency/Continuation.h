@@ -121,8 +121,12 @@ public:
       std::rethrow_exception(std::move(thrown_));
     return valueOf(*std::move(result_));
   }
-  void resume(Result<T>&& result) {
-    result_.emplace(std::move(result));
+  void resume(Result<T>&& result) noexcept {
+    try {
+      result_.emplace(std::move(result));
+    } catch (...) {
+      result_.emplace(Result<T>::failure(std::current_exception()));
+    }
     suspension_.resume();
   }
 

@@ -80,15 +80,24 @@ public:
   void cancelAll() noexcept { core_.cancelAll(); }
   /// The same, and waits until they have. What they still give or throw is dropped. Sooner than first the one
   /// and then the other: a child that is woken by it goes on on the thread of the task that waits.
-  Task<void> cancelAndWaitForAll() {
-    auto child = co_await detail::TaskGroupCore::Next(core_, detail::TaskGroupCore::Before::cancelsAll);
-    while (child.get() != nullptr) child = co_await detail::TaskGroupCore::Next(core_);
-  }
+  Task<void> cancelAndWaitForAll() { return waitAndDrop(Before::cancelsAll); }
   [[nodiscard]] bool isCancelled() const noexcept { return core_.isCancelled(); }
   /// Whether all children have been asked for.
   [[nodiscard]] bool isEmpty() const noexcept { return core_.isEmpty(); }
 
 private:
+  template <class U, class Body>
+    requires std::invocable<Body&, TaskGroup<U>&>
+  friend auto withTaskGroup(Body body) -> Task<typename std::invoke_result_t<Body&, TaskGroup<U>&>::Output>;
+
+  using Before = detail::TaskGroupCore::Before;
+
+  /// Waits for all without a look at what they give.
+  Task<void> waitAndDrop(Before before = Before::nothing) {
+    auto child = co_await detail::TaskGroupCore::Next(core_, before);
+    while (child.get() != nullptr) child = co_await detail::TaskGroupCore::Next(core_);
+  }
+
   template <bool givesResults>
   class Next final : public detail::TaskGroupCore::Next {
   public:
@@ -121,8 +130,7 @@ auto withTaskGroup(Body body) -> Task<typename std::invoke_result_t<Body&, TaskG
   TaskGroup<T> group;
   auto result = co_await detail::callInTask(body, group).result();
   if (!result.hasValue()) co_await group.cancelAndWaitForAll();
-  while (co_await group.nextResult()) {
-  }
+  co_await group.waitAndDrop();
   co_return detail::valueOf(std::move(result));
 }
 

@@ -2,10 +2,16 @@
 
 #include <utility>
 
+#include "QVFoundation/platform/runtime/FatalError.h"
+
 namespace QVFoundation::detail {
 
 TaskGroupCore::TaskGroupCore() : parent_(TaskContext::ofCaller("A task group")) { parent_.add(*this); }
-TaskGroupCore::~TaskGroupCore() { parent_.remove(*this); }
+TaskGroupCore::~TaskGroupCore() {
+  parent_.remove(*this);
+  const UnfairLockGuard guard(lock_);
+  if (running_ != nullptr) fatalError("A task group has gone while its children run: use withTaskGroup");
+}
 
 void TaskGroupCore::add(TaskContext& child) {
   child.retain();  // until it is taken

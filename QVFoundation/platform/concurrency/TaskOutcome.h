@@ -47,12 +47,13 @@ public:
       std::rethrow_exception(failure_);
     if constexpr (!std::is_void_v<T>) return std::move(value_);
   }
-  [[nodiscard]] Result<T> takeResult() {
+  /// A value that throws when it is moved is lost, and that is the result.
+  [[nodiscard]] Result<T> takeResult() noexcept {
     if (state_ == State::failure) return Result<T>::failure(failure_);
     if constexpr (std::is_void_v<T>) {
       return Result<T>();
     } else {
-      return Result<T>(std::move(value_));
+      return Result<T>::of([this]() -> T&& { return std::move(value_); });
     }
   }
 

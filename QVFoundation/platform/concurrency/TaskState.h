@@ -61,9 +61,17 @@ public:
 protected:
   using TaskContext::TaskContext;
 
-  std::optional<Result<T>> result_;
+  template <std::invocable Make>
+  void setResult(Make make) noexcept {
+    try {
+      result_.emplace(make());
+    } catch (...) {
+      result_.emplace(Result<T>::failure(std::current_exception()));
+    }
+  }
 
 private:
+  std::optional<Result<T>> result_;
   std::atomic<bool> isTaken_{false};
 };
 
@@ -83,10 +91,10 @@ private:
         body_.emplace(std::invoke(*callable_));
         return &body_->task.beginIn(*this, this->queue(), body_->outcome);
       } catch (...) {
-        this->result_.emplace(Result<Output>::failure(std::current_exception()));
+        this->setResult([] { return Result<Output>::failure(std::current_exception()); });
       }
     } else {
-      this->result_.emplace(Result<Output>::of(*callable_));
+      this->setResult([this] { return Result<Output>::of(*callable_); });
     }
     callable_.reset();
     return nullptr;
@@ -94,7 +102,7 @@ private:
 
   void takeResult() noexcept override {
     if constexpr (givesTask<Callable&>) {
-      this->result_.emplace(body_->outcome.takeResult());
+      this->setResult([this] { return body_->outcome.takeResult(); });
       body_.reset();
       callable_.reset();
     }

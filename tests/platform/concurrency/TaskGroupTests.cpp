@@ -89,6 +89,45 @@ TEST(TaskGroup, isOverWhenItsChildrenAreHoweverItsBodyEnds) {
   }
 }
 
+/// Can be moved so often only.
+struct Brittle {
+  explicit Brittle(int howOften) : moves(howOften) {}
+  Brittle(Brittle&& other) : moves(other.moves - 1) {  // NOLINT(*-noexcept-move*): that is what it is for
+    if (moves < 0) throw std::logic_error("broken");
+  }
+  int moves;
+};
+
+struct ThrowsOnCopy {
+  ThrowsOnCopy() = default;
+  ThrowsOnCopy(const ThrowsOnCopy& /*other*/) { throw std::logic_error("copied"); }
+  ThrowsOnCopy(ThrowsOnCopy&&) = default;
+};
+
+TEST(TaskGroup, isOverWhenItsChildrenAreHoweverValuesBearToBeMoved) {
+  static constexpr int most = 60;
+  int failures = 0;
+  for (int moves = 0; moves < most; ++moves) {
+    std::atomic<bool> childHasEnded = false;
+    const auto body = [&](TaskGroup<ThrowsOnCopy>& group) -> Task<Brittle> {
+      group.addTask([] { return ThrowsOnCopy(); });
+      group.addTask([&]() -> Task<ThrowsOnCopy> {
+        co_await DispatchQueue::serial("late");
+        childHasEnded = true;
+        co_return ThrowsOnCopy();
+      });
+      const auto give = [moves](const Continuation<Brittle>& waiting) { waiting.resume(Brittle(moves)); };
+      co_return co_await withContinuation<Brittle>(give);
+    };
+    const auto inGroup = [&] { return withTaskGroup<ThrowsOnCopy>(body); };
+    const auto handled = [&] { return withTaskCancellationHandler(inGroup, [] {}); };
+    const auto result = Result<Brittle>::of([&] { return startTask(handled).wait(); });
+    failures += result ? 0 : 1;
+    EXPECT_TRUE(childHasEnded);
+  }
+  EXPECT_TRUE(0 < failures && failures < most) << failures;
+}
+
 TEST(TaskGroup, cancelsThoseThatRunAndThoseThatAreStillToCome) {
   Gate gate;
   const auto isCancelled = [] { return currentTaskIsCancelled(); };
