@@ -12,11 +12,6 @@ CancellationHandler::CancellationHandler(std::function<void()> handler) noexcept
     : handler_(std::move(handler)) {}
 CancellationHandler::~CancellationHandler() = default;
 
-CancellationOutcome CancellationHandler::noteCancellation() noexcept {
-  isInCall_ = true;
-  return {.called = this};
-}
-
 void CancellationHandler::call() noexcept { callGuarded(handler_, "The cancellation handler of a task"); }
 
 }  // namespace QVFoundation::detail

@@ -6,7 +6,6 @@
 
 namespace QVFoundation::detail {
 
-class CancellationHandler;
 class TaskContext;
 class TaskPromise;
 class TaskSuspension;
@@ -15,9 +14,8 @@ class TaskSuspension;
 ///
 /// Threads: a value.
 struct CancellationOutcome {
-  TaskPromise* woken = nullptr;           // a coroutine that slept
-  TaskContext* claimed = nullptr;         // tasks that hear next: see `TaskContext::claim`
-  CancellationHandler* called = nullptr;  // stays where it is until it has been
+  TaskPromise* woken = nullptr;    // a coroutine that slept
+  TaskContext* claimed = nullptr;  // tasks that hear next: see `TaskContext::claim`
 };
 
 /// Somebody who is to hear, once, that a task is cancelled.
@@ -45,24 +43,26 @@ private:
   bool isListed_ = false;
 };
 
-/// One that runs foreign code, without any lock: it may still run when the record has been removed, and has
-/// then to be waited for.
+/// Foreign code that is called, once, when a task is cancelled: without any lock, and so maybe while the task
+/// would leave it behind already, which then waits for the end of the call.
 ///
-/// Threads: as its base.
-class QV_EXPORT CancellationHandler final : public CancellationRecord {
+/// Threads: called on the thread that cancels, or on that of the task.
+class QV_EXPORT CancellationHandler final {
 public:
   explicit CancellationHandler(std::function<void()> handler) noexcept;
-  ~CancellationHandler() override;
+  CancellationHandler(const CancellationHandler&) = delete;
+  CancellationHandler& operator=(const CancellationHandler&) = delete;
+  ~CancellationHandler();
 
 private:
   friend class TaskContext;
 
-  CancellationOutcome noteCancellation() noexcept override;
   void call() noexcept;
 
   std::function<void()> handler_;
-  CancellationHandler* nextCalled_ = nullptr;  // of the thread that calls
   // Under the task's lock.
+  CancellationHandler* next_ = nullptr;
+  bool isListed_ = false;
   bool isInCall_ = false;
   TaskSuspension* waits_ = nullptr;  // for the end of the call
 };

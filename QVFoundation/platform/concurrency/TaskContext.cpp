@@ -238,24 +238,28 @@ void TaskContext::tell(TaskContext* list, TaskPromise* resting) noexcept {
   while (list != nullptr) {
     TaskContext& task = *std::exchange(list, list->nextClaimed_);
     CancellationOutcome outcome;
-    CancellationHandler** lastCalled = &task.called_;
     stepPoint("tells of the cancellation");
-    while (task.noteCancellation(outcome)) {
-      carryOut(outcome, list, resting);
-      if (outcome.called == nullptr) continue;
-      *lastCalled = outcome.called;
-      lastCalled = &outcome.called->nextCalled_;
-    }
+    while (task.noteCancellation(outcome)) carryOut(outcome, list, resting);
     task.nextClaimed_ = std::exchange(told, &task);
   }
   while (told != nullptr) {
     TaskContext& task = *std::exchange(told, told->nextClaimed_);
-    std::stop_source* const stopSource = task.existingStopSource();
-    const bool callsOthers = task.called_ != nullptr || stopSource != nullptr;
-    if (callsOthers && resting != nullptr) wakeElsewhere(resting->context().stretch());
-    while (task.called_ != nullptr) task.call(*std::exchange(task.called_, task.called_->nextCalled_));
-    if (stopSource != nullptr) stopSource->request_stop();
+    task.callHandlers(resting);
     task.release();
+  }
+}
+
+void TaskContext::callHandlers(TaskPromise* resting) noexcept {
+  const auto beforeCall = [resting] {
+    if (resting != nullptr) wakeElsewhere(resting->context().stretch());
+  };
+  while (CancellationHandler* const handler = takeHandler()) {
+    beforeCall();
+    call(*handler);
+  }
+  if (std::stop_source* const stopSource = existingStopSource()) {
+    beforeCall();
+    stopSource->request_stop();
   }
 }
 
@@ -297,6 +301,16 @@ void TaskContext::wakeElsewhere(TaskStretch& stretch) noexcept {
     coroutine->context().resume(*coroutine);
 }
 
+CancellationHandler* TaskContext::takeHandler() noexcept {
+  const UnfairLockGuard guard(lock_);
+  CancellationHandler* const handler = handlers_;
+  if (handler == nullptr) return nullptr;
+  handlers_ = handler->next_;
+  handler->isListed_ = false;
+  handler->isInCall_ = true;
+  return handler;
+}
+
 void TaskContext::call(CancellationHandler& handler) noexcept {
   handler.call();
   TaskSuspension* waits = nullptr;
@@ -326,7 +340,6 @@ void TaskContext::add(CancellationRecord& record) noexcept {
   TaskContext* list = nullptr;
   carryOut(outcome, list);
   tell(list);
-  if (outcome.called != nullptr) call(*outcome.called);
 }
 
 void TaskContext::remove(CancellationRecord& record) noexcept {
@@ -334,12 +347,27 @@ void TaskContext::remove(CancellationRecord& record) noexcept {
   if (record.isListed_) unlist(record);
 }
 
+void TaskContext::add(CancellationHandler& handler) noexcept {
+  {
+    const UnfairLockGuard guard(lock_);
+    if (!isCancelled()) {
+      handler.isListed_ = true;
+      handler.next_ = std::exchange(handlers_, &handler);
+      return;
+    }
+  }
+  handler.call();
+}
+
 // Others who are told may have ended what it is for meanwhile.
 bool TaskContext::removeOrCall(CancellationHandler& handler) noexcept {
   {
     const UnfairLockGuard guard(lock_);
     if (!handler.isListed_) return !handler.isInCall_;
-    unlist(handler);
+    CancellationHandler** its = &handlers_;
+    while (*its != &handler) its = &(*its)->next_;
+    *its = handler.next_;
+    handler.isListed_ = false;
     if (!isCancelled()) return true;
   }
   handler.call();

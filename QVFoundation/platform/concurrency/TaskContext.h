@@ -127,10 +127,12 @@ public:
   static void tell(TaskContext* list, TaskPromise* resting = nullptr) noexcept;
   /// Has the record told when the task is cancelled; at once, before this returns, where it is so already.
   void add(CancellationRecord& record) noexcept;
-  /// Afterwards it is not told any more. One that is called without the lock may just be called, see there.
+  /// Afterwards it is not told any more.
   void remove(CancellationRecord& record) noexcept;
-  /// The same for one that hears of each cancellation: where whoever cancels has not come to it yet, it is
-  /// called here. False where somebody else is to call it, or just does.
+  /// Has the handler called when the task is cancelled, after all records have been told.
+  void add(CancellationHandler& handler) noexcept;
+  /// Afterwards it is not called any more; where whoever cancels has not come to it yet, it is called here.
+  /// False where it is just called elsewhere.
   [[nodiscard]] bool removeOrCall(CancellationHandler& handler) noexcept;
   /// The same for the one record of the wait that the task is just coming to. Where it is told, `endWait`
   /// comes after.
@@ -193,7 +195,10 @@ private:
   static void wake(TaskPromise& coroutine, TaskPromise* resting) noexcept;
   /// Who was to go on in place of a coroutine that waits goes on elsewhere.
   static void wakeElsewhere(TaskStretch& stretch) noexcept;
+  [[nodiscard]] CancellationHandler* takeHandler() noexcept;
+  void callHandlers(TaskPromise* resting) noexcept;
   void call(CancellationHandler& handler) noexcept;
+  void forgetQueues();
   void unlist(CancellationRecord& record) noexcept QV_REQUIRES(lock_);
   [[nodiscard]] std::stop_source* existingStopSource();
 
@@ -208,17 +213,18 @@ private:
   TaskContext* nextInGroup_ = nullptr;      // the group's
   TaskContext* previousInGroup_ = nullptr;  // the group's
   TaskContext* nextClaimed_ = nullptr;      // whose cancellation is being told
-  CancellationHandler* called_ = nullptr;   // those still to be called; of the thread that tells
 
   // Either who waits sees that the task is cancelled, or who cancels sees the wait.
   std::atomic<CancellationRecord*> wait_{nullptr};
   UnfairLock lock_;
   CancellationRecord* records_ QV_GUARDED_BY(lock_) = nullptr;
+  CancellationHandler* handlers_ QV_GUARDED_BY(lock_) = nullptr;  // the innermost first
   TaskEndWaiter* waiters_ QV_GUARDED_BY(lock_) = nullptr;
   std::unique_ptr<std::stop_source> stopSource_ QV_GUARDED_BY(lock_);
 
   std::unique_ptr<StopLink> stopLink_;
-  std::vector<std::shared_ptr<DispatchQueue>> keptQueues_;  // on which it has run
+  std::vector<std::shared_ptr<DispatchQueue>> keptQueues_;  // on which coroutines are, or were
+  std::size_t mostKeptQueues_ = 16;
   const std::string name_;
 };
 

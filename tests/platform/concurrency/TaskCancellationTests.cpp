@@ -173,6 +173,31 @@ TEST(CancellationHandler, isWaitedForWithoutAThreadWhereItStillRuns) {
   EXPECT_TRUE(task.wait());
 }
 
+TEST(CancellationHandler, isNotHeldBackByThatOfASibling) {
+  for (const bool slowIsFirst : {true, false}) {
+    std::latch bothSleep(2), quickHasEnded(1);
+    const auto sleeps = [&]() -> Task<> {
+      bothSleep.count_down();
+      co_await sleepFor(1h);
+    };
+    const auto slow = [&] { return withTaskCancellationHandler(sleeps, [&] { quickHasEnded.wait(); }); };
+    const auto quick = [&]() -> Task<> {
+      (void)co_await withTaskCancellationHandler(sleeps, [] {}).result();
+      quickHasEnded.count_down();
+    };
+    const auto body = [&](TaskGroup<void>& group) -> Task<> {
+      if (slowIsFirst) group.addTask(slow);
+      group.addTask(quick);
+      if (!slowIsFirst) group.addTask(slow);
+      co_return;
+    };
+    const TaskHandle task = startTask([&] { return withTaskGroup(body); });
+    bothSleep.wait();
+    task.cancel();
+    task.wait();
+  }
+}
+
 TEST(CancellationHandler, isGoneWhereTheOperationThrows) {
   for (const bool isCoroutine : {true, false}) {
     int calls = 0;
