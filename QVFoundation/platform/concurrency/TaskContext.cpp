@@ -52,7 +52,17 @@ private:
 /// The main thread, which goes on with the blocks of the main queue. The last of them tells it of the end.
 class ServingMainThread final : public TaskEndWaiter {
 public:
-  void wait() const {
+  /// Blocks that wait stand on each other on the stack. So many may.
+  [[nodiscard]] static bool mayServe() noexcept { return depth_ < 100; }
+
+  void wait() {
+    ++depth_;
+    serveUntilEnd();
+    --depth_;
+  }
+
+private:
+  void serveUntilEnd() const {
     while (!hasEnded_) {
       drainMainQueue();
       if (hasEnded_) return;
@@ -60,13 +70,12 @@ public:
       (void)::poll(&readable, 1, -1);  // an interruption only has the queue looked at once more
     }
   }
-
-private:
   TaskPromise* taskHasEnded() noexcept override {
     DispatchQueue::main()->async([this] { hasEnded_ = true; });
     return nullptr;
   }
-  bool hasEnded_ = false;  // the main thread's
+  bool hasEnded_ = false;             // the main thread's
+  static inline unsigned depth_ = 0;  // likewise
 };
 
 /// Hands the cancellation of the task that this thread runs, if any, on to another one.
@@ -434,7 +443,7 @@ bool TaskContext::addWaiter(TaskEndWaiter& waiter) noexcept {
 }
 
 void TaskContext::waitForEnd() {
-  if (isMainThread()) {
+  if (isMainThread() && ServingMainThread::mayServe()) {
     ServingMainThread waiter;
     if (addWaiter(waiter)) waiter.wait();
   } else {
