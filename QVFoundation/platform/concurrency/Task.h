@@ -44,7 +44,8 @@ namespace QVFoundation {
 /// Threads: moved from thread to thread; its body runs on one at a time, those of the pool unless it goes
 /// elsewhere.
 /// Ownership: owns the coroutine and what that holds. One that nobody awaits never runs.
-/// Errors: what the body throws goes to the one that awaits it, as it was thrown.
+/// Errors: what the body throws goes to the one that awaits it, as it was thrown. Awaiting one that was moved
+/// away before ends the process.
 template <class T = void>
 class [[nodiscard]] Task {
   static_assert(std::is_void_v<T> || (std::is_object_v<T> && !std::is_const_v<T>),
@@ -85,11 +86,14 @@ private:
   explicit Task(std::coroutine_handle<promise_type> coroutine) noexcept : coroutine_(coroutine) {}
 
   [[nodiscard]] std::coroutine_handle<promise_type> release() && noexcept {
+    if (!coroutine_) [[unlikely]]
+      detail::refuseMovedTask();
     return std::exchange(coroutine_, nullptr);
   }
 
   detail::TaskPromise& beginIn(detail::TaskContext& context, DispatchQueue& queue,
                                detail::TaskOutcome<T>& outcome) const noexcept {
+    if (!coroutine_) detail::refuseMovedTask();
     coroutine_.promise().beginIn(context, queue);
     coroutine_.promise().leaveIn(outcome);
     return coroutine_.promise();

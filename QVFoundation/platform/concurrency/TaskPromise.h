@@ -39,6 +39,8 @@ class TaskPromise;
 /// Threads: awaited inside of a task.
 struct TaskAwaitable {};
 
+[[noreturn]] QV_EXPORT void refuseMovedTask() noexcept;
+
 /// What a result has, as a function that gives it would return it.
 template <class T>
 T valueOf(Result<T>&& result) {
