@@ -19,7 +19,7 @@ public:
   /// Whoever awaits it goes on where it was.
   ///
   /// ```cpp
-  /// const bool goesOn = co_await MainActor::run([=] { return window->asks("Replace the file?"); });
+  /// const bool goesOn = co_await MainActor::run([&] { return window->asks("Replace the file?"); });
   /// ```
   template <class Callable>
     requires std::invocable<Callable&>

@@ -64,7 +64,7 @@ private:
 /// ends sooner, in the task. Gives what the operation gives, when the handler has returned too.
 ///
 /// ```cpp
-/// co_await withTaskCancellationHandler([=] { return download(request); }, [=] { request->abort(); });
+/// co_await withTaskCancellationHandler([&] { return download(request); }, [&] { request->abort(); });
 /// ```
 ///
 /// Threads: awaited inside of a task. The handler runs under no lock.

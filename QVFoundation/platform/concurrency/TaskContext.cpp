@@ -4,6 +4,7 @@
 #include <functional>
 #include <poll.h>
 #include <string>
+#include <unordered_set>
 
 #include "QVFoundation/platform/concurrency/CurrentTask_p.h"
 #include "QVFoundation/platform/concurrency/DispatchQueue.h"
@@ -153,7 +154,18 @@ void TaskContext::start() {
 }
 
 void TaskContext::keep(std::shared_ptr<DispatchQueue> queue) {
-  if (std::ranges::find(keptQueues_, queue) == keptQueues_.end()) keptQueues_.push_back(std::move(queue));
+  if (std::ranges::find(keptQueues_, queue) != keptQueues_.end()) return;
+  if (keptQueues_.size() >= mostKeptQueues_) forgetQueues();
+  keptQueues_.push_back(std::move(queue));
+}
+
+// Those on which none of the coroutines is. Rarely, so that a task may move as often as it likes.
+void TaskContext::forgetQueues() {
+  std::unordered_set<const DispatchQueue*> used{queue_};
+  for (const TaskPromise* coroutine = innermost_; coroutine != nullptr; coroutine = coroutine->caller())
+    used.insert(&coroutine->queue());
+  std::erase_if(keptQueues_, [&](const auto& queue) { return !used.contains(queue.get()); });
+  mostKeptQueues_ = std::max<std::size_t>(16, 2 * keptQueues_.size());
 }
 
 void TaskContext::resume(TaskPromise& coroutine) {

@@ -4,6 +4,7 @@
 #include <coroutine>
 #include <cstddef>
 #include <memory>
+#include <new>
 #include <optional>
 #include <stop_token>
 #include <string>
@@ -102,6 +103,8 @@ public:
 
   static void* operator new(std::size_t size) { return takeFrame(size); }
   static void operator delete(void* place, std::size_t size) noexcept { giveFrameBack(place, size); }
+  /// The memory is aligned for usual types: give a body, or a value, of another kind by pointer.
+  static void* operator new(std::size_t size, std::align_val_t alignment) = delete;
 
   void retain() noexcept { references_.fetch_add(1, std::memory_order_relaxed); }
   void release() noexcept {
@@ -155,7 +158,7 @@ public:
 
   // Own: which coroutine goes on next, and where.
 
-  /// Until the task ends.
+  /// As long as a coroutine is on it.
   void keep(std::shared_ptr<DispatchQueue> queue);
 
   [[nodiscard]] TaskStretch& stretch() noexcept { return *stretch_; }

@@ -1,5 +1,7 @@
 #include "QVFoundation/platform/concurrency/Task.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <functional>
 #include <latch>
 #include <memory>
@@ -230,6 +232,28 @@ TEST(Task, goesOnWhereItWantsToAndComesBackForWhoAwaitsIt) {
   EXPECT_TRUE(task.wait());
 }
 
+TEST(Task, keepsFewOfTheQueuesThatItHasLeft) {
+  const auto moves = []() -> Task<std::ptrdiff_t> {
+    std::vector<std::weak_ptr<DispatchQueue>> queues;
+    for (int i = 0; i < 1'000; ++i) {
+      auto queue = DispatchQueue::serial("one of many");
+      queues.emplace_back(queue);
+      co_await std::move(queue);
+    }
+    co_return std::ranges::count_if(queues, [](const auto& queue) { return !queue.expired(); });
+  };
+  EXPECT_LE(moves().wait(), 32);
+}
+
+TEST(TaskDeathTest, endsTheProcessWhereItWasMovedAway) {
+  const auto moved = []() -> Task<> {
+    auto task = []() -> Task<> { co_return; }();
+    const auto its = std::move(task);
+    co_await std::move(task);  // NOLINT(bugprone-use-after-move)
+  };
+  EXPECT_DEATH(moved().wait(), "moved away before");
+}
+
 TEST(Task, passesItsQualityOfServiceOn) {
   const TaskOptions options{.qualityOfService = QualityOfService::utility};
   const TaskHandle task = startTask(options, [] {
@@ -280,9 +304,23 @@ Task<int> disturbed(std::shared_ptr<int> held, unsigned seed, int levels) {
     for (const auto& task : tasks) task.cancel();
   };
   const auto number = static_cast<unsigned>(dice());
-  (void)co_await withTaskCancellationHandler([=] { return sleeps(number); }, cancels).result();
+  (void)co_await withTaskCancellationHandler([&] { return sleeps(number); }, cancels).result();
   for (const auto& task : tasks) ended += co_await task;
   co_return ended;
+}
+
+TEST(MainActor, bearsManyBlocksThatWaitInsideOfEachOther) {
+  static constexpr int count = 10'000;
+  const auto hops = []() -> Task<> { co_await DispatchQueue::global(); };
+  int ended = 0;
+  for (int i = 0; i < count; ++i) {
+    DispatchQueue::main()->async([&] {
+      hops().wait();
+      if (++ended == count) stopMainQueue();
+    });
+  }
+  runMainQueue();
+  EXPECT_EQ(ended, count);
 }
 
 TEST(Task, bearsThreadsThatStartCancelAwaitAndDropAtRandom) {
