@@ -271,7 +271,7 @@ constexpr int deadlines = 1'000;
 
 Task<> meetDeadlines() {
   for (int i = 0; i < deadlines; ++i) {
-    co_await withDeadline(ContinuousClock::now() + std::chrono::seconds(10), [i] { return successor(i); });
+    co_await withDeadline(ContinuousClock::now() + std::chrono::seconds(10), [&] { return successor(i); });
   }
 }
 

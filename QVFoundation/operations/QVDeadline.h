@@ -62,7 +62,7 @@ Task<DeadlineState> awaitDeadline(typename Clock::time_point until,
 /// is asked to end, and waited for; what it still gives is dropped.
 ///
 /// ```cpp
-/// const Page page = co_await withDeadline(ContinuousClock::now() + 5s, [=] { return load(address); });
+/// const Page page = co_await withDeadline(ContinuousClock::now() + 5s, [&] { return load(address); });
 /// ```
 ///
 /// The clock is `std::chrono::steady_clock`, or has a type `time_point`, `now()`, and `sleepUntil(time,
