@@ -125,11 +125,15 @@ void QVOperation::setMainThreadCompletionBlock(std::function<void()> block) {
   });
 }
 
+// That of a part is the whole's, which has named it.
+void QVOperation::nameLane(const QVTimingInfo& timing) const {
+  if (detail::signpostsMayBeWanted.load(std::memory_order_relaxed) && timing.hasLaneOfItsOwn())
+    detail::nameSignpostLane(timing.signpostLane(), nameOrNull());
+}
+
 void QVOperation::main() {
   const auto timing = timingInfo();
-  if (detail::signpostsMayBeWanted.load(std::memory_order_relaxed) && superOperation() == nullptr) {
-    detail::nameSignpostLane(timing->signpostLane(), nameOrNull());
-  }
+  nameLane(*timing);
   const auto start = std::chrono::steady_clock::now();
   timing->startTiming(timingName_, start);
   try {

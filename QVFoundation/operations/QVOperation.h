@@ -193,8 +193,8 @@ public:
   void cancelWithLocalizedDescription(std::string description);
   [[nodiscard]] std::optional<std::string> cancellationDescription() const;
 
-  /// Waits while the operation is paused; then the error where it is cancelled, else nothing. Call it often:
-  /// it takes some nanoseconds.
+  /// Waits while the operation is paused, as long as its body blocks; then the error where it is cancelled,
+  /// else nothing. Call it often: it takes some nanoseconds.
   [[nodiscard]] std::optional<NSError> checkForCancellation();
   /// Throws that error.
   void checkForCancellationAndReturnError();
@@ -314,7 +314,7 @@ public:
   }
 
   /// Runs an asynchronous block from inside a blocking body, as a sub-operation without a progress, and
-  /// blocks until it has ended. Returns what it gives, or throws what it throws.
+  /// blocks until it has ended. Returns a copy of what it gives, or throws what it throws.
   template <detail::AsyncBlock Block>
   detail::OutputOfTask<Block&> async(Block block) {
     using Output = detail::OutputOfTask<Block&>;
@@ -326,8 +326,9 @@ public:
   /// Runs another operation within this one, on this thread if it blocks, and returns its value or throws
   /// its error. Its progress stands for so many units of `topLevelProgress()`; of none, and then it is not
   /// seen there at all. Raises `NSInvalidArgumentException` for one that is a part of another one already,
-  /// or runs. One that has finished gives what it ended in. Where this operation is cancelled the other one
-  /// does not run, and the error 1002 is thrown.
+  /// or runs. One that has finished gives what it ended in. Where this operation is cancelled a blocking one
+  /// does not run, and the error 1002 is thrown; an asynchronous one runs up to its first check, and loses its
+  /// completion block. On the main thread the blocks of the main queue run while it waits for such a one.
   template <std::derived_from<QVOperation> Operation>
   typename Operation::ResultType performSubOperation(const std::shared_ptr<Operation>& operation,
                                                      std::int64_t withUnitCount) {
@@ -419,7 +420,7 @@ public:
   [[nodiscard]] Task<std::optional<detail::ValueOrNothing<detail::OutputOfTask<Block&>>>>
   logErrorOrThrowWithBlock(Block block) const {
     auto result = co_await detail::callInTask(block).result();
-    if (result) co_return std::move(*result);
+    if (result) co_return *std::move(result);
     throwUnlessLogged(result.exception());
     co_return std::nullopt;
   }
@@ -444,6 +445,8 @@ protected:
   /// For subclasses that can be awaited in another way: starts it, lets go of its completion block, and waits
   /// for its end, whatever that is. Throws what `start` throws.
   [[nodiscard]] Task<> untilEnded(std::function<void()> start);
+  /// Throws the error 1002 where an operation has no result because this one, or the task, is cancelled.
+  void throwIfKeptFromRunning(const QVOperation& operation);
 
 private:
   friend class QVAsyncOperation;
@@ -509,13 +512,20 @@ private:
   }
   QVAnyResult runAsyncBlock(std::function<Task<QVAnyResult>()> block);
 
+  /// A sub-operation while it runs.
+  struct Part {
+    std::shared_ptr<QVOperation> operation;
+    OSSignpostID lane;                     // of its own, to be given back
+    std::shared_ptr<NSProgress> progress;  // where it is in the tree
+  };
+
   static std::shared_ptr<NSProgress> segmentProgress(QVProgressSegmentName segment, std::int64_t unitCount);
   Task<> runInBackground();
   class Run;
-  void throwIfKeptFromRunning(const QVOperation& operation);
   [[nodiscard]] std::weak_ptr<QVOperation> weakSelf();
   [[nodiscard]] std::optional<std::string> nameUnlessSet() const override;
   [[nodiscard]] std::string nameOrNull() const;
+  void nameLane(const QVTimingInfo& timing) const;
   void run();
   [[nodiscard]] std::int64_t costOf(QVProgressSegmentName segment) const;
   void addUpSegmentCosts();
@@ -528,6 +538,13 @@ private:
   void logHierarchy() const;
   void runSubOperation(const std::shared_ptr<QVOperation>& operation, std::int64_t unitCount);
   void awaitSubOperation(const QVOperation& operation, const QVOperationConditionName& name);
+  void join(QVOperation& part);
+  void letGoOf(QVOperation& part) const;
+  [[nodiscard]] bool runs(const std::shared_ptr<QVOperation>& part) const;
+  [[nodiscard]] Part takePart(const std::shared_ptr<QVOperation>& operation);
+  void hidePart(const std::shared_ptr<QVOperation>& ended);
+  /// The parts that run, and the sub-operation where that is none of them.
+  [[nodiscard]] std::vector<std::shared_ptr<QVOperation>> allParts() const;
   [[nodiscard]] bool isBlocking() const;
   void refuseUnlessFree(const QVOperation* operation) const;
   [[nodiscard]] bool hasToEnd() const noexcept { return isBeingCancelled_ || isCancelled(); }
@@ -579,9 +596,8 @@ private:
   std::shared_ptr<NSProgress> mainThreadProgress_ QV_GUARDED_BY(lock_);
   std::shared_ptr<QVProgressMirror> mainThreadProgressMirror_ QV_GUARDED_BY(lock_);
   std::shared_ptr<QVOperation> subOperation_ QV_GUARDED_BY(lock_);
-  std::shared_ptr<NSProgress> progressOfSubOperation_ QV_GUARDED_BY(lock_);  // where it is in the tree
+  std::vector<Part> parts_ QV_GUARDED_BY(lock_);  // that it runs, side by side where the body does so
   std::weak_ptr<QVOperation> superOperation_ QV_GUARDED_BY(lock_);
-  OSSignpostID laneOfSubOperation_{nullptr};  // to be given back; the body's thread's
   Conditions conditionsByName_ QV_GUARDED_BY(lock_);
   std::shared_ptr<DispatchTimerSource> timeoutSource_ QV_GUARDED_BY(lock_);
   // Of several threads that pause and resume, one at a time spreads what is wanted, until all has been.

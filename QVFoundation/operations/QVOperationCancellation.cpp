@@ -1,5 +1,7 @@
 #include "QVFoundation/operations/QVOperation.h"
 
+#include <algorithm>
+
 #include "QVFoundation/errors/QVErrorConstructors.h"
 #include "QVFoundation/operations/QVOperationState_p.h"
 #include "QVFoundation/platform/application/LocalizedText_p.h"
@@ -11,12 +13,14 @@ namespace QVFoundation {
 void QVOperation::cancel() {
   const auto self = weak_from_this().lock();
   isBeingCancelled_ = true;  // for who is woken before all have heard
-  const auto sub = subOperation();
-  if (sub != nullptr) sub->cancel();
+  const auto parts = allParts();
+  for (const auto& part : parts) part->cancel();
   wakeAllConditions();
   NSOperation::cancel();
-  // Meanwhile a sub-operation may have come, or a wait.
-  if (const auto late = subOperation(); late != nullptr && late != sub) late->cancel();
+  // Meanwhile a part may have come, or a wait.
+  for (const auto& part : allParts()) {
+    if (std::ranges::find(parts, part) == parts.end()) part->cancel();
+  }
   wakeAllConditions();
   pauseConditionLock_.wake();
 }

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "QVFoundation/operations/NamedCondition_p.h"
+#include "QVFoundation/platform/concurrency/MainQueue.h"
 #include "QVFoundation/platform/runtime/FatalError.h"
 
 namespace QVFoundation {
@@ -63,7 +64,10 @@ void QVOperation::signal(const QVOperationConditionName& conditionName) {
 void QVOperation::awaitSubOperation(const QVOperation& operation, const QVOperationConditionName& name) {
   const auto condition = existingCondition(name);
   detail::NamedCondition::Wait wait(*condition);
-  while (!operation.isFinished()) (void)wait.isSignalledWithin(tick);
+  while (!operation.isFinished()) {
+    (void)wait.isSignalledWithin(tick);
+    if (isMainThread()) drainMainQueue();  // where a coroutine may want to go on
+  }
 }
 
 void QVOperation::wakeAllConditions() {

@@ -75,7 +75,7 @@ void QVOperation::applyPause(bool pauses) {
 }
 
 void QVOperation::pauseOrResumeParts(bool pauses) const {
-  if (const auto sub = subOperation()) pauseOrResume(*sub, pauses);
+  for (const auto& part : allParts()) pauseOrResume(*part, pauses);
 }
 
 void QVOperation::setGate() {

@@ -98,16 +98,44 @@ std::shared_ptr<QVOperation> QVOperation::subOperation() const { return locked(&
 
 void QVOperation::setSubOperation(std::shared_ptr<QVOperation> operation) {
   const auto replaced = exchange(&QVOperation::subOperation_, operation);
-  // What has come to be a part of another one keeps what it has got there.
-  if (const auto super = replaced != nullptr ? replaced->superOperation() : nullptr;
-      replaced != nullptr && (super == nullptr || super.get() == this)) {
-    replaced->setLogger(nullptr);
-    replaced->setSuperOperation(nullptr);
-  }
-  if (operation == nullptr) return;
-  operation->setLogger(logger());
-  operation->setSuperOperation(isBlocking() ? std::static_pointer_cast<QVOperation>(shared_from_this())
-                                            : nullptr);
+  if (replaced != nullptr && !runs(replaced)) letGoOf(*replaced);
+  if (operation != nullptr) join(*operation);
+}
+
+void QVOperation::join(QVOperation& part) {
+  part.setLogger(logger());
+  part.setSuperOperation(isBlocking() ? std::static_pointer_cast<QVOperation>(shared_from_this()) : nullptr);
+}
+
+// What has come to be a part of another one keeps what it has got there.
+void QVOperation::letGoOf(QVOperation& part) const {
+  if (const auto super = part.superOperation(); super != nullptr && super.get() != this) return;
+  part.setLogger(nullptr);
+  part.setSuperOperation(nullptr);
+}
+
+std::vector<std::shared_ptr<QVOperation>> QVOperation::allParts() const {
+  std::vector<std::shared_ptr<QVOperation>> all;
+  const UnfairLockGuard guard(lock_);
+  for (const Part& part : parts_) all.push_back(part.operation);
+  if (subOperation_ != nullptr && std::ranges::find(all, subOperation_) == all.end())
+    all.push_back(subOperation_);
+  return all;
+}
+
+bool QVOperation::runs(const std::shared_ptr<QVOperation>& part) const {
+  const UnfairLockGuard guard(lock_);
+  return std::ranges::find(parts_, part, &Part::operation) != parts_.end();
+}
+
+QVOperation::Part QVOperation::takePart(const std::shared_ptr<QVOperation>& operation) {
+  const UnfairLockGuard guard(lock_);
+  const auto found = std::ranges::find(parts_, operation, &Part::operation);
+  if (found == parts_.end())
+    return {.operation = operation, .lane = operation->timingInfo()->signpostLane(), .progress = nullptr};
+  Part part = std::move(*found);
+  parts_.erase(found);
+  return part;
 }
 
 bool QVOperation::isBlocking() const { return dynamic_cast<const detail::SyncBody*>(this) != nullptr; }
@@ -167,7 +195,10 @@ void QVOperation::throwIfKeptFromRunning(const QVOperation& operation) {
 void QVOperation::setupSuboperation(const std::shared_ptr<QVOperation>& operation,
                                     std::int64_t withUnitCount) {
   const auto timings = operation->timingInfo();
-  laneOfSubOperation_ = timings->signpostLane();
+  {
+    const UnfairLockGuard guard(lock_);
+    parts_.push_back({.operation = operation, .lane = timings->signpostLane(), .progress = nullptr});
+  }
   timings->setSignpostLane(timingInfo()->signpostLane());
   setSubOperation(operation);
   if (hasToEnd()) operation->cancel();
@@ -180,7 +211,10 @@ void QVOperation::setupSuboperation(const std::shared_ptr<QVOperation>& operatio
   }
   const auto child = operation->progress();
   topLevelProgress()->addChild(child, withUnitCount);
-  (void)exchange(&QVOperation::progressOfSubOperation_, child);
+  {
+    const UnfairLockGuard guard(lock_);
+    std::ranges::find(parts_, operation, &Part::operation)->progress = child;
+  }
   logHierarchy();
 }
 
@@ -205,15 +239,27 @@ void QVOperation::teardownSuboperation(const std::shared_ptr<QVOperation>& opera
                                                         operation->nameOrNull()));
     }
     logHierarchy();
-    // It has ended, whatever it has reported.
-    if (const auto child = exchange(&QVOperation::progressOfSubOperation_, {})) {
-      if (const auto parent = child->parent()) parent->endChild(*child);
-    }
+  }
+  const Part part = takePart(operation);
+  if (part.progress != nullptr) {  // it has ended, whatever it has reported
+    if (const auto parent = part.progress->parent()) parent->endChild(*part.progress);
   }
   const auto timings = operation->timingInfo();
   timingInfo()->addTimingInfo(*timings);
-  timings->setSignpostLane(laneOfSubOperation_);
-  setSubOperation(nullptr);
+  timings->setSignpostLane(part.lane);
+  hidePart(operation);
+}
+
+// Then the sub-operation is the one that has come last of those that still run.
+void QVOperation::hidePart(const std::shared_ptr<QVOperation>& ended) {
+  std::shared_ptr<QVOperation> shown = ended;
+  {
+    const UnfairLockGuard guard(lock_);
+    if (parts_.empty() || subOperation_ == ended)
+      shown = std::exchange(subOperation_, parts_.empty() ? nullptr : parts_.back().operation);
+  }
+  letGoOf(*ended);
+  if (shown != nullptr && shown != ended) letGoOf(*shown);
 }
 
 }  // namespace QVFoundation

@@ -99,6 +99,7 @@ public:
   /// part.setSignpostLane(whole.signpostLane());
   /// ```
   [[nodiscard]] OSSignpostID signpostLane() const noexcept { return lane_.load(std::memory_order_relaxed); }
+  [[nodiscard]] bool hasLaneOfItsOwn() const noexcept { return signpostLane() == id_; }
   void setSignpostLane(OSSignpostID lane) noexcept { lane_.store(lane, std::memory_order_relaxed); }
 
 private:
