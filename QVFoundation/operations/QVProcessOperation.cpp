@@ -248,6 +248,7 @@ Task<> QVProcessOperation::startOnGlobalQueue() {
     refuseIfTaken();
     co_await DispatchQueue::global();
     co_await untilEnded([this] { start(); });
+    throwIfKeptFromRunning(*this);
   }
   (void)result().value();
 }

@@ -12,6 +12,8 @@
 #include "QVFoundation/errors/QVErrorConstructors.h"
 #include "QVFoundation/operations/QVProcessOperation.h"
 #include "QVFoundation/operations/QVProgressUtilities.h"
+#include "QVFoundation/platform/concurrency/MainActor.h"
+#include "QVFoundation/platform/concurrency/MainQueue.h"
 #include "QVFoundation/platform/concurrency/TaskCancellation.h"
 #include "tests/logging/LogTesting.h"
 #include "tests/operations/TestOperations.h"
@@ -46,6 +48,9 @@ TEST(AwaitedOperationTest, endsTheWaitAsItEndsItself) {
   cancelled->cancel();
   EXPECT_EQ(codeThrownBy(cancelled->runOperation()), 1002);
   shellOperation("true")->runAsync().wait();
+  const auto kept = shellOperation("exit 4");
+  kept->cancel();
+  EXPECT_EQ(codeThrownBy(kept->runAsync()), 1002);
   const auto failed = asyncOf([](auto&) { return failLater(); });
   const auto process = shellOperation("exit 3");
   for (int i = 0; i < 2; ++i) {  // then they have ended in that
@@ -117,6 +122,13 @@ TEST(AwaitedOperationTest, blocksForAnAsynchronousBlockOrPartOfABlockingBody) {
   operation->start();
   EXPECT_EQ(operation->result().value(), 10);
   EXPECT_GT(operation->timingInfo()->elapsedTime("QVAsyncBlockOperation").count(), 0);
+}
+
+TEST(AwaitedOperationTest, servesTheMainQueueWhereItBlocksTheMainThread) {
+  const auto operation = operationOf<bool>(
+      [](auto& self) { return self.async([] { return MainActor::run([] { return isMainThread(); }); }); });
+  operation->start();
+  EXPECT_TRUE(operation->result().value());
 }
 
 // Segments
