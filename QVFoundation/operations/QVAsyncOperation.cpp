@@ -43,13 +43,21 @@ void QVAsyncOperation::start() {
   if (!beginStart()) return;
   const bool wasCancelled = isCancelled();
   noteExecuting();
-  auto task = createTask([self] { return self->runInOwnTask(); });
+  try {
+    keepTask(createTask([self] { return self->runInOwnTask(); }));
+  } catch (...) {
+    setResultStorage(failureToKeep(std::current_exception()));
+    return noteFinished();
+  }
+  if (!wasCancelled && isCancelled()) cancelTask();  // who has cancelled may have found none
+}
+
+void QVAsyncOperation::keepTask(TaskHandle<void> task) {
   {
     const UnfairLockGuard guard(gateLock_);
-    task_ = task;
+    task_ = std::move(task);
   }
   hasTask_.store(true, std::memory_order_release);
-  if (!wasCancelled && isCancelled()) task.cancel();  // who has cancelled may have found none
 }
 
 void QVAsyncOperation::startInBackground() { start(); }
@@ -90,6 +98,7 @@ void QVAsyncOperation::noteFinished() {
 // What the body throws is stored when all else has been done: until then a failed operation has no result.
 Task<> QVAsyncOperation::mainAsync() {
   const auto timing = timingInfo();
+  nameLane(*timing);
   const auto start = std::chrono::steady_clock::now();
   timing->startTiming(timingName());
   const auto result = co_await runBody().result();
@@ -131,6 +140,7 @@ void QVAsyncOperation::finish(QVAnyResult result) {
 
 void QVAsyncOperation::cancel() {
   const auto self = weak_from_this().lock();
+  isBeingCancelled_ = true;  // so that the task leaves the parts to what follows
   cancelTask();
   QVOperation::cancel();
   cancelTask();  // meanwhile it may have got one
@@ -270,10 +280,13 @@ Task<> QVAsyncOperation::runSubOperationAsync(std::shared_ptr<QVOperation> opera
 
 Task<> QVAsyncOperation::executeSubOperationAsync(std::shared_ptr<QVOperation> operation) {
   if (operation->isFinished()) co_return;
-  // The task may be that of somebody who runs this operation, which is not cancelled itself then.
+  // The task may be that of somebody who runs this operation, which is not cancelled itself then; otherwise its
+  // parts hear of that in any case.
   co_await withTaskCancellationHandler(
       [&operation] { return operation->untilEnded([&operation] { operation->start(); }); },
-      [&operation] { operation->cancel(); });
+      [this, &operation] {
+        if (!hasToEnd()) operation->cancel();
+      });
 }
 
 }  // namespace QVFoundation

@@ -75,10 +75,13 @@ public:
   [[nodiscard]] bool isExecuting() const final { return hasTask_.load(std::memory_order_acquire); }
   [[nodiscard]] bool isFinished() const final { return isFinished_.load(std::memory_order_acquire); }
 
-  /// Starts the body in a task of its own, and returns.
+  /// Starts the body in a task of its own, and returns. Raises `NSInvalidArgumentException` where it has been
+  /// started, or depends on operations that have not finished.
   void start() override;
+  /// The same: it needs no queue.
   void startInBackground() override;
-  /// Runs the body in the task that awaits this. One that has ended already only gives what it ended in.
+  /// Runs the body in the task that awaits this, and the completion block too. Cancelling the task cancels
+  /// what the body waits for, but not the operation. One that has ended already only gives what it ended in.
   [[nodiscard]] Task<> runOperation() override;
   void cancel() override;
 
@@ -86,11 +89,12 @@ public:
   /// `CancellationError` where the task is cancelled before; then nothing is paused unless others want it.
   [[nodiscard]] Task<> pauseAsync();
 
-  /// Awaited, waits while the operation is paused; then throws where it is cancelled. Call it often.
+  /// Awaited, waits while the operation is paused, which nothing else here does; then throws where it is
+  /// cancelled. Call it often.
   [[nodiscard]] Task<> checkForCancellationAsync();
 
   /// Awaited, runs another operation within this one and gives its value, or throws its error: see
-  /// `QVOperation`.
+  /// `QVOperation`. It loses its completion block. Several may run side by side, as children of a group.
   template <std::derived_from<QVOperation> Operation>
   [[nodiscard]] Task<typename Operation::ResultType> performSubOperation(std::shared_ptr<Operation> operation,
                                                                          std::int64_t withUnitCount) {
@@ -121,6 +125,7 @@ private:
   Task<> runInOwnTask();
   Task<> mainAsync();
   Task<> runBody();
+  void keepTask(TaskHandle<void> task);
   void noteExecuting();
   void noteFinished();
   void finish(QVAnyResult result);

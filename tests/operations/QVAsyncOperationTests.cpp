@@ -18,6 +18,7 @@
 #include "QVFoundation/operations/QVProgressUtilities.h"
 #include "QVFoundation/platform/concurrency/NSOperationQueue.h"
 #include "QVFoundation/platform/concurrency/TaskCancellation.h"
+#include "QVFoundation/platform/concurrency/TaskGroup.h"
 #include "QVFoundation/platform/concurrency/TaskSleep.h"
 #include "QVFoundation/platform/runtime/NSException.h"
 #include "QVFoundation/platform/runtime/NSKeyValueObserving.h"
@@ -170,6 +171,18 @@ TEST(QVAsyncOperationTest, letsGoOfItsBodyBeforeItHasEnded) {
   EXPECT_EQ(operation->result().value(), 7);
   EXPECT_GT(operation->timingInfo()->elapsedTime("QVAsyncBlockOperation").count(), 0);
   operation->start();  // nothing
+}
+
+TEST(QVAsyncOperationTest, failsWhereItCannotHaveATask) {
+  struct Taskless : Async {
+    using Async::Async;
+    TaskHandle<void> createTask(std::function<Task<>()> /*block*/) override { throw NSError("Domain", 7); }
+  };
+  const auto operation = std::make_shared<Taskless>([](auto&) -> Task<> { co_return; });
+  const auto queue = std::make_shared<NSOperationQueue>();
+  queue->addOperation(operation);
+  operation->waitUntilFinished();
+  EXPECT_EQ(failureOf(*operation), 7);
 }
 
 TEST(QVAsyncOperationTest, holdsItsPlaceOnAQueueUntilItHasFinished) {
@@ -405,6 +418,31 @@ TEST(QVAsyncOperationCancelTest, endsAWaitWheneverItComes) {
   }
 }
 
+TEST(QVAsyncOperationCancelTest, cancelsEachPartOnceHoweverDeep) {
+  struct Counted : QVAsyncOperation, QVAsyncOperationProtocol<void> {
+    explicit Counted(std::shared_ptr<Counted> its) : QVAsyncOperation("Counted"), part(std::move(its)) {}
+    Task<> perform() override {
+      begun.count_down();
+      return part != nullptr ? performSubOperation(part, 1) : sleepLong();
+    }
+    static Task<> sleepLong() { co_await sleepFor(1h); }
+    void cancel() override {
+      ++cancels;
+      QVAsyncOperation::cancel();
+    }
+    const std::shared_ptr<Counted> part;
+    std::latch begun{1};
+    std::atomic<int> cancels = 0;
+  };
+  std::shared_ptr<Counted> whole;
+  for (int depth = 0; depth < 4; ++depth) whole = std::make_shared<Counted>(whole);
+  whole->start();
+  for (auto part = whole; part != nullptr; part = part->part) part->begun.wait();
+  whole->cancel();
+  whole->waitUntilFinished();
+  for (auto part = whole; part != nullptr; part = part->part) EXPECT_EQ(part->cancels, 1);
+}
+
 TEST(QVAsyncOperationCancelTest, reachesPartsAndCallsHandlersOnce) {
   for (const bool hasOwnTask : {true, false}) {
     SCOPED_TRACE(hasOwnTask ? "its own task" : "the task that runs it");
@@ -464,6 +502,39 @@ TEST(QVAsyncOperationPartTest, runsWithinTheBodyAndIsCountedAsOneOfABlockingOne)
   whole->waitUntilFinished();
   EXPECT_EQ(whole->result().value(), 5);
   EXPECT_GT(whole->timingInfo()->elapsedTime("BodyOperation").count(), 0);
+}
+
+TEST(QVAsyncOperationPartTest, mayRunBesideOthers) {
+  const auto first = std::make_shared<Walker>(), second = std::make_shared<Walker>();
+  const auto whole = asyncOf([&](Async& self) -> Task<> {
+    self.progress()->setTotalUnitCount(4);
+    const auto body = [&](TaskGroup<void>& group) -> Task<> {
+      group.addTask([&] { return self.performSubOperation(first, 1); });
+      group.addTask([&] { return self.performSubOperation(second, 3); });
+      co_return;
+    };
+    co_await withTaskGroup(body);
+    EXPECT_EQ(self.subOperation(), nullptr);
+  });
+  whole->setLogger(testing::loggerTo(std::make_shared<testing::KeepingWriter>()));
+  whole->start();
+  first->awaitBegin();
+  second->awaitBegin();
+  whole->pause();
+  drainMainQueue();
+  EXPECT_TRUE(first->isPaused() && second->isPaused());
+  first->awaitPause();
+  second->awaitPause();
+  EXPECT_FALSE(first->steps() || second->steps());
+  whole->resume();
+  EXPECT_TRUE(first->hasStepped() && second->hasStepped());
+  first->end();
+  while (whole->subOperation() != second) std::this_thread::yield();
+  EXPECT_EQ(whole->progress()->completedUnitCount(), 1);
+  EXPECT_TRUE(second->logger() != nullptr && first->logger() == nullptr);
+  second->end();
+  whole->waitUntilFinished();
+  EXPECT_EQ(whole->progress()->completedUnitCount(), 4);
 }
 
 TEST(QVAsyncOperationPartTest, givesTheFailureOfItsPartOrIsRefused) {

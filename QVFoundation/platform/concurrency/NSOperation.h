@@ -105,7 +105,7 @@ public:
   [[nodiscard]] std::function<void()> completionBlock() const;
 
   /// Returns when the operation has finished and its observers have heard, so none of these may wait here.
-  /// One that nobody starts never does.
+  /// One that nobody starts never does; nor, on the main thread, one that needs the main queue.
   void waitUntilFinished();
 
   /// For who is about to start it: raises where somebody has done so, or has put it on a queue.

@@ -22,7 +22,7 @@ class QV_EXPORT AnyTaskHandle {
 public:
   explicit AnyTaskHandle(detail::TaskReference<> task) noexcept : task_(std::move(task)) {}
 
-  /// Asks the task, and those that it waits for, to end early. How soon it does is up to it.
+  /// Asks the task and its children to end early. How soon it does is up to it.
   void cancel() const noexcept { task_->cancel(); }
   [[nodiscard]] bool isCancelled() const noexcept { return task_->isCancelled(); }
   /// Whether its result is there, and all else that it had is gone.
