@@ -171,6 +171,7 @@ TEST(QVAsyncOperationTest, letsGoOfItsBodyBeforeItHasEnded) {
   EXPECT_EQ(operation->result().value(), 7);
   EXPECT_GT(operation->timingInfo()->elapsedTime("QVAsyncBlockOperation").count(), 0);
   operation->start();  // nothing
+  EXPECT_THAT(raisedBy([] { QVAsyncBlockOperation<int>(std::function<Task<int>()>()); }), HasSubstr("is empty"));
 }
 
 TEST(QVAsyncOperationTest, failsWhereItCannotHaveATask) {
@@ -529,9 +530,9 @@ TEST(QVAsyncOperationPartTest, mayRunBesideOthers) {
   whole->resume();
   EXPECT_TRUE(first->hasStepped() && second->hasStepped());
   first->end();
-  while (whole->subOperation() != second) std::this_thread::yield();
+  while (first->logger() != nullptr) std::this_thread::yield();  // until the whole has let go of it
   EXPECT_EQ(whole->progress()->completedUnitCount(), 1);
-  EXPECT_TRUE(second->logger() != nullptr && first->logger() == nullptr);
+  EXPECT_TRUE(whole->subOperation() == second && second->logger() != nullptr);
   second->end();
   whole->waitUntilFinished();
   EXPECT_EQ(whole->progress()->completedUnitCount(), 4);
