@@ -45,6 +45,7 @@
 #include "QVFoundation/platform/concurrency/TaskGroup.h"
 #include "QVFoundation/platform/concurrency/TaskHandle.h"
 #include "QVFoundation/platform/concurrency/TaskSleep.h"
+#include "QVFoundation/platform/concurrency/TaskYield.h"
 #include "QVFoundation/platform/concurrency/ThreadSafety.h"
 #include "QVFoundation/platform/concurrency/UnfairLock.h"
 #include "QVFoundation/platform/copying/CopyReport.h"

@@ -35,7 +35,7 @@ namespace QVFoundation {
 /// | `std::move(task).result()` | the same as a `Result<T>`, which throws nothing |
 /// | a `TaskHandle<T>` | waits for a task that runs already |
 /// | a queue, `DispatchQueue::main()` | goes on there; whoever awaits this function comes back to where it was |
-/// | `sleepFor`, `sleepUntil`, `withContinuation`, a group's `next()` | see there |
+/// | `sleepFor`, `sleepUntil`, `yieldTask`, `withContinuation`, a group's `next()` | see there |
 ///
 /// and nothing else: what another library would resume on a thread of its own comes in by `withContinuation`.
 ///

@@ -1,6 +1,7 @@
 #include "QVFoundation/platform/concurrency/TaskPromise.h"
 
 #include "QVFoundation/platform/concurrency/DispatchQueue.h"
+#include "QVFoundation/platform/concurrency/TaskYield.h"
 #include "QVFoundation/platform/runtime/FatalError.h"
 #include "QVFoundation/platform/runtime/NSException.h"
 
@@ -20,6 +21,11 @@ bool QueueAwaiter::await_suspend(TaskPromise& coroutine) {
   coroutine.context().keep(std::move(queue_));
   coroutine.moveTo(queue);
   coroutine.context().resume(coroutine);
+  return true;
+}
+
+bool YieldAwaiter::await_suspend(TaskPromise& caller) {
+  caller.context().resume(caller);
   return true;
 }
 

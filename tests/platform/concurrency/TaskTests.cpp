@@ -20,6 +20,7 @@
 #include "QVFoundation/platform/concurrency/TaskCancellation.h"
 #include "QVFoundation/platform/concurrency/TaskHandle.h"
 #include "QVFoundation/platform/concurrency/TaskSleep.h"
+#include "QVFoundation/platform/concurrency/TaskYield.h"
 #include "tests/platform/concurrency/OnThreads.h"
 #include "tests/platform/concurrency/TaskTesting.h"
 #include "tests/platform/runtime/RaisedException.h"
@@ -230,6 +231,19 @@ TEST(Task, goesOnWhereItWantsToAndComesBackForWhoAwaitsIt) {
   gate.awaitArrivals();
   std::thread([&] { gate.open(); }).join();
   EXPECT_TRUE(task.wait());
+}
+
+TEST(Task, givesWayToWhatWaitsOnItsQueue) {
+  const auto queue = DispatchQueue::serial("line");
+  const auto order = [&]() -> Task<std::string> {
+    std::string log;
+    co_await queue;
+    queue->async([&log] { log += "a"; });
+    log += "t";
+    co_await yieldTask();
+    co_return log + "t";
+  };
+  EXPECT_EQ(order().wait(), "tat");
 }
 
 TEST(Task, keepsFewOfTheQueuesThatItHasLeft) {
