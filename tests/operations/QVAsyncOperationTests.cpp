@@ -171,7 +171,8 @@ TEST(QVAsyncOperationTest, letsGoOfItsBodyBeforeItHasEnded) {
   EXPECT_EQ(operation->result().value(), 7);
   EXPECT_GT(operation->timingInfo()->elapsedTime("QVAsyncBlockOperation").count(), 0);
   operation->start();  // nothing
-  EXPECT_THAT(raisedBy([] { QVAsyncBlockOperation<int>(std::function<Task<int>()>()); }), HasSubstr("is empty"));
+  EXPECT_THAT(raisedBy([] { QVAsyncBlockOperation<int>(std::function<Task<int>()>()); }),
+              HasSubstr("is empty"));
 }
 
 TEST(QVAsyncOperationTest, failsWhereItCannotHaveATask) {
