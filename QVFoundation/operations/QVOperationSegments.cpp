@@ -117,6 +117,7 @@ void QVOperation::letGoOf(QVOperation& part) const {
 std::vector<std::shared_ptr<QVOperation>> QVOperation::allParts() const {
   std::vector<std::shared_ptr<QVOperation>> all;
   const UnfairLockGuard guard(lock_);
+  all.reserve(parts_.size() + 1);
   for (const Part& part : parts_) all.push_back(part.operation);
   if (subOperation_ != nullptr && std::ranges::find(all, subOperation_) == all.end())
     all.push_back(subOperation_);

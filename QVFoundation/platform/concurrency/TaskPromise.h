@@ -54,7 +54,7 @@ T valueOf(Result<T>&& result) {
 /// The side of a coroutine that its task knows: who waits for it, and where it runs.
 ///
 /// Threads: its task's.
-class QV_EXPORT TaskPromise {
+class QV_EXPORT TaskPromise {  // NOLINT(*-member-init): set when it begins
 public:
   static void* operator new(std::size_t size) { return takeFrame(size); }
   static void operator delete(void* frame, std::size_t size) noexcept { giveFrameBack(frame, size); }
@@ -128,7 +128,7 @@ public:
   [[nodiscard]] const std::source_location& place() const noexcept { return place_; }
 
 protected:
-  TaskPromise() noexcept {}  // NOLINT(*-member-init): before each await, for nothing
+  TaskPromise() noexcept = default;  // NOLINT(*-member-init)
   ~TaskPromise() = default;
 
   void notePlace(const std::source_location& place) noexcept { place_ = place; }
@@ -211,7 +211,7 @@ template <class T>
 class TaskPromiseOf;
 
 template <class T>
-class TaskPromiseBase : public TaskPromise {
+class TaskPromiseBase : public TaskPromise {  // NOLINT(*-member-init): likewise
 public:
   Task<T> get_return_object(std::source_location function = std::source_location::current()) noexcept;
   void unhandled_exception() noexcept { outcome_->setFailure(std::current_exception()); }

@@ -44,6 +44,7 @@ TEST(TaskAllocations, areGivenBackWhereThereWereMany) {
   static constexpr int many = 1'000, kept = 64;
   const auto make = [] {
     std::vector<Task<int>> tasks;
+    tasks.reserve(many);
     for (int i = 0; i < many; ++i) tasks.push_back(sumOfTwo());
   };
   make();
