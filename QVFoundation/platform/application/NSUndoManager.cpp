@@ -89,6 +89,7 @@ void NSUndoManager::removeAllActions() {
   const Stack gone[] = {std::exchange(undo_, {}), std::exchange(redo_, {})};
   std::vector<Action> others;
   for (Group& group : open_) group.moveActionsTo(others);
+  if (!others.empty()) forgetNameOfOpen();
   if (running_ != nullptr) running_->moveActionsTo(others);
   runningAction_ = nullptr;
 }
@@ -99,9 +100,17 @@ void NSUndoManager::removeAllActions(const std::shared_ptr<const void>& withTarg
     for (Group& group : *stack) group.moveActionsTo(gone, withTarget);
     std::erase_if(*stack, [](const Group& group) { return group.actions.empty(); });
   }
+  const std::size_t goneFromStacks = gone.size();
   for (Group& group : open_) group.moveActionsTo(gone, withTarget);
+  if (gone.size() > goneFromStacks) forgetNameOfOpen();
   if (running_ != nullptr) running_->moveActionsTo(gone, withTarget);
   if (runningAction_ != nullptr && runningAction_->isFor(withTarget)) runningAction_ = nullptr;
+}
+
+// What is registered next is another step.
+void NSUndoManager::forgetNameOfOpen() {
+  const bool isEmpty = std::ranges::all_of(open_, [](const Group& group) { return group.actions.empty(); });
+  if (mode_ == Mode::resting && isEmpty) open_.front().name.clear();
 }
 
 // Undoing
@@ -131,8 +140,8 @@ void NSUndoManager::requireRest(const char* what) const {
 void NSUndoManager::prepareFor(const char* what) {
   requireRest(what);
   post(NSUndoManagerCheckpointNotification);
-  closeGroupOfEvent();
-  if (!open_.empty()) refuse(std::string(what) + " was called with an undo group open");
+  if (open_.size() == 1) closeGroup();
+  if (!open_.empty()) refuse(std::string(what) + " was called with undo groups open within each other");
 }
 
 // What the actions register makes one group on the other side, under the same name.
@@ -211,8 +220,25 @@ bool NSUndoManager::hasOpenActions() const {
   return mode_ == Mode::resting && std::ranges::any_of(open_, &Group::hasTargets);
 }
 
-bool NSUndoManager::canUndo() const { return hasOpenActions() || lastWithTargets(undo_) != nullptr; }
-bool NSUndoManager::canRedo() const { return lastWithTargets(redo_) != nullptr; }
+bool NSUndoManager::canUndo() const {
+  askForWhatIsPutOff();
+  return hasOpenActions() || lastWithTargets(undo_) != nullptr;
+}
+bool NSUndoManager::canRedo() const {
+  askForWhatIsPutOff();
+  return lastWithTargets(redo_) != nullptr;
+}
+
+// Whoever registers something then may ask, too.
+void NSUndoManager::askForWhatIsPutOff() const {
+  if (mode_ != Mode::resting || isAsking_) return;
+  isAsking_ = true;
+  const struct Asking {
+    bool& is;
+    ~Asking() { is = false; }
+  } asking{isAsking_};
+  post(NSUndoManagerCheckpointNotification);
+}
 
 // Groups
 
@@ -306,11 +332,23 @@ std::string NSUndoManager::undoActionName() const {
 }
 std::string NSUndoManager::redoActionName() const { return nameOfLast(redo_); }
 
-std::string NSUndoManager::undoMenuItemTitle() const { return titleOf("Undo", "Undo %@", undoActionName()); }
-std::string NSUndoManager::redoMenuItemTitle() const { return titleOf("Redo", "Redo %@", redoActionName()); }
+std::string NSUndoManager::undoMenuItemTitle() const {
+  return undoMenuTitleForUndoActionName(undoActionName());
+}
+std::string NSUndoManager::redoMenuItemTitle() const {
+  return redoMenuTitleForUndoActionName(redoActionName());
+}
 
-void NSUndoManager::post(std::string_view name) {
-  NSNotificationCenter::defaultCenter()->postNotificationName(std::string(name), weak_from_this().lock());
+std::string NSUndoManager::undoMenuTitleForUndoActionName(const std::string& name) {
+  return titleOf("Undo", "Undo %@", name);
+}
+std::string NSUndoManager::redoMenuTitleForUndoActionName(const std::string& name) {
+  return titleOf("Redo", "Redo %@", name);
+}
+
+void NSUndoManager::post(std::string_view name) const {
+  NSNotificationCenter::defaultCenter()->postNotificationName(
+      std::string(name), std::const_pointer_cast<NSObject>(weak_from_this().lock()));
 }
 
 }  // namespace QVFoundation

@@ -33,7 +33,7 @@ namespace QVFoundation {
 /// | call | at rest | in a group | while it undoes | while it redoes |
 /// |---|---|---|---|---|
 /// | `registerUndo` | opens the event's group; nothing is left to redo | to the group | to what is redone next | to what is undone next |
-/// | `undo`, `redo` | takes the last group back, does it again | closes that of the event first; in others raises | raises | raises |
+/// | `undo`, `redo` | takes the last group back, does it again | closes it first; in one within raises | raises | raises |
 /// | `beginUndoGrouping` | opens one | opens one within | opens one within | opens one within |
 /// | `endUndoGrouping` | raises | closes the innermost | closes the innermost that the actions have opened | likewise |
 ///
@@ -42,7 +42,8 @@ namespace QVFoundation {
 /// does nothing.
 ///
 /// Notifications come in pairs, also when an action throws. The checkpoint comes before groups are opened
-/// within others, closed, undone and redone: who puts off registering something does it then.
+/// within others, closed, undone and redone, and before the answer of `canUndo` and `canRedo`: who puts off
+/// registering something does it then.
 ///
 /// Threads: used on one thread, the main thread wherever groups are made by event.
 /// Ownership: keeps actions with all they hold, but not their targets; what was registered for one that is
@@ -73,6 +74,7 @@ public:
   void registerUndo(const std::shared_ptr<void>& target, Handler handler) {
     registerAction(target, [handler = std::move(handler)](void* /*object*/) mutable { handler(); });
   }
+  /// Registration stays disabled where it is.
   void removeAllActions();
   /// Those for one target.
   void removeAllActions(const std::shared_ptr<const void>& withTarget);
@@ -116,6 +118,8 @@ public:
   [[nodiscard]] std::string redoActionName() const;
   [[nodiscard]] std::string undoMenuItemTitle() const;
   [[nodiscard]] std::string redoMenuItemTitle() const;
+  [[nodiscard]] static std::string undoMenuTitleForUndoActionName(const std::string& name);
+  [[nodiscard]] static std::string redoMenuTitleForUndoActionName(const std::string& name);
 
 private:
   struct Action;
@@ -142,11 +146,14 @@ private:
   void runActions(Group& group);
   [[nodiscard]] bool hasOpenActions() const;
   void trim(Stack& stack, Stack& gone) const;
-  void post(std::string_view name);
+  void forgetNameOfOpen();
+  void askForWhatIsPutOff() const;
+  void post(std::string_view name) const;
 
   Mode mode_ = Mode::resting;
   bool groupsByEvent_ = true;
   bool awaitsEndOfEvent_ = false;
+  mutable bool isAsking_ = false;
   GroupOfEvent groupOfEvent_ = GroupOfEvent::none;  // the outermost of those that are open
   std::size_t levelsOfUndo_ = 0;
   unsigned disabled_ = 0;

@@ -86,12 +86,14 @@ TEST_F(UndoManager, undoesAndRedoesGroupsAndKnowsTheirNames) {
       {"a group within one", "wA(wn)urr", "ab u- A/"},
       {"groups by hand", "h(w)(wA(w)w)|u", "a ur /A"},
       {"an open group by hand", "h(wA(wn)", "a ur A/A"},
+      {"undo ends the one group that is open by hand", "h(wAu", " -r /A"},
       {"groups without anything", "wA|()(())-w+|u", " -r /A"},
       {"no name while nothing is registered", "wA|-wB+", "ab u- A/"},
       {"two levels", "2wA|wB|wC|uuur", "ab ur B/C"},
       {"one level, later", "wA|wB|wC|1uu", "ab -r /C"},
       {"one level to redo, later", "wA|wB|uu1rr", "a u- A/"},
       {"removed in the middle of an event", "wA|wBx", "ab -- /"},
+      {"something new after that", "wAxw", "ab u- /"},
   };
   for (const auto& [row, script, want] : cases) {
     begin();
@@ -221,6 +223,15 @@ TEST_F(UndoManager, tellsOfEachStepInOrder) {
   log.clear();
   EXPECT_THROW(run("|u"), std::runtime_error);
   EXPECT_EQ(log, "c<)cU(c<)u");
+}
+
+TEST_F(UndoManager, asksForWhatIsPutOffBeforeItSaysWhatCanBeUndone) {
+  observe(NSUndoManagerCheckpointNotification, [this, isTyped = true]() mutable {
+    if (!manager->canUndo() && std::exchange(isTyped, false)) set("typed");
+  });
+  EXPECT_TRUE(manager->canUndo());
+  run("u");
+  EXPECT_EQ(*page, "");
 }
 
 TEST_F(UndoManager, letsObserversCallBack) {
