@@ -196,6 +196,7 @@ TEST(Deadline, countsByTheContinuousClockUnlessToldOtherwise) {
   const auto inTime = []() -> Task<int> { co_return 7; };
   EXPECT_EQ(withDeadline(ContinuousClock::now() + 1h, inTime).wait(), 7);
   EXPECT_THROW(withDeadline(ContinuousClock::now(), 1ms, never).wait(), DeadlineExceededError);
+  EXPECT_EQ(withDeadline(ContinuousClock::now() + 1h, [] { return 7; }).wait(), 7) << "a plain function";
 }
 
 TEST(SleepCancellable, endsAtItsDateOrWhenCancelled) {

@@ -59,7 +59,7 @@ private:
 
 }  // namespace detail
 
-/// Runs an operation, and calls a handler if the task is cancelled before it has ended: once, at once where
+/// Runs an asynchronous operation, and calls a handler if the task is cancelled before it has ended: once, at once where
 /// the task is cancelled already, on the thread that cancels, side by side with the operation; where that
 /// ends sooner, in the task. Gives what the operation gives, when the handler has returned too.
 ///
@@ -70,7 +70,7 @@ private:
 /// Threads: awaited inside of a task. The handler runs under no lock.
 /// Errors: what the operation throws. What the handler throws ends the process.
 template <class Operation, class Handler>
-  requires std::invocable<Operation&> && std::invocable<Handler&> && std::copy_constructible<Handler>
+  requires(detail::givesTask<Operation&>) && std::invocable<Handler&> && std::copy_constructible<Handler>
 Task<detail::OutputOfTask<Operation&>> withTaskCancellationHandler(Operation operation, Handler onCancel) {
   detail::CancellationScope scope(std::move(onCancel));
   auto result = co_await detail::callInTask(operation).result();

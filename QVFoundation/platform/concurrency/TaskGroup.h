@@ -30,7 +30,7 @@ namespace QVFoundation {
 ///
 /// Threads: used by the body alone; its children run on the pool.
 /// Ownership: lives as long as `withTaskGroup` runs.
-template <class T>
+template <class T = void>
 class TaskGroup {
 public:
   TaskGroup() = default;
@@ -56,8 +56,12 @@ public:
   /// False where the group is cancelled, and then there is no child.
   template <class Callable>
   bool addTaskUnlessCancelled(Callable&& callable) {
+    return addTaskUnlessCancelled({}, std::forward<Callable>(callable));
+  }
+  template <class Callable>
+  bool addTaskUnlessCancelled(TaskOptions options, Callable&& callable) {
     if (isCancelled()) return false;
-    addTask(std::forward<Callable>(callable));
+    addTask(std::move(options), std::forward<Callable>(callable));
     return true;
   }
 
@@ -87,7 +91,7 @@ public:
 
 private:
   template <class U, class Body>
-    requires std::invocable<Body&, TaskGroup<U>&>
+    requires(detail::givesTask<Body&, TaskGroup<U>&>)
   friend auto withTaskGroup(Body body) -> Task<typename std::invoke_result_t<Body&, TaskGroup<U>&>::Output>;
 
   using Before = detail::TaskGroupCore::Before;
@@ -125,7 +129,7 @@ private:
 /// Threads: awaited inside of a task, which the body is a part of.
 /// Errors: what the body throws, after its children have been cancelled and have ended.
 template <class T = void, class Body>
-  requires std::invocable<Body&, TaskGroup<T>&>
+  requires(detail::givesTask<Body&, TaskGroup<T>&>)
 auto withTaskGroup(Body body) -> Task<typename std::invoke_result_t<Body&, TaskGroup<T>&>::Output> {
   TaskGroup<T> group;
   auto result = co_await detail::callInTask(body, group).result();

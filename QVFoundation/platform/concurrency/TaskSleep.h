@@ -76,6 +76,7 @@ private:
     std::chrono::nanoseconds tolerance = std::chrono::nanoseconds::zero()) noexcept {
   return {detail::SleepAwaiter::Clock::steady, time.time_since_epoch(), tolerance};
 }
+/// By the clock that goes on.
 [[nodiscard]] QV_EXPORT detail::SleepAwaiter sleepFor(
     std::chrono::nanoseconds duration, std::chrono::nanoseconds tolerance = std::chrono::nanoseconds::zero());
 
