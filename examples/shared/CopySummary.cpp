@@ -16,12 +16,14 @@ std::string summaryOf(const CopyReport& report, const std::filesystem::path& des
                        report.folders, report.others);
   if (report.lossCount > 0)
     text += stringWithFormat("\nWhat could not be kept, %lu in all:", report.lossCount);
-  const char* const kinds[] = {"owner", "group", "mode", "times", "attribute ", "access list", "hard link"};
-  for (const CopyLoss& loss : report.losses | std::views::take(5)) {
-    text += stringWithFormat("\n  %s%@ of %@: %s", kinds[static_cast<std::size_t>(loss.kind)], loss.attribute,
-                             loss.path, std::strerror(loss.code));
-  }
+  for (const CopyLoss& loss : report.losses | std::views::take(5)) text += "\n  " + lossText(loss);
   return text;
+}
+
+std::string lossText(const CopyLoss& loss) {
+  const char* const kinds[] = {"owner", "group", "mode", "times", "attribute ", "access list", "hard link"};
+  return stringWithFormat("%s%@ of %@: %s", kinds[static_cast<std::size_t>(loss.kind)], loss.attribute,
+                          loss.path, std::strerror(loss.code));
 }
 
 }  // namespace example

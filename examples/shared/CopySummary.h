@@ -13,4 +13,9 @@ namespace example {
 [[nodiscard]] std::string summaryOf(const QVFoundation::CopyReport& report,
                                     const std::filesystem::path& destination);
 
+/// What was lost of which item, and why: "owner of PATH: REASON".
+///
+/// Threads: any.
+[[nodiscard]] std::string lossText(const QVFoundation::CopyLoss& loss);
+
 }  // namespace example

@@ -1,10 +1,16 @@
 #include "Move.h"
 
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <ranges>
 #include <unistd.h>
 #include <utility>
 
 #include <QVFoundation/QVFoundation.h>
 
+#include "Inventory.h"
+#include "shared/CopySummary.h"
 #include "shared/Items.h"
 
 namespace example {
@@ -41,41 +47,71 @@ void Move::startInBackground() {
 void Move::perform() {
   checkForCancellationAndReturnError();
   updateLocalizedDescription("Moving " + title());
-  const bool isNear = attributesOf(from_).volume == attributesOf(to_.parent_path() / ".").volume;
-  if (isNear || isTaken(to_)) return giveName(from_);  // also to say why not, before anything is copied
-  moveToOtherVolume();
+  (void)attributesOf(from_);
+  const fs::path folder = to_.parent_path();
+  if (!qv_isDirectoryAtPath(folder)) throw staying(stringWithFormat("there is no folder “%@”", folder));
+  if (isTaken(to_)) throw stayingForOther();
+  // Only the system knows what it takes for one volume.
+  if (::renameat2(AT_FDCWD, from_.c_str(), AT_FDCWD, to_.c_str(), RENAME_NOREPLACE) != 0) {
+    if (errno == EXDEV) return moveToOtherVolume();
+    giveName(from_);  // which knows other ways, and why not
+  }
+  isDone_ = true;
 }
 
 void Move::giveName(const fs::path& item) const {
   std::optional<NSError> error;
   if (files().moveItemAtPath(item, to_, &error)) return;
-  if (!isTaken(to_)) throw NSError(*error);
-  throw staying(stringWithFormat("“%@” exists already, and nothing is replaced", to_));
+  if (isTaken(to_)) throw stayingForOther();
+  throw NSError(*error);
 }
 
 void Move::moveToOtherVolume() {
-  if (::access(from_.parent_path().c_str(), W_OK) != 0) throw staying("its folder cannot be changed");
-  const NSFileAttributes before = attributesOf(from_);
+  const Inventory original(from_);
+  if (const auto closed = original.closedFolder())
+    throw staying(stringWithFormat("“%@” cannot be changed", *closed));
   const fs::path temporary =
       qv_uniqueFilePathForName(stringWithFormat(".move-%d.part", getpid()), to_.parent_path());
   progress()->setTotalUnitCount(1);
   try {
     copyTo(temporary);
-    const NSFileAttributes now = attributesOf(from_);
-    if (now.fileNumber != before.fileNumber || now.modificationDate != before.modificationDate)
-      throw staying("it was changed meanwhile");
+    if (const auto change = Inventory(from_).changeSince(original))
+      throw staying(stringWithFormat("“%@” was changed meanwhile", *change));
     giveName(temporary);
-  } catch (const NSError&) {
+  } catch (...) {
     if (isTaken(temporary)) removeItem(temporary);
     checkForCancellationAndReturnError();  // which is then the reason
     throw;
   }
-  flushFolder(to_.parent_path());
-  removeItem(from_);
+  isDone_ = true;
+  const auto left = flushAndRemove(original);
+  if (!left.empty()) throw leaving(left);
+}
+
+/// What stays.
+std::vector<std::string> Move::flushAndRemove(const Inventory& original) const {
+  try {
+    flushFolder(to_.parent_path());
+  } catch (const std::exception& failure) {
+    return {stringWithFormat("“%@” (%s)", from_, failure.what())};
+  }
+  return original.remove();
 }
 
 NSError Move::staying(const std::string& why) const {
   return errorWithDescription(stringWithFormat("“%@” stays: %@.", from_, why));
+}
+
+NSError Move::stayingForOther() const {
+  return staying(stringWithFormat("“%@” exists already, and nothing is replaced", to_));
+}
+
+NSError Move::leaving(const std::vector<std::string>& left) const {
+  std::string items;
+  for (const std::string& item : left | std::views::take(3)) items += (items.empty() ? "" : ", ") + item;
+  if (left.size() > 3) items += stringWithFormat(" and %zu more", left.size() - 3);
+  return errorWithDescription(
+      stringWithFormat("“%@” is whole at “%@”, but these stay where they were: %@.", from_, to_, items));
 }
 
 void Move::copyTo(const fs::path& copied) {
@@ -85,11 +121,13 @@ void Move::copyTo(const fs::path& copied) {
   copy->setFlushPolicy(CopyFlushPolicy::written);
   performSubOperation(copy, 1);
   checkForCancellationAndReturnError();
+  const auto& losses = copy->report().losses;
+  if (!losses.empty()) throw staying("it would lose the " + lossText(losses.front()));
 }
 
 std::shared_ptr<QVUndoableOperation> Move::makeUndoOperation() {
   isSettled_ = true;
-  return operationError() ? nullptr : std::make_shared<Move>(to_, from_, starts_);
+  return isDone_ ? std::make_shared<Move>(to_, from_, starts_) : nullptr;
 }
 
 std::string Move::title() const {

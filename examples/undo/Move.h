@@ -4,14 +4,19 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <QVFoundation/operations/QVOperation.h>
 #include <QVFoundation/operations/QVUndoableOperation.h>
 
 namespace example {
 
+class Inventory;
+
 /// Gives a file or folder another path; moving it back undoes that. What is there already is never replaced.
-/// On another volume it appears when it is whole, and only then goes where it was.
+/// On another volume it appears when it is whole, and only then goes where it was. Where the copy would lose
+/// something, or something comes or changes meanwhile, the copy goes, and all stays as it is. What cannot be
+/// removed in the end, or changes so late, stays as well; then the move has failed, but is done.
 ///
 /// Threads: those of a `QVOperation`. It is started on the main thread.
 class Move final : public QVFoundation::QVOperation,
@@ -28,8 +33,10 @@ public:
 
   /// What is moved where, for people.
   [[nodiscard]] std::string title() const;
-  /// Whether it has ended, and can be undone if it has succeeded. Asked on the main thread.
+  /// Whether it has ended, and can be undone if it is done. Asked on the main thread.
   [[nodiscard]] bool isSettled() const noexcept { return isSettled_; }
+  /// Whether all is where it was to go; once it has ended.
+  [[nodiscard]] bool isDone() const noexcept { return isDone_; }
   /// The bytes that are copied at this moment, or null.
   [[nodiscard]] std::shared_ptr<QVFoundation::NSProgress> bytes() const;
 
@@ -37,11 +44,15 @@ private:
   void giveName(const std::filesystem::path& item) const;
   void moveToOtherVolume();
   void copyTo(const std::filesystem::path& copied);
+  [[nodiscard]] std::vector<std::string> flushAndRemove(const Inventory& original) const;
   [[nodiscard]] QVFoundation::NSError staying(const std::string& why) const;
+  [[nodiscard]] QVFoundation::NSError stayingForOther() const;
+  [[nodiscard]] QVFoundation::NSError leaving(const std::vector<std::string>& left) const;
 
   const std::filesystem::path from_, to_;
   const Starts starts_;
   bool isSettled_ = false;
+  bool isDone_ = false;
 };
 
 }  // namespace example

@@ -32,6 +32,9 @@ Keys, on a terminal or from any other input: u undoes the last move, r redoes it
 more. While something is moved, the key that takes it back stops it; the others wait for its end. Ctrl-C stops it and
 quits; a second one does not clean up.
 
+To another volume it is copied, and removed where it was once the copy is whole and has all that belongs to it. What
+changes meanwhile is not removed: it says then what is where.
+
 Exit status: 0 if all moves were done, 1 if something went wrong, 130 if it was stopped.
 )";
 
@@ -135,11 +138,12 @@ void Mover::show() {
 
 void Mover::end(Move& move) {
   auto error = move.operationError();
-  if (error && move.isCancelled()) error = move.checkForCancellation();  // also if it has not begun
-  hasFailed_ = hasFailed_ || (error && !move.isCancelled());
+  const bool isStopped = !move.isDone() && move.isCancelled();
+  if (isStopped) error = move.checkForCancellation();  // also if it has not begun
+  hasFailed_ = hasFailed_ || (error && !isStopped);
   tell(error ? error->localizedDescription() : "Moved " + move.title() + ".");
-  // What has failed left something to undo that does nothing; that goes in the same way.
-  if (error || isTakenBack_) isUndo_ ? undoManager_->redo() : undoManager_->undo();
+  // What was not done left something to undo that does nothing; that goes in the same way.
+  if (!move.isDone() || isTakenBack_) isUndo_ ? undoManager_->redo() : undoManager_->undo();
 }
 
 std::string Mover::menu() const {
