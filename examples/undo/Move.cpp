@@ -130,6 +130,8 @@ std::shared_ptr<QVUndoableOperation> Move::makeUndoOperation() {
   return isDone_ ? std::make_shared<Move>(to_, from_, starts_) : nullptr;
 }
 
+std::shared_ptr<Move> Move::again() const { return std::make_shared<Move>(from_, to_, starts_); }
+
 std::string Move::title() const {
   return stringWithFormat("“%@” to “%@”", from_.filename(), to_.parent_path());
 }

@@ -31,6 +31,9 @@ public:
   void perform() override;
   std::shared_ptr<QVUndoableOperation> makeUndoOperation() override;
 
+  /// The same move, to be tried once more.
+  [[nodiscard]] std::shared_ptr<Move> again() const;
+
   /// What is moved where, for people.
   [[nodiscard]] std::string title() const;
   /// Whether it has ended, and can be undone if it is done. Asked on the main thread.

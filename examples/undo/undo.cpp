@@ -29,8 +29,8 @@ Moves files and folders into a folder, one after the other, then waits for what 
 is ever replaced.
 
 Keys, on a terminal or from any other input: u undoes the last move, r redoes it, q quits once nothing is moved any
-more. While something is moved, the key that takes it back stops it; the others wait for its end. Ctrl-C stops it and
-quits; a second one does not clean up.
+more. What could not be undone or redone is offered again. While something is moved, the key that takes it back stops
+it; the others wait for its end. Ctrl-C stops it and quits; a second one does not clean up.
 
 To another volume it is copied, and removed where it was once the copy is whole and has all that belongs to it. What
 changes meanwhile is not removed: it says then what is where.
@@ -62,6 +62,7 @@ public:
 private:
   void move(const fs::path& file);
   void begin(std::shared_ptr<Move> move);
+  void offer(const std::shared_ptr<Move>& move);
   void stopRunning();
   void end(Move& move);
 
@@ -104,6 +105,17 @@ void Mover::begin(std::shared_ptr<Move> move) {
   isUndo_ = undoManager_->isUndoing();
   isTakenBack_ = false;
   lines_.emplace();
+  if (!isUndo_ && !undoManager_->isRedoing()) return;
+  // Beside the way back, for where there is none: taking that place away offers the same once more.
+  undoManager_->registerUndo(shared_from_this(), [move = running_](Mover& mover) {
+    if (!move->isDone()) mover.offer(move->again());
+  });
+}
+
+void Mover::offer(const std::shared_ptr<Move>& move) {
+  undoManager_->registerUndo(shared_from_this(), [move](Mover& mover) {
+    perform(move, mover.undoManager_, mover.shared_from_this(), std::nullopt, {});  // its group has a name
+  });
 }
 
 // What runs cannot be undone yet. So it is stopped, and undone at its end if it was faster.
