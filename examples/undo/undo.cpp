@@ -136,6 +136,7 @@ void Mover::stopRunning() {
 void Mover::stop() {
   waiting_.clear();
   keys_.clear();
+  isTakenBack_ = false;
   if (running_ != nullptr) stopRunning();
 }
 
