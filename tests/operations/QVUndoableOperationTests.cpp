@@ -136,6 +136,18 @@ TEST_F(UndoableOperation, canBeAwaited) {
   EXPECT_EQ(valueAfterEnds(3), 0);
 }
 
+TEST_F(UndoableOperation, goesOnWhereTheTaskThatAwaitsItIsCancelled) {
+  const auto addition = std::make_shared<Addition>(sum, 3);
+  addition->setCompletionBlock([] { ADD_FAILURE() << "it is replaced"; });
+  const auto awaiting = startTask([&]() -> Task<> {
+    co_await MainActor::run([&] { return perform(addition, manager, target, "Add"); });
+  });
+  sum.whileItRuns = [&] { awaiting.cancel(); };
+  awaiting.wait();
+  EXPECT_TRUE(addition->isFinished() && !addition->isCancelled());
+  EXPECT_EQ(valueAfterEnds(1), 3);
+}
+
 TEST_F(UndoableOperation, registersNothingWhereItCannotStart) {
   const auto ended = std::make_shared<Addition>(sum, 1);
   ended->start();
@@ -150,6 +162,14 @@ TEST_F(UndoableOperation, registersNothingWhereItCannotStart) {
   }
   queue->setSuspended(false);
   queued->waitUntilFinished();
+  const auto free = std::make_shared<Addition>(sum, 1);
+  EXPECT_THAT(testing::raisedBy([&] { perform(free, manager, nullptr, "Add", {}); }),
+              StartsWith("NSInvalidArgumentException"));
+  manager->setGroupsByEvent(false);
+  EXPECT_THAT(testing::raisedBy([&] { perform(free, manager, target, "Add", {}); }),
+              StartsWith("NSInternalInconsistencyException"));
+  EXPECT_TRUE(canNeither() && free->isReady() && !free->isExecuting() && !free->isFinished());
+  free->start();
 }
 
 }  // namespace
