@@ -70,7 +70,8 @@ private:
 /// Threads: awaited inside of a task. The handler runs under no lock.
 /// Errors: what the operation throws. What the handler throws ends the process.
 template <class Operation, class Handler>
-  requires(detail::givesTask<Operation&>) && std::invocable<Handler&> && std::copy_constructible<Handler>
+  requires std::invocable<Operation&> &&
+           (detail::givesTask<Operation&>) && std::invocable<Handler&> && std::copy_constructible<Handler>
 Task<detail::OutputOfTask<Operation&>> withTaskCancellationHandler(Operation operation, Handler onCancel) {
   detail::CancellationScope scope(std::move(onCancel));
   auto result = co_await detail::callInTask(operation).result();

@@ -91,7 +91,7 @@ public:
 
 private:
   template <class U, class Body>
-    requires(detail::givesTask<Body&, TaskGroup<U>&>)
+    requires std::invocable<Body&, TaskGroup<U>&> && (detail::givesTask<Body&, TaskGroup<U>&>)
   friend auto withTaskGroup(Body body) -> Task<typename std::invoke_result_t<Body&, TaskGroup<U>&>::Output>;
 
   using Before = detail::TaskGroupCore::Before;
@@ -129,7 +129,7 @@ private:
 /// Threads: awaited inside of a task, which the body is a part of.
 /// Errors: what the body throws, after its children have been cancelled and have ended.
 template <class T = void, class Body>
-  requires(detail::givesTask<Body&, TaskGroup<T>&>)
+  requires std::invocable<Body&, TaskGroup<T>&> && (detail::givesTask<Body&, TaskGroup<T>&>)
 auto withTaskGroup(Body body) -> Task<typename std::invoke_result_t<Body&, TaskGroup<T>&>::Output> {
   TaskGroup<T> group;
   auto result = co_await detail::callInTask(body, group).result();
