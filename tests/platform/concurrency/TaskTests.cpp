@@ -260,6 +260,7 @@ TEST(Task, keepsFewOfTheQueuesThatItHasLeft) {
 }
 
 TEST(TaskDeathTest, endsTheProcessWhereItWasMovedAway) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
   const auto moved = []() -> Task<> {
     auto task = []() -> Task<> { co_return; }();
     const auto its = std::move(task);
