@@ -280,8 +280,8 @@ Task<> QVAsyncOperation::runSubOperationAsync(std::shared_ptr<QVOperation> opera
 
 Task<> QVAsyncOperation::executeSubOperationAsync(std::shared_ptr<QVOperation> operation) {
   if (operation->isFinished()) co_return;
-  // The task may be that of somebody who runs this operation, which is not cancelled itself then; otherwise its
-  // parts hear of that in any case.
+  // The task may be that of somebody who runs this operation, which is not cancelled itself then; otherwise
+  // its parts hear of that in any case.
   co_await withTaskCancellationHandler(
       [&operation] { return operation->untilEnded([&operation] { operation->start(); }); },
       [this, &operation] {

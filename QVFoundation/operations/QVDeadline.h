@@ -62,8 +62,8 @@ Task<DeadlineState> awaitDeadline(typename Clock::time_point until,
 
 }  // namespace detail
 
-/// Runs an asynchronous operation, or a plain one, and throws `DeadlineExceededError` where it has not ended by
-/// a time. Then the operation is asked to end, and waited for; what it still gives is dropped.
+/// Runs an asynchronous operation, or a plain one, and throws `DeadlineExceededError` where it has not ended
+/// by a time. Then the operation is asked to end, and waited for; what it still gives is dropped.
 ///
 /// ```cpp
 /// const Page page = co_await withDeadline(ContinuousClock::now() + 5s, [&] { return load(address); });

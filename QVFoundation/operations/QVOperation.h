@@ -323,12 +323,12 @@ public:
     if constexpr (!std::is_void_v<Output>) return *result.as<Output>();
   }
 
-  /// Runs another operation within this one, on this thread if it blocks, and returns its value or throws
-  /// its error. Its progress stands for so many units of `topLevelProgress()`; of none, and then it is not
-  /// seen there at all. Raises `NSInvalidArgumentException` for one that is a part of another one already,
-  /// or runs. One that has finished gives what it ended in. Where this operation is cancelled a blocking one
-  /// does not run, and the error 1002 is thrown; an asynchronous one runs up to its first check, and loses its
-  /// completion block. On the main thread the blocks of the main queue run while it waits for such a one.
+  /// Runs another operation within this one, on this thread if it blocks, and returns its value or throws its
+  /// error. Its progress stands for so many units of `topLevelProgress()`; of none, and then it is not seen
+  /// there at all. Raises `NSInvalidArgumentException` for one that is a part of another one already, or
+  /// runs. One that has finished gives what it ended in. Where this operation is cancelled a blocking one
+  /// does not run, and the error 1002 is thrown; an asynchronous one runs up to its first check, and loses
+  /// its completion block. On the main thread the blocks of the main queue run while it waits for such a one.
   template <std::derived_from<QVOperation> Operation>
   typename Operation::ResultType performSubOperation(const std::shared_ptr<Operation>& operation,
                                                      std::int64_t withUnitCount) {

@@ -54,16 +54,16 @@ protected:
 /// Threads: where the undo manager is used, which is the main thread; the handler runs there.
 /// Ownership: the operation is kept until it has finished, what undoes it as long as the undo manager can
 /// call it. The target is not kept; without it nothing is undone.
-/// Errors: `NSInvalidArgumentException` where the operation is no `QVOperation`, has been started before, or is
-/// on a queue, or there is no target; that of `registerUndo` where there is no group. Then nothing is
+/// Errors: `NSInvalidArgumentException` where the operation is no `QVOperation`, has been started before, or
+/// is on a queue, or there is no target; that of `registerUndo` where there is no group. Then nothing is
 /// registered, and nothing started. What leaves the handler or `makeUndoOperation` ends the process.
 QV_EXPORT void perform(const std::shared_ptr<QVUndoableOperation>& operation,
                        const std::shared_ptr<NSUndoManager>& undoManager, const std::shared_ptr<void>& target,
                        const std::optional<std::string>& actionName,
                        std::function<void(QVUndoableOperation&)> completionHandler);
 /// Awaited, the same until the operation has finished. It throws nothing of the operation's, which says
-/// itself how it has ended. Unlike in `runOperation()`, cancelling the task that awaits it does not cancel the
-/// operation. Awaited on the main thread, as in `MainActor::run`.
+/// itself how it has ended. Unlike in `runOperation()`, cancelling the task that awaits it does not cancel
+/// the operation. Awaited on the main thread, as in `MainActor::run`.
 [[nodiscard]] QV_EXPORT Task<> perform(std::shared_ptr<QVUndoableOperation> operation,
                                        std::shared_ptr<NSUndoManager> undoManager,
                                        std::shared_ptr<void> target, std::optional<std::string> actionName);

@@ -28,7 +28,8 @@ enum class Body : bool { looksAtItsEnd, looksAllTheTime };
 
 enum class BodyKind : bool { blocking, asynchronous };
 
-/// An operation that runs on a thread of its own, or in a task, and does what happens to it, in the order of a test.
+/// An operation that runs on a thread of its own, or in a task, and does what happens to it, in the order of
+/// a test.
 class Patient {
 public:
   Patient(BodyKind kind, Body body) : kind_(kind), body_(body) {}

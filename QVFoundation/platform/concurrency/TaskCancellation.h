@@ -59,9 +59,9 @@ private:
 
 }  // namespace detail
 
-/// Runs an asynchronous operation, and calls a handler if the task is cancelled before it has ended: once, at once where
-/// the task is cancelled already, on the thread that cancels, side by side with the operation; where that
-/// ends sooner, in the task. Gives what the operation gives, when the handler has returned too.
+/// Runs an asynchronous operation, and calls a handler if the task is cancelled before it has ended: once, at
+/// once where the task is cancelled already, on the thread that cancels, side by side with the operation;
+/// where that ends sooner, in the task. Gives what the operation gives, when the handler has returned too.
 ///
 /// ```cpp
 /// co_await withTaskCancellationHandler([&] { return download(request); }, [&] { request->abort(); });

@@ -179,8 +179,8 @@ void TaskContext::run(TaskContext* task, TaskPromise* coroutine) noexcept {
   } while (coroutine != nullptr);
 }
 
-// Whoever else resumes the task may already be at it on another thread when a coroutine has come to a wait: from
-// then on only what stands here is looked at.
+// Whoever else resumes the task may already be at it on another thread when a coroutine has come to a wait:
+// from then on only what stands here is looked at.
 TaskPromise* TaskContext::runStretch(TaskPromise* coroutine) noexcept {
   TaskStretch stretch{.task = this};
   TaskStretch* const outer = std::exchange(stretchOfThread, &stretch);
@@ -219,7 +219,8 @@ TaskPromise* TaskContext::end(const DispatchQueue& queue) noexcept {
     hasEnded_.store(true, std::memory_order_release);
     waiter = std::exchange(waiters_, nullptr);
   }
-  // One of those who waited goes on right here, in place of this task. On a serial queue others may stand before it.
+  // One of those who waited goes on right here, in place of this task. On a serial queue others may stand
+  // before it.
   TaskPromise* here = nullptr;
   const auto wake = [&](TaskPromise* coroutine) {
     if (coroutine == nullptr) return;

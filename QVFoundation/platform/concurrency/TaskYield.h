@@ -19,8 +19,8 @@ public:
 
 }  // namespace detail
 
-/// Awaited, sends the task to the end of the queue that it is on, so that what waits there runs before it goes
-/// on: for long computations, and on the main thread.
+/// Awaited, sends the task to the end of the queue that it is on, so that what waits there runs before it
+/// goes on: for long computations, and on the main thread.
 ///
 /// Threads: awaited inside of a task.
 [[nodiscard]] inline detail::YieldAwaiter yieldTask() noexcept { return {}; }

@@ -151,7 +151,8 @@ TEST(TaskGroup, cancelsThoseThatRunAndThoseThatAreStillToCome) {
   EXPECT_EQ(withTaskGroup<bool>(body).wait(), 2);
 }
 
-// The handler of one waits for the end of another, which is woken before: that one must not wait for the thread.
+// The handler of one waits for the end of another, which is woken before: that one must not wait for the
+// thread.
 TEST(TaskGroup, cancelsItsChildrenAndWaitsForThemInOneStep) {
   std::latch bothRun(2), sleeperHasEnded(1);
   const auto sleepLong = [&]() -> Task<> {
