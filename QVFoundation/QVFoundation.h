@@ -5,6 +5,7 @@
 /// Threads: each header says its own rule.
 
 #include "QVFoundation/Collections.h"
+#include "QVFoundation/Environment.h"
 #include "QVFoundation/Errors.h"
 #include "QVFoundation/Files.h"
 #include "QVFoundation/Logging.h"
