@@ -16,6 +16,7 @@
 #include "QVFoundation/platform/application/NSProgressKeys.h"
 #include "QVFoundation/platform/application/NSProgressReporting.h"
 #include "QVFoundation/platform/application/NSUndoManager.h"
+#include "QVFoundation/platform/application/NSUserDefaults.h"
 #include "QVFoundation/platform/application/NotificationPublisher.h"
 #include "QVFoundation/platform/application/PassthroughSubject.h"
 #include "QVFoundation/platform/application/Publisher.h"

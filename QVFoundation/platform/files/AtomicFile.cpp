@@ -71,7 +71,7 @@ AtomicFile::AtomicFile(PathView path, Existing existing) : existing_(existing) {
   name_ = target.substr(folder.size());
 }
 
-int AtomicFile::open() {
+int AtomicFile::open(mode_t mode) {
   if (error_ != 0) return error_;
   struct statx replaced{};
   const FileLocation target(folder_.number(), name_);
@@ -81,8 +81,7 @@ int AtomicFile::open() {
   if (exists && !S_ISREG(replaced.stx_mode)) return isDirectory(replaced) ? EISDIR : EINVAL;
 
   // What will replace a file that few may read is at no time for all to read.
-  const mode_t mode = exists ? S_IRUSR | S_IWUSR : 0666;
-  file_ = waiting_.open(folder_.number(), name_, mode);
+  file_ = waiting_.open(folder_.number(), name_, exists ? S_IRUSR | S_IWUSR : mode);
   if (!file_.isOpen()) return errno;
   return exists ? takeAttributes(target, replaced) : 0;
 }

@@ -21,7 +21,8 @@ public:
   AtomicFile(const AtomicFile&) = delete;
   AtomicFile& operator=(const AtomicFile&) = delete;
 
-  [[nodiscard]] int open();
+  /// With this mode, less what the process's mask takes away, where there is no file yet.
+  [[nodiscard]] int open(mode_t mode = 0666);
   [[nodiscard]] int descriptor() const noexcept { return file_.number(); }
 
   /// Returns when the file is on the disk and has its name.

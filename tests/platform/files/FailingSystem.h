@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 #include <iterator>
 #include <string>
 #include <type_traits>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -16,6 +18,9 @@ namespace QVFoundation::testing {
 /// Makes one call of the system fail for a scope: the first, the second, …, whichever comes. One thread only.
 class FailingSystem {
 public:
+  /// Instead of a code: the process ends there, as if it were killed.
+  static constexpr int endOfProcess = -1;
+
   FailingSystem(int failingCall, int code) : remaining_(failingCall), code_(code) {
     self_ = this;
     detail::SystemCalls& calls = detail::systemCalls();
@@ -79,6 +84,7 @@ private:
         const Result result = (self_->system_.original.*Call)(args...);
         if (!fails) return result;
       }
+      if (self_->code_ == endOfProcess) _exit(EXIT_SUCCESS);
       errno = self_->code_;
       return -1;
     }
