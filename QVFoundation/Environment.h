@@ -6,3 +6,4 @@
 
 #include "QVFoundation/environment/QVLocalizableStrings.h"
 #include "QVFoundation/environment/QVLocalizedString.h"
+#include "QVFoundation/environment/QVUserDefaults.h"

@@ -27,13 +27,18 @@ using testing::TemporaryFolder;
 
 class NSUserDefaultsTest : public ::testing::Test {
 protected:
+  // Or else the folder goes while they are saved.
+  ~NSUserDefaultsTest() override {
+    for (const auto& defaults : processes) defaults->synchronize();
+  }
   /// As of another process each time.
-  [[nodiscard]] std::shared_ptr<NSUserDefaults> defaultsOfAProcess() const {
-    return UserDefaultsFactory::defaultsInFile(path);
+  [[nodiscard]] std::shared_ptr<NSUserDefaults> defaultsOfAProcess() {
+    return processes.emplace_back(UserDefaultsFactory::defaultsInFile(path));
   }
 
   TemporaryFolder folder;
   const std::filesystem::path path = folder / "UserDefaults.plist";
+  std::vector<std::shared_ptr<NSUserDefaults>> processes;
 };
 
 TEST_F(NSUserDefaultsTest, takesAChoiceBeforeARegisteredDefault) {
@@ -230,8 +235,7 @@ TEST_F(NSUserDefaultsTest, mayBeUsedByManyThreads) {
         }
       });
     }
-    threads.emplace_back([&] {
-      const auto other = defaultsOfAProcess();
+    threads.emplace_back([&, other = defaultsOfAProcess()] {
       for (int i = 0; i <= rounds / 20; ++i) {
         other->setObject(i, "other");
         EXPECT_TRUE(other->synchronize());
