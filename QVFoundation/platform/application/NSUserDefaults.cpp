@@ -122,6 +122,12 @@ Value NSUserDefaults::objectForKey(std::string_view key) const {
   return state_->domains[key];
 }
 
+// Takes no copy of what is no number.
+std::optional<NSNumber> NSUserDefaults::numberForKey(std::string_view key) const {
+  const UnfairLockGuard guard(state_->lock);
+  return state_->domains[key].as<NSNumber>();
+}
+
 Dictionary NSUserDefaults::dictionaryRepresentation() const {
   const UnfairLockGuard guard(state_->lock);
   return state_->domains.all();

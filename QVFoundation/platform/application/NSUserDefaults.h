@@ -87,8 +87,13 @@ public:
   template <class T>
     requires(!std::convertible_to<T, std::string_view>)
   [[nodiscard]] T value(std::string_view key, T defaultValue) const {
-    auto setting = objectForKey(key).as<T>();
-    return setting ? *std::move(setting) : std::move(defaultValue);
+    if constexpr (std::is_arithmetic_v<T>) {
+      const auto number = numberForKey(key);
+      return number ? number->template exactly<T>().value_or(defaultValue) : defaultValue;
+    } else {
+      auto setting = objectForKey(key).as<T>();
+      return setting ? *std::move(setting) : std::move(defaultValue);
+    }
   }
   [[nodiscard]] std::string value(std::string_view key, std::string_view defaultValue) const;
   /// The same for a number that has bounds: one that lies outside counts as the nearest inside.
@@ -137,6 +142,7 @@ private:
   struct State;
 
   explicit NSUserDefaults(std::string path);
+  [[nodiscard]] std::optional<NSNumber> numberForKey(std::string_view key) const;
   [[nodiscard]] std::optional<NSNumber> numberInRange(std::string_view key, NSNumber least,
                                                       NSNumber most) const;
   void postChange();

@@ -58,7 +58,7 @@ std::string NSUserDefaults::value(std::string_view key, std::string_view default
 
 std::optional<NSNumber> NSUserDefaults::numberInRange(std::string_view key, NSNumber least,
                                                       NSNumber most) const {
-  const auto setting = objectForKey(key).as<NSNumber>();
+  const auto setting = numberForKey(key);
   if (!setting || std::isnan(setting->doubleValue())) return {};
   return std::clamp(*setting, least, most);
 }
