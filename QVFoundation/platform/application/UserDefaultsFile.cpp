@@ -181,7 +181,7 @@ UserDefaultsFile::Content UserDefaultsFile::mend(const Content& damaged) const {
     throw;
   }
   backup.report = stringWithFormat(
-      "The settings in \"%@\" are damaged: %@. They have been kept as \"%@\"; %@.", path_, damaged.report,
+      R"(The settings in "%@" are damaged: %@. They have been kept as "%@"; %@.)", path_, damaged.report,
       aside,
       isSound ? "those before the last change take their place" : "there are none to take their place");
   return backup;

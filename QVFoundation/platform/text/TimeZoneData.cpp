@@ -72,22 +72,22 @@ private:
       type.savesDaylight = number(1) != 0;
       type.name = static_cast<std::uint8_t>(number(1));
     }
-    const std::string_view names = text(header.characters);
+    const std::string_view characters = text(header.characters);
     skip(header.leapSeconds * (timeSize + 4) + header.standardMarks + header.utcMarks);
     if (!isSound_) return;
 
-    data.periods_.push_back(period(all.front(), names));
+    data.periods_.push_back(period(all.front(), characters));
     for (std::size_t i = 0; i < times.size(); ++i) {
       data.changes_.push_back({times[i], data.periods_.size()});
-      data.periods_.push_back(period(all[types[i]], names));
+      data.periods_.push_back(period(all[types[i]], characters));
     }
   }
 
-  TimeZonePeriod period(const Type& type, std::string_view names) {
+  TimeZonePeriod period(const Type& type, std::string_view characters) {
     constexpr std::int64_t most = 26 * 3600;  // RFC 8536, 3.2
-    isSound_ &= type.offset >= -most && type.offset <= most && type.name < names.size();
+    isSound_ &= type.offset >= -most && type.offset <= most && type.name < characters.size();
     if (!isSound_) return {};
-    const std::string_view name = names.substr(type.name);
+    const std::string_view name = characters.substr(type.name);
     return {seconds(type.offset), {}, type.savesDaylight, std::string(name.substr(0, name.find('\0')))};
   }
 
@@ -143,7 +143,6 @@ std::unique_ptr<const TimeZoneData> TimeZoneData::fixed(seconds offset, std::str
 
 // Files do not say how much is saved: that is told by the nearest time without saving, before or else after.
 void TimeZoneData::addSavings() {
-  constexpr seconds usual = std::chrono::hours(1);
   const auto savingIn = [this](std::size_t index) {
     const auto isStandard = [](const TimeZonePeriod& period) { return !period.savesDaylight; };
     const auto period = periods_.begin() + static_cast<std::ptrdiff_t>(index);
@@ -151,7 +150,7 @@ void TimeZoneData::addSavings() {
     if (before != periods_.rend() && before->offset != period->offset) return period->offset - before->offset;
     const auto after = std::find_if(period, periods_.end(), isStandard);
     if (after != periods_.end() && after->offset != period->offset) return period->offset - after->offset;
-    return usual;
+    return std::chrono::seconds(std::chrono::hours(1));
   };
   for (std::size_t i = 0; i < periods_.size(); ++i) {
     if (periods_[i].savesDaylight) periods_[i].saving = savingIn(i);

@@ -136,11 +136,13 @@ std::array<TimeZoneRule::Change, 6> TimeZoneRule::changesAround(std::int64_t whe
   std::size_t count = 0;
   for (const int distance : {-1, 0, 1}) {
     const std::chrono::year year = yearOf(when) + std::chrono::years(distance);
-    // Where saving goes on for the whole year, it ends when it begins: then the beginning counts.
     changes.at(count++) = {end_.in(year)-daylight_.offset.count(), &standard_};
     changes.at(count++) = {start_.in(year)-standard_.offset.count(), &daylight_};
   }
-  std::ranges::stable_sort(changes, {}, &Change::when);
+  // Where saving goes on for the whole year, it ends when it begins: then the beginning counts.
+  std::ranges::sort(changes, {}, [this](const Change& change) {
+    return std::pair(change.when, change.period == &daylight_);
+  });
   return changes;
 }
 

@@ -192,7 +192,7 @@ TEST_F(NSUserDefaultsTest, savesWhatIsLeftWhenTheProgramEnds) {
     EXPECT_EQ(defaults, NSUserDefaults::standardUserDefaults());
     for (int i = 0; i < 100; ++i) defaults->setObject(i, "last");
     NSUserDefaults::defaultsWithSuiteName("suite")->setObject(1, "first");
-    std::exit(EXIT_SUCCESS);
+    std::exit(EXIT_SUCCESS);  // NOLINT(concurrency-mt-unsafe): the only thread
   }
   int status = 0;
   EXPECT_EQ(waitpid(child, &status, 0), child);
@@ -226,6 +226,7 @@ TEST_F(NSUserDefaultsTest, mayBeUsedByManyThreads) {
       observe(*defaults, "key0", [&](NSUserDefaults&, const NSKeyValueChange&) { ++heard; });
   {
     std::vector<std::jthread> threads;
+    threads.reserve(4);
     for (int thread = 0; thread < 3; ++thread) {
       threads.emplace_back([&, thread] {
         const std::string key = "key" + std::to_string(thread);
