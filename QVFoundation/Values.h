@@ -12,4 +12,6 @@
 #include "QVFoundation/platform/runtime/NSObject.h"
 #include "QVFoundation/platform/runtime/Set.h"
 #include "QVFoundation/platform/runtime/Value.h"
+#include "QVFoundation/values/QVBundleVersion.h"
 #include "QVFoundation/values/QVObject.h"
+#include "QVFoundation/values/QVVersionNumber.h"
