@@ -1,7 +1,6 @@
 #include "QVFoundation/values/QVVersionNumber.h"
 
-#include <algorithm>
-
+#include "QVFoundation/platform/concurrency/TaskFrames.h"
 #include "QVFoundation/platform/runtime/Array.h"
 #include "QVFoundation/platform/runtime/ChangeNotice.h"
 #include "QVFoundation/platform/runtime/MutableArrayProxy.h"
@@ -15,20 +14,26 @@ namespace QVFoundation {
 
 namespace {
 
-using Digits = std::span<const std::int64_t>;
+/// Versions come and go in masses where many are read, so a thread keeps the memory of some for the next ones.
+template <class T>
+struct VersionAllocator {
+  using value_type = T;
 
-int compareDigit(std::int64_t a, std::int64_t b) noexcept { return a < b ? -1 : static_cast<int>(a > b); }
+  VersionAllocator() noexcept = default;
+  template <class Other>
+  VersionAllocator(const VersionAllocator<Other>& /*other*/) noexcept {}
 
-int compareDigits(Digits a, Digits b) noexcept {
-  const std::size_t common = std::min(a.size(), b.size());
-  for (std::size_t i = 0; i < common; ++i) {
-    if (const int order = compareDigit(a[i], b[i])) return order;
+  [[nodiscard]] T* allocate(std::size_t count) {
+    return static_cast<T*>(detail::takeFrame(count * sizeof(T)));
   }
-  for (const std::int64_t digit : a.subspan(common)) {
-    if (const int order = compareDigit(digit, 0)) return order;
-  }
-  // One-sided on purpose: of what the other has more, only the first digit counts.
-  return b.size() > common ? compareDigit(0, b[common]) : 0;
+  void deallocate(T* memory, std::size_t count) noexcept { detail::giveFrameBack(memory, count * sizeof(T)); }
+  friend bool operator==(VersionAllocator, VersionAllocator) noexcept { return true; }
+};
+
+detail::VersionDigits digitsOfText(const std::optional<std::string_view>& text) {
+  detail::VersionDigits digits;
+  if (text) detail::readVersion(*text, digits);
+  return digits;
 }
 
 void checkDigitIndex(std::size_t index, std::size_t limit) {
@@ -39,16 +44,21 @@ void checkDigitIndex(std::size_t index, std::size_t limit) {
 
 }  // namespace
 
+QVVersionNumber::QVVersionNumber() noexcept = default;
+
 QVVersionNumber::~QVVersionNumber() = default;
 
-std::shared_ptr<QVVersionNumber> QVVersionNumber::versionWithString(std::optional<std::string_view> text) {
+std::shared_ptr<QVVersionNumber> QVVersionNumber::versionWithString(
+    const std::optional<std::string_view>& text) {
   if (!text) return nullptr;
-  detail::VersionDigits digits = detail::versionDigits(*text);
-  return digits.all().empty() ? nullptr : std::make_shared<QVVersionNumber>(std::move(digits));
+  auto version = std::allocate_shared<QVVersionNumber>(VersionAllocator<QVVersionNumber>());
+  detail::readVersion(*text, version->digits_);  // in place; nobody knows of it yet
+  if (version->countOfDigits() == 0) version = nullptr;
+  return version;
 }
 
 std::shared_ptr<QVVersionNumber> QVVersionNumber::versionWithBuildVersionString(
-    std::optional<std::string_view> text) {
+    const std::optional<std::string_view>& text) {
   return std::make_shared<QVVersionNumber>(detail::buildVersionDigits(text.value_or("")));
 }
 
@@ -68,7 +78,7 @@ const NSClass& QVVersionNumber::staticClass() {
 }
 
 std::string QVVersionNumber::versionString() const {
-  const Digits digits = digits_.all();
+  const auto digits = digits_.all();
   std::string text;
   for (std::size_t i = 0; i < digits.size(); ++i) {
     if (digits[i] < 0) {
@@ -83,19 +93,14 @@ std::string QVVersionNumber::versionString() const {
   return text;
 }
 
-int QVVersionNumber::compare(const QVVersionNumber& other) const noexcept {
-  return compareDigits(digits_.all(), other.digits_.all());
+int QVVersionNumber::compare(const std::optional<std::string_view>& text) const {
+  return digits_.compare(digitsOfText(text));
 }
 
-int QVVersionNumber::compare(std::optional<std::string_view> text) const {
-  return compareDigits(digits_.all(), detail::versionDigits(text.value_or("")).all());
-}
-
-int QVVersionNumber::compareVersionString(std::optional<std::string_view> text,
-                                          std::optional<std::string_view> other) {
-  const detail::VersionDigits digits = detail::versionDigits(text.value_or(""));
-  if (digits.all().empty()) return 0;
-  return compareDigits(digits.all(), detail::versionDigits(other.value_or("")).all());
+int QVVersionNumber::compareVersionString(const std::optional<std::string_view>& text,
+                                          const std::optional<std::string_view>& other) {
+  const detail::VersionDigits digits = digitsOfText(text);
+  return digits.all().empty() ? 0 : digits.compare(digitsOfText(other));
 }
 
 std::partial_ordering QVVersionNumber::compare(const NSObject& other) const {

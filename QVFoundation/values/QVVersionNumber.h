@@ -43,7 +43,7 @@ public:
   ///
   /// Numbers are kept in 32 bits and may have a sign; one that is too large counts as the largest.
   [[nodiscard]] static std::shared_ptr<QVVersionNumber> versionWithString(
-      std::optional<std::string_view> text);
+      const std::optional<std::string_view>& text);
   /// A version from a build number of an operating system, such as 9A581, whose letters are digits too. One
   /// with a lower-case letter behind stands below the one without: 9A581a < 9A581. Reading stops at anything
   /// but numbers and letters; what has neither gives a version without digits.
@@ -51,11 +51,11 @@ public:
   /// Numbers are kept in 64 bits. A build number that begins with a lower-case letter raises
   /// `NSRangeException`.
   [[nodiscard]] static std::shared_ptr<QVVersionNumber> versionWithBuildVersionString(
-      std::optional<std::string_view> text);
+      const std::optional<std::string_view>& text);
   /// The version of the program that people see; null where its bundle does not tell.
   [[nodiscard]] static std::shared_ptr<QVVersionNumber> mainBundleDisplayVersion();
 
-  QVVersionNumber() = default;  ///< No digits.
+  QVVersionNumber() noexcept;  ///< No digits.
   explicit QVVersionNumber(const std::vector<std::int64_t>& digits) : digits_(digits) {}
   explicit QVVersionNumber(detail::VersionDigits digits) noexcept : digits_(std::move(digits)) {}
   ~QVVersionNumber() override;
@@ -71,12 +71,14 @@ public:
   [[nodiscard]] std::int64_t bugFixVersionNumber() const noexcept { return digitOrZero(2); }
 
   /// -1, 0 or 1 for below, same and above.
-  [[nodiscard]] int compare(const QVVersionNumber& other) const noexcept;
+  [[nodiscard]] int compare(const QVVersionNumber& other) const noexcept {
+    return digits_.compare(other.digits_);
+  }
   /// The same for a text. One that is no version counts as one without digits.
-  [[nodiscard]] int compare(std::optional<std::string_view> text) const;
+  [[nodiscard]] int compare(const std::optional<std::string_view>& text) const;
   /// The same for two texts, but 0 where the first is no version, whatever the second is.
-  [[nodiscard]] static int compareVersionString(std::optional<std::string_view> text,
-                                                std::optional<std::string_view> other);
+  [[nodiscard]] static int compareVersionString(const std::optional<std::string_view>& text,
+                                                const std::optional<std::string_view>& other);
   /// The same for lists of objects that are sorted; what is no version has no order.
   [[nodiscard]] std::partial_ordering compare(const NSObject& other) const override;
   /// Whether `compare` finds this version the same as another. The hash stays that of the object.

@@ -1,4 +1,8 @@
-#include <utility>
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <vector>
 
 #include "QVFoundation/platform/runtime/NSException.h"
 #include "QVFoundation/platform/text/Format.h"
@@ -20,11 +24,37 @@ struct VersionLetters {
   }
 };
 
+bool isDigit(char c) noexcept { return c >= '0' && c <= '9'; }
+
+/// Reads what is nothing but numbers and dots, as nearly all versions are; short numbers only. Returns where it
+/// met something else, with the number before that unread.
+std::size_t readPlainNumbers(std::string_view text, VersionDigits& digits) {
+  constexpr std::ptrdiff_t mostPlaces = 9;  // of which all fit into 32 bits
+  const char* unread = text.data();
+  const char* const last = unread + text.size();
+  while (unread != last) {
+    const char* end = unread;
+    std::uint64_t number = 0;
+    for (; end != last && isDigit(*end); ++end) number = number * 10 + static_cast<unsigned char>(*end - '0');
+    const std::ptrdiff_t places = end - unread;
+    if (places == 0 || places > mostPlaces || (end != last && *end != '.')) break;
+    digits.append(static_cast<std::int64_t>(number));
+    unread = end == last ? last : end + 1;
+  }
+  return static_cast<std::size_t>(unread - text.data());
+}
+
 }  // namespace
 
-VersionDigits versionDigits(std::string_view text) {
-  VersionDigits digits;
-  NSScanner scanner(text);
+void VersionDigits::appendToMany(std::int64_t digit) {
+  if (many_.empty()) many_ = vector();
+  many_.push_back(digit);
+}
+
+void readVersion(std::string_view text, VersionDigits& digits) {
+  const std::size_t plain = readPlainNumbers(text, digits);
+  if (plain == text.size()) return;
+  NSScanner scanner(text.substr(plain));
   while (!scanner.isAtEnd()) {
     if (const auto number = scanner.scanInt()) {
       digits.append(*number);
@@ -35,7 +65,6 @@ VersionDigits versionDigits(std::string_view text) {
       break;
     }
   }
-  return digits;
 }
 
 VersionDigits buildVersionDigits(std::string_view text) {

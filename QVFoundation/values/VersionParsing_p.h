@@ -9,8 +9,8 @@
 /// Threads: functions without state; call them from any thread.
 namespace QVFoundation::detail {
 
-/// The digits of a version such as "1.0b2"; none where the text does not begin with a version.
-[[nodiscard]] VersionDigits versionDigits(std::string_view text);
+/// Appends the digits of a version such as "1.0b2"; none where the text does not begin with a version.
+void readVersion(std::string_view text, VersionDigits& digits);
 
 /// Those of a build number such as "9A581a". One that begins with a lower-case letter raises
 /// `NSRangeException`.

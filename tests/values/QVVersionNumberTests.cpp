@@ -54,6 +54,8 @@ TEST(QVVersionNumber, isReadFromTextAndWrittenBack) {
       {"leadingZeros", "01.002", {1, 2}, "1.2"},
       {"signs", "+1.-5", {1, -5}, "1u"},  // what is negative is written as a letter
       {"tooLarge", "99999999999.1", {2147483647, 1}, "2147483647.1"},
+      {"longNumberBehindShort", "1.2.2147483648.3", {1, 2, 2147483647, 3}, "1.2.2147483647.3"},
+      {"dotApartBehindPlain", "1.2 .999999999\t. 4", {1, 2, 999999999, 4}, "1.2.999999999.4"},
       {"manyDigits", "1.2.3.4.5.6.7.8", {1, 2, 3, 4, 5, 6, 7, 8}, "1.2.3.4.5.6.7.8"},
   };
   for (const auto& [row, text, digits, written] : cases) {
