@@ -7,8 +7,8 @@
 
 /// Internal: installed because other headers need it.
 ///
-/// The memory of coroutines and tasks. Each thread keeps some of what it was given back, so that awaiting in
-/// a loop asks the system for nothing.
+/// The memory of coroutines and tasks, and of objects that come and go as fast. Each thread keeps some of what
+/// it was given back, so that awaiting in a loop asks the system for nothing.
 ///
 /// Threads: any; what one thread took another one may give back.
 /// Errors: `std::bad_alloc`.
