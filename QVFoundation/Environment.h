@@ -6,4 +6,5 @@
 
 #include "QVFoundation/environment/QVLocalizableStrings.h"
 #include "QVFoundation/environment/QVLocalizedString.h"
+#include "QVFoundation/environment/QVSystemInformation.h"
 #include "QVFoundation/environment/QVUserDefaults.h"
