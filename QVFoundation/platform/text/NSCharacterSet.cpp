@@ -73,9 +73,9 @@ NSCharacterSet::NSCharacterSet(Ranges ranges) {
 
 const NSCharacterSet& NSCharacterSet::named(Ranges ranges) {
   auto& set = *new NSCharacterSet(std::move(ranges));
-  // It stays to the end of the process, so its copies need not be counted.
-  const auto* const kept = new std::shared_ptr<const Ranges>(std::move(set.ranges_));
-  set.ranges_ = std::shared_ptr<const Ranges>(std::shared_ptr<const Ranges>(), kept->get());
+  // They stay to the end of the process, so copies of the set need not be counted.
+  const auto* const kept = new Ranges(set.ranges());
+  set.ranges_ = std::shared_ptr<const Ranges>(std::shared_ptr<const Ranges>(), kept);
   return set;
 }
 
