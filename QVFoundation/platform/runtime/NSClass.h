@@ -14,6 +14,7 @@
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/runtime/ChangeNotice.h"
 #include "QVFoundation/platform/runtime/ElementAccess.h"
+#include "QVFoundation/platform/runtime/MadeByName.h"
 #include "QVFoundation/platform/runtime/NSObject.h"
 #include "QVFoundation/platform/runtime/PropertyTest.h"
 #include "QVFoundation/platform/runtime/Value.h"
@@ -120,6 +121,8 @@ public:
 
   /// A new instance; null for a class that cannot be made without arguments.
   [[nodiscard]] std::shared_ptr<NSObject> make() const { return parts_.make ? parts_.make() : nullptr; }
+  /// Whether an instance may be made because a file names the class; see `MadeByName`.
+  [[nodiscard]] bool isMadeByName() const noexcept { return parts_.isMadeByName && parts_.make; }
 
 private:
   template <class T>
@@ -132,6 +135,7 @@ private:
     std::function<std::shared_ptr<NSObject>()> make;
     std::vector<NSProperty> properties;
     bool inheritsValueForKey = false;
+    bool isMadeByName = false;
   };
 
   explicit NSClass(Parts parts);
@@ -226,6 +230,7 @@ private:
     parts_.superclass = superclass;
     parts_.type = &typeid(T);
     parts_.inheritsValueForKey = detail::inheritsValueForKey<T>;
+    parts_.isMadeByName = std::derived_from<T, MadeByName>;
     if constexpr (std::is_default_constructible_v<T> && !std::is_abstract_v<T>) {
       parts_.make = [] { return std::make_shared<T>(); };
     }

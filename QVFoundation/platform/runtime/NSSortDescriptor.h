@@ -1,12 +1,13 @@
 #pragma once
 
 #include <concepts>
-#include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/runtime/NamedComparisons.h"
 #include "QVFoundation/platform/runtime/Value.h"
 
 namespace QVFoundation {
@@ -23,20 +24,28 @@ namespace QVFoundation {
 /// Errors: as reading the key path and comparing the values have them.
 class QV_EXPORT NSSortDescriptor {
 public:
-  /// Negative, zero or positive for ascending, same and descending.
-  using Comparator = std::function<int(const Value&, const Value&)>;
+  using Comparator = NSComparator;
 
   /// Without a key path the objects themselves are compared, without a comparator by `compareValues`.
   NSSortDescriptor(std::optional<std::string> keyPath) : NSSortDescriptor(std::move(keyPath), true) {}
   /// Refuses what only converts to `bool`, such as a second key path.
   template <std::same_as<bool> Flag>
   NSSortDescriptor(std::optional<std::string> keyPath, Flag ascending, Comparator comparator = {})
-      : keyPath_(std::move(keyPath)), ascending_(ascending), comparator_(std::move(comparator)) {}
+      : NSSortDescriptor(std::move(keyPath), Order{ascending}, std::move(comparator)) {}
+  /// With a comparison that is known by name; see `NamedComparisons.h`. A name that nobody has registered is
+  /// kept, and comparing raises `NSInvalidArgumentException`. Without a name it is `compareValues`.
+  template <std::same_as<bool> Flag>
+  NSSortDescriptor(std::optional<std::string> keyPath, Flag ascending,
+                   std::optional<std::string_view> selector)
+      : NSSortDescriptor(std::move(keyPath), Order{ascending}, selector) {}
 
   [[nodiscard]] const std::optional<std::string>& keyPath() const noexcept { return keyPath_; }
   [[nodiscard]] bool ascending() const noexcept { return ascending_; }
+  /// Empty where values are compared by `compareValues`.
   [[nodiscard]] const Comparator& comparator() const noexcept { return comparator_; }
-  [[nodiscard]] NSSortDescriptor reversed() const { return {keyPath_, !ascending_, comparator_}; }
+  /// The name of the comparison: "compare:" unless another one was given, nothing for a comparator.
+  [[nodiscard]] const std::optional<std::string>& selector() const noexcept { return selector_; }
+  [[nodiscard]] NSSortDescriptor reversed() const;
 
   /// -1, 0 or 1: how two objects are ordered.
   [[nodiscard]] int compareObject(const Value& a, const Value& b) const;
@@ -44,9 +53,27 @@ public:
   [[nodiscard]] int compareKeys(const Value& a, const Value& b) const;
 
 private:
+  struct Order {
+    bool ascending;
+  };
+  NSSortDescriptor(std::optional<std::string> keyPath, Order order, Comparator comparator);
+  NSSortDescriptor(std::optional<std::string> keyPath, Order order, std::optional<std::string_view> selector);
+
+  [[nodiscard]] int compareByName(std::string_view keyPath, const Value& a, const Value& b) const;
+
   std::optional<std::string> keyPath_;
   bool ascending_;
   Comparator comparator_;
+  std::optional<std::string> selector_;
+};
+
+template <>
+struct ValueTraits<NSSortDescriptor> {
+  static Value toValue(const NSSortDescriptor& descriptor) { return Value::boxed(descriptor); }
+  static std::optional<NSSortDescriptor> fromValue(const Value& value) {
+    const auto* descriptor = value.boxedContent<NSSortDescriptor>();
+    return descriptor != nullptr ? std::optional(*descriptor) : std::nullopt;
+  }
 };
 
 }  // namespace QVFoundation

@@ -89,5 +89,31 @@ TEST(NSSortDescriptor, comparesByKeyDirectionAndComparator) {
   for (const auto& [descriptor, a, b, want] : cases) EXPECT_EQ(descriptor.compareObject(a, b), want);
 }
 
+TEST(NSSortDescriptor, comparesByNamedComparison) {
+  ASSERT_TRUE(registerComparison("compareLengths:", [](const Value& a, const Value& b) {
+    return compareValues(a.text()->size(), b.text()->size());
+  }));
+  EXPECT_FALSE(registerComparison("compareLengths:", compareValues));
+  const std::tuple<const char*, Value, Value, std::optional<int>> cases[] = {
+      {"compare:", "B", "a", -1},
+      {"caseInsensitiveCompare:", "B", "a", 1},
+      {"caseInsensitiveCompare:", "ÄRGER", "ärger", 0},
+      {"caseInsensitiveCompare:", "Ab", "aBc", -1},
+      {"caseInsensitiveCompare:", Value(), "a", -1},
+      {"compareLengths:", "zz", "aaa", -1},
+      {"unheardOf:", "a", "b", std::nullopt},
+  };
+  for (const auto& [selector, a, b, want] : cases) {
+    const NSSortDescriptor descriptor(std::nullopt, false, selector);
+    EXPECT_EQ(descriptor.selector(), selector);
+    if (want) {
+      EXPECT_EQ(descriptor.reversed().compareObject(a, b), *want) << selector;
+    } else {
+      EXPECT_EQ(raisedBy([&, &a = a, &b = b] { (void)descriptor.compareObject(a, b); }),
+                "NSInvalidArgumentException: No comparison is registered as \"unheardOf:\"");
+    }
+  }
+}
+
 }  // namespace
 }  // namespace QVFoundation
