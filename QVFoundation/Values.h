@@ -13,5 +13,7 @@
 #include "QVFoundation/platform/runtime/Set.h"
 #include "QVFoundation/platform/runtime/Value.h"
 #include "QVFoundation/values/QVBundleVersion.h"
+#include "QVFoundation/values/QVInfoDictionary.h"
+#include "QVFoundation/values/QVInfoDictionaryCoding.h"
 #include "QVFoundation/values/QVObject.h"
 #include "QVFoundation/values/QVVersionNumber.h"
