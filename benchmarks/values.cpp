@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -14,6 +16,9 @@
 #include <QVersionNumber>
 #endif
 
+#include "QVFoundation/platform/runtime/NSClass.h"
+#include "QVFoundation/values/QVInfoDictionary.h"
+#include "QVFoundation/values/QVInfoDictionaryCoding.h"
 #include "QVFoundation/values/QVVersionNumber.h"
 
 // Versions: read from texts and compared, as an updater does.
@@ -99,3 +104,120 @@ const bool registered = [] {
 }();
 
 }  // namespace versions
+
+// An object of 20 properties to a dictionary and back, beside code that names each of them.
+
+namespace infoDictionaries {
+
+using namespace QVFoundation;
+
+constexpr std::array<std::string_view, 10> textKeys{"title",    "artist", "album", "composer", "genre",
+                                                    "comments", "lyrics", "path",  "label",    "identifier"};
+constexpr std::array<std::string_view, 10> numberKeys{
+    "rating", "year", "trackNumber", "discNumber", "bpm", "plays", "duration", "size", "bitRate", "color"};
+
+class Track : public NSObject, public QVInfoDictionaryCoding {
+public:
+  static const NSClass& staticClass() {
+    static const NSClass& cls = *new NSClass(definition());
+    return cls;
+  }
+  const NSClass& dynamicClass() const override { return staticClass(); }
+
+  std::vector<std::string> infoDictionaryPropertyKeys() const override {
+    std::vector<std::string> keys(textKeys.begin(), textKeys.end());
+    keys.insert(keys.end(), numberKeys.begin(), numberKeys.end());
+    return keys;
+  }
+
+  const std::string& text(std::size_t at) const { return texts_[at]; }
+  void setText(std::size_t at, std::string text) {
+    const ChangeNotice notice(*this, textKeys[at]);
+    texts_[at] = std::move(text);
+  }
+  int number(std::size_t at) const { return numbers_[at]; }
+  void setNumber(std::size_t at, int number) {
+    const ChangeNotice notice(*this, numberKeys[at]);
+    numbers_[at] = number;
+  }
+
+private:
+  static NSClassDefinition<Track> definition() {
+    auto definition = NSClass::define<Track>("Track", NSObject::staticClass());
+    for (std::size_t at = 0; at < textKeys.size(); ++at) {
+      std::move(definition)
+          .property(
+              std::string(textKeys[at]),
+              [at](const Track& track) -> const std::string& { return track.text(at); },
+              [at](Track& track, std::string text) { track.setText(at, std::move(text)); });
+    }
+    for (std::size_t at = 0; at < numberKeys.size(); ++at) {
+      std::move(definition)
+          .property(
+              std::string(numberKeys[at]), [at](const Track& track) { return track.number(at); },
+              [at](Track& track, int number) { track.setNumber(at, number); });
+    }
+    return definition;
+  }
+
+  std::array<std::string, textKeys.size()> texts_;
+  std::array<int, numberKeys.size()> numbers_{};
+};
+
+std::shared_ptr<Track> sample() {
+  auto track = std::make_shared<Track>();
+  for (std::size_t at = 0; at < textKeys.size(); ++at) {
+    track->setText(at, at % 2 == 0 ? "Prelude" : "a text that needs memory of its own");
+  }
+  for (std::size_t at = 0; at < numberKeys.size(); ++at) track->setNumber(at, static_cast<int>(at) * 1000);
+  return track;
+}
+
+Dictionary writtenByHand(const Track& track) {
+  Dictionary properties;
+  for (std::size_t at = 0; at < textKeys.size(); ++at) properties.set(textKeys[at], track.text(at));
+  for (std::size_t at = 0; at < numberKeys.size(); ++at) properties.set(numberKeys[at], track.number(at));
+  Dictionary info;
+  info.set("class", "Track");
+  info.set("properties", properties);
+  return info;
+}
+
+std::shared_ptr<Track> readByHand(const Dictionary& info) {
+  if (!(info["class"] == "Track")) return nullptr;
+  auto track = std::make_shared<Track>();
+  const Dictionary properties = info["properties"].dictionary();
+  for (std::size_t at = 0; at < textKeys.size(); ++at) {
+    if (auto text = properties[textKeys[at]].as<std::string>()) track->setText(at, *std::move(text));
+  }
+  for (std::size_t at = 0; at < numberKeys.size(); ++at) {
+    if (const auto number = properties[numberKeys[at]].as<int>()) track->setNumber(at, *number);
+  }
+  return track;
+}
+
+std::shared_ptr<Track> roundTripOurs(const Track& track) {
+  return objectFromInfoDictionary<Track>(infoDictionary(track));
+}
+
+std::shared_ptr<Track> roundTripByHand(const Track& track) { return readByHand(writtenByHand(track)); }
+
+template <class RoundTrip>
+void roundTrips(benchmark::State& state, const RoundTrip& roundTrip) {
+  const auto track = sample();
+  for (auto _ : state) benchmark::DoNotOptimize(roundTrip(*track));
+}
+
+const bool registered = [] {
+  if (infoDictionary(*roundTripOurs(*sample())) != writtenByHand(*roundTripByHand(*sample()))) {
+    std::fputs("values: the sides differ for info dictionaries\n", stderr);
+    std::abort();
+  }
+  benchmark::RegisterBenchmark("values/object-of-20-properties/ours",
+                               [](benchmark::State& state) { roundTrips(state, roundTripOurs); });
+  benchmark::RegisterBenchmark("values/object-of-20-properties/hand-written",
+                               [](benchmark::State& state) { roundTrips(state, roundTripByHand); });
+  return true;
+}();
+
+}  // namespace infoDictionaries
