@@ -4,14 +4,14 @@
 namespace QVFoundation::detail {
 
 NSError CodingPlace::error(std::int64_t code, std::string_view what, std::string_view problem) const {
-  constexpr std::size_t longestKey = 60;
+  constexpr std::size_t longestStep = 60;
   std::string path;
-  for (const Part& step : steps_) {
-    if (step.isKey) {
+  for (const Part& part : steps_) {
+    if (part.isKey) {
       if (!path.empty()) path += '.';
-      path += prefixOfCodePoints(step.key, longestKey);
+      path += prefixOfCodePoints(part.key, longestStep);
     } else {
-      path += '[' + std::to_string(step.index) + ']';
+      path += '[' + std::to_string(part.index) + ']';
     }
   }
   std::string text = path.empty() ? std::string("The value") : "The value at \"" + path + '"';
