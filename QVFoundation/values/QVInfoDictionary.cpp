@@ -29,7 +29,7 @@ struct ArrayInWork {
   void put(Value value) {
     if (!value.isNothing()) converted.append(std::move(value));
   }
-  Value result() { return converted; }
+  [[nodiscard]] Value result() const { return converted; }
 };
 
 /// A dictionary that is being converted. What comes to nothing loses its key.
@@ -45,7 +45,7 @@ struct DictionaryInWork {
     return (next++)->second;
   }
   void put(Value value) { converted.set(std::move(key), std::move(value)); }
-  Value result() { return converted; }
+  [[nodiscard]] Value result() const { return converted; }
 };
 
 /// An error, of whose parts only the user info is converted.
@@ -56,7 +56,7 @@ struct ErrorInWork {
 
   std::optional<Value> take() { return std::exchange(userInfo, std::nullopt); }
   void put(const Value& value) { converted = value.dictionary(); }
-  Value result() { return finish(converted); }
+  [[nodiscard]] Value result() const { return finish(converted); }
 };
 
 using Level = std::variant<ArrayInWork, DictionaryInWork, ErrorInWork>;
