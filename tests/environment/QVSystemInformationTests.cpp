@@ -74,8 +74,11 @@ TEST(QVSystemInformation, namesTheBuildElseTheKernel) {
   } cases[] = {
       {"noFiles", {}, {}},
       {"build",
-       {{etc, "IMAGE_VERSION=3\nBUILD_ID=\"2026 \\\"a\\\" \\\\\"\n"}, {kernel, "6.1\n"}},
-       "2026 \"a\" \\"},
+       {{etc,
+         "IMAGE_VERSION=3\n"
+         R"(BUILD_ID="2026 \"a\" \\")"},
+        {kernel, "6.1\n"}},
+       R"(2026 "a" \)"},
       {"image", {{etc, "IMAGE_VERSION='33 \\'\nBUILD_ID="}, {kernel, "6.1\n"}}, "33 \\"},
       {"kernel", {{etc, "VERSION_ID=1"}, {kernel, "6.1.0-37-amd64\n"}}, "6.1.0-37-amd64"},
       {"openQuote", {{etc, "BUILD_ID=\"7"}}, "7"},
@@ -121,8 +124,8 @@ TEST(QVSystemInformation, countsMemoryInBytesOrTellsTheCode) {
 }
 
 TEST(QVSystemInformation, knowsTheSystemThatRuns) {
-  const auto version = QVSystemVersionNumber();
-  EXPECT_EQ(version, QVSystemVersionNumber());
+  const QVVersionNumber* const version = QVSystemVersionNumber().get();
+  EXPECT_EQ(version, QVSystemVersionNumber().get());
   EXPECT_EQ(version->countOfDigits(), 3U);
   EXPECT_EQ(stringWithFormat("%@", *version), version->description());
   EXPECT_TRUE(QVSystemVersionBuildString());

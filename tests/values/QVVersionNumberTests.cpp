@@ -136,7 +136,7 @@ TEST(QVVersionNumber, comparesDigitByDigitAndOneSidedBehindTheShorter) {
 TEST(QVVersionNumber, comparesWithWhatIsNoVersion) {
   const struct {
     std::optional<std::string_view> a, b;
-    int order;
+    int order = 0;
   } cases[] = {
       {{}, "1", 0}, {"?", "1", 0}, {"1", {}, 1}, {"1", "?", 1}, {"0.0", "?", 0}, {"a", {}, -1}, {{}, {}, 0},
   };
