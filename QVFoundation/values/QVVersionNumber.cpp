@@ -5,6 +5,7 @@
 #include "QVFoundation/platform/runtime/ChangeNotice.h"
 #include "QVFoundation/platform/runtime/MutableArrayProxy.h"
 #include "QVFoundation/platform/runtime/NSClass.h"
+#include "QVFoundation/platform/runtime/NSCoder.h"
 #include "QVFoundation/platform/runtime/NSException.h"
 #include "QVFoundation/platform/text/Format.h"
 #include "QVFoundation/platform/text/Unicode.h"
@@ -41,6 +42,8 @@ void checkDigitIndex(std::size_t index, std::size_t limit) {
   throw NSException(NSRangeException,
                     stringWithFormat("Index %zu lies behind the digits of the version", index));
 }
+
+[[maybe_unused]] const NSClass& versionNumberClass = QVVersionNumber::staticClass();
 
 }  // namespace
 
@@ -121,6 +124,13 @@ std::shared_ptr<NSObject> QVVersionNumber::copy() const {
 std::string QVVersionNumber::description() const {
   return stringWithFormat("%@: {digits = %@, versionString = %@}", NSObject::description(), Value(digits()),
                           versionString());
+}
+
+void QVVersionNumber::encodeWithCoder(NSCoder& coder) const { coder.encodeObject(digits(), "digits"); }
+
+void QVVersionNumber::initWithCoder(NSCoder& coder) {
+  digits_ = detail::VersionDigits(
+      coder.decodeObject<std::vector<std::int64_t>>("digits").value_or(std::vector<std::int64_t>()));
 }
 
 void QVVersionNumber::setDigits(const std::vector<std::int64_t>& digits) {

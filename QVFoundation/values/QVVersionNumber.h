@@ -13,6 +13,7 @@
 
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/runtime/NSObject.h"
+#include "QVFoundation/platform/runtime/NSSecureCoding.h"
 #include "QVFoundation/values/VersionDigits.h"
 
 namespace QVFoundation {
@@ -35,7 +36,7 @@ namespace QVFoundation {
 /// Threads: reading from several threads is safe as long as nobody changes the version.
 /// Errors: unreadable text gives null or no digits; an index past the end raises `NSException` named
 /// `NSRangeException`.
-class QV_EXPORT QVVersionNumber : public NSObject {
+class QV_EXPORT QVVersionNumber : public NSObject, public NSSecureCoding {
 public:
   /// A version from a text of numbers, dots and the letters "a" and "b"; white space between them is
   /// skipped. Reading stops at anything else, so 1.2.3-beta is 1.2.3. Null where the text does not begin with
@@ -86,6 +87,11 @@ public:
   /// The object itself, so what changes the one changes the other.
   [[nodiscard]] std::shared_ptr<NSObject> copy() const override;
   [[nodiscard]] std::string description() const override;
+
+  /// An archive has the numbers under "digits". Without that key the version has no digits; anything but whole
+  /// numbers there is damage.
+  void encodeWithCoder(NSCoder& coder) const override;
+  void initWithCoder(NSCoder& coder) override;
 
   // The digits
   [[nodiscard]] std::vector<std::int64_t> digits() const { return digits_.vector(); }

@@ -13,6 +13,9 @@
 #include "QVFoundation/platform/runtime/MutableArrayProxy.h"
 #include "QVFoundation/platform/runtime/NSKeyValueObserving.h"
 #include "QVFoundation/platform/runtime/ValueOrder.h"
+#include "QVFoundation/platform/text/NSKeyedArchiver.h"
+#include "QVFoundation/platform/text/NSKeyedUnarchiver.h"
+#include "QVFoundation/platform/text/PropertyList.h"
 #include "QVFoundation/values/QVBundleVersion.h"
 #include "tests/platform/files/TemporaryFolder.h"
 #include "tests/platform/runtime/RaisedException.h"
@@ -213,6 +216,26 @@ TEST(QVVersionNumber, tellsObserversWhichDigitsChange) {
     EXPECT_TRUE(raised.starts_with("NSInvalidArgumentException: ")) << raised;
   }
   EXPECT_EQ(version->digits(), before);
+}
+
+TEST(QVVersionNumber, isArchivedAsItsDigits) {
+  const auto archived = [](const Dictionary& values) {
+    return dataFromPropertyList(
+        Dictionary{{"archiver", "NSKeyedArchiver"},
+                   {"version", 1},
+                   {"top", Dictionary{{"object", 0}}},
+                   {"objects", Array{Dictionary{{"class", "QVVersionNumber"}, {"values", values}}}}},
+        PropertyListFormat::binary);
+  };
+  using Read = std::shared_ptr<QVVersionNumber>;
+  const Read version = QVVersionNumber::versionWithString("1.0b2");
+  const auto data = NSKeyedArchiver::archivedDataWithRootObject(version);
+  EXPECT_EQ(propertyListFromData(*data), propertyListFromData(archived({{"digits", Array{1, 0, -24, 2}}})));
+  EXPECT_EQ((*NSKeyedUnarchiver::unarchivedObject<Read>(*data))->compare(*version), 0);
+  EXPECT_TRUE((*NSKeyedUnarchiver::unarchivedObject<Read>(archived({})))->digits().empty());
+  for (const Value& damage : {Value("1.0"), Value(Array{1, "0"}), Value(Array{1.5}), Value(Array{Array{1}})})
+    EXPECT_FALSE(NSKeyedUnarchiver::unarchivedObject<Read>(archived({{"digits", damage}})))
+        << damage.description();
 }
 
 TEST(QVBundleVersion, readsWhatTheBundleSaysOfItself) {
