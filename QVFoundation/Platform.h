@@ -104,6 +104,7 @@
 #include "QVFoundation/platform/text/NSCharacterSet.h"
 #include "QVFoundation/platform/text/NSKeyedArchiver.h"
 #include "QVFoundation/platform/text/NSKeyedUnarchiver.h"
+#include "QVFoundation/platform/text/MacOSRoman.h"
 #include "QVFoundation/platform/text/NSFormatter.h"
 #include "QVFoundation/platform/text/NSLocale.h"
 #include "QVFoundation/platform/text/NSScanner.h"
