@@ -108,6 +108,7 @@
 #include "QVFoundation/platform/text/NSFormatter.h"
 #include "QVFoundation/platform/text/NSLocale.h"
 #include "QVFoundation/platform/text/NSScanner.h"
+#include "QVFoundation/platform/text/NSTimeZone.h"
 #include "QVFoundation/platform/text/PropertyList.h"
 #include "QVFoundation/platform/text/StaticText.h"
 #include "QVFoundation/platform/text/StringTable.h"
