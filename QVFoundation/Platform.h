@@ -105,6 +105,7 @@
 #include "QVFoundation/platform/text/NSKeyedArchiver.h"
 #include "QVFoundation/platform/text/NSKeyedUnarchiver.h"
 #include "QVFoundation/platform/text/MacOSRoman.h"
+#include "QVFoundation/platform/text/NSDateFormatter.h"
 #include "QVFoundation/platform/text/NSFormatter.h"
 #include "QVFoundation/platform/text/NSLocale.h"
 #include "QVFoundation/platform/text/NSScanner.h"

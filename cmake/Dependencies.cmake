@@ -8,9 +8,10 @@ find_package(Threads REQUIRED)  # libc6-dev
 find_package(PkgConfig REQUIRED)  # pkg-config
 find_package(nlohmann_json 3.11 REQUIRED)  # nlohmann-json3-dev, headers alone
 find_package(EXPAT 2.5 REQUIRED)  # libexpat1-dev
+pkg_check_modules(icu REQUIRED IMPORTED_TARGET icu-i18n>=72 icu-uc>=72)  # libicu-dev
 
 target_link_libraries(qv_dependencies INTERFACE
-  Threads::Threads ${CMAKE_DL_LIBS} nlohmann_json::nlohmann_json EXPAT::EXPAT
+  Threads::Threads ${CMAKE_DL_LIBS} nlohmann_json::nlohmann_json EXPAT::EXPAT PkgConfig::icu
 )
 
 # The journal. Without it the system log goes to syslog alone.

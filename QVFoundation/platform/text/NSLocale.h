@@ -1,11 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/runtime/Value.h"
 
 namespace QVFoundation {
 
@@ -66,6 +68,15 @@ public:
 private:
   std::string identifier_;
   NumberSymbols symbols_;
+};
+
+template <>
+struct ValueTraits<NSLocale> {
+  static Value toValue(const NSLocale& locale) { return Value::boxed(locale); }
+  static std::optional<NSLocale> fromValue(const Value& value) {
+    const auto* const locale = value.boxedContent<NSLocale>();
+    return locale != nullptr ? std::optional(*locale) : std::nullopt;
+  }
 };
 
 }  // namespace QVFoundation
