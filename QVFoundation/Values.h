@@ -15,5 +15,6 @@
 #include "QVFoundation/values/QVBundleVersion.h"
 #include "QVFoundation/values/QVInfoDictionary.h"
 #include "QVFoundation/values/QVInfoDictionaryCoding.h"
+#include "QVFoundation/values/HexUtils.h"
 #include "QVFoundation/values/QVObject.h"
 #include "QVFoundation/values/QVVersionNumber.h"
