@@ -16,5 +16,6 @@
 #include "QVFoundation/values/QVInfoDictionary.h"
 #include "QVFoundation/values/QVInfoDictionaryCoding.h"
 #include "QVFoundation/values/HexUtils.h"
+#include "QVFoundation/values/QVHexNumberFormatter.h"
 #include "QVFoundation/values/QVObject.h"
 #include "QVFoundation/values/QVVersionNumber.h"
