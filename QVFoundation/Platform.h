@@ -91,6 +91,7 @@
 #include "QVFoundation/platform/runtime/NSSecureCoding.h"
 #include "QVFoundation/platform/runtime/NSSortDescriptor.h"
 #include "QVFoundation/platform/runtime/NamedComparisons.h"
+#include "QVFoundation/platform/runtime/NSValueTransformer.h"
 #include "QVFoundation/platform/runtime/Result.h"
 #include "QVFoundation/platform/runtime/Set.h"
 #include "QVFoundation/platform/runtime/TypeName.h"
