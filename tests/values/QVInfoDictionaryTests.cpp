@@ -61,11 +61,13 @@ private:
 class Vault : public NSObject {
 public:
   static const NSClass& staticClass() {
-    static const NSClass& cls = *new NSClass(NSClass::define<Vault>("Vault", NSObject::staticClass()));
+    static const NSClass& cls =
+        *new NSClass(NSClass::define<Vault>("Vault", NSObject::staticClass()).stored("doors", &Vault::doors));
     return cls;
   }
   const NSClass& dynamicClass() const override { return staticClass(); }
   Vault() { ++made; }
+  int doors = 1;
   static inline int made = 0;
 };
 
@@ -103,7 +105,20 @@ TEST(InfoDictionary, setsOrderedPropertiesFirstAndPassesOverWhatCannotBeSet) {
   EXPECT_TRUE(untouched && untouched->order.empty());
 }
 
+TEST(InfoDictionary, configuresWhatIsThereAlready) {
+  Vault vault;  // its class has no say in this
+  Station station;
+  for (NSObject* object : std::initializer_list<NSObject*>{&vault, &station}) {
+    configureWithInfoDictionary(*object,
+                                {{"class", "any"}, {"properties", Dictionary{{"doors", 2}, {"a", 3}}}});
+    configureWithInfoDictionary(*object, {});
+  }
+  EXPECT_EQ(vault.doors, 2);
+  EXPECT_EQ(station.a(), 3);
+}
+
 TEST(InfoDictionary, isReadAsWhatItsClassSays) {
+  const int madeBefore = Vault::made;
   const NSError unnamed(std::nullopt, 0);
   const std::tuple<const char*, Value, Value> cases[] = {
       {"nothing", Value(), Value()},
@@ -122,7 +137,7 @@ TEST(InfoDictionary, isReadAsWhatItsClassSays) {
       {"user info with a class", Dictionary{{"userInfo", Dictionary{{"class", "Station"}}}}, unnamed},
   };
   for (const auto& [row, info, want] : cases) EXPECT_EQ(objectFromInfoDictionary(info), want) << row;
-  EXPECT_EQ(Vault::made, 0);
+  EXPECT_EQ(Vault::made, madeBefore);
   EXPECT_EQ(infoDictionary(Vault()), (Dictionary{{"class", "Vault"}, {"properties", Dictionary{}}}));
   EXPECT_EQ(objectsFromInfoDictionaries(Array{Value(), Dictionary{{"class", "NSString"}}, 5}), Array{""});
 }
