@@ -1,9 +1,6 @@
 #include "QVFoundation/values/QVInfoDictionary.h"
 
-#include <cmath>
-#include <cstdint>
 #include <functional>
-#include <limits>
 #include <optional>
 #include <utility>
 #include <variant>
@@ -125,16 +122,6 @@ class ConversionToInfo final : public Conversion {
   }
 };
 
-/// A number as an integer, cut off at the point and at the ends of its range; 0 where it is none.
-std::int64_t integerIn(const Value& value) {
-  using Limits = std::numeric_limits<std::int64_t>;
-  if (const auto exact = value.as<std::int64_t>()) return *exact;
-  const double number = value.as<double>().value_or(0);
-  if (std::isnan(number)) return 0;
-  if (number >= static_cast<double>(Limits::max())) return Limits::max();
-  return number <= static_cast<double>(Limits::min()) ? Limits::min() : static_cast<std::int64_t>(number);
-}
-
 class ConversionFromInfo final : public Conversion {
 public:
   /// For what is taken for an object, whether it says so or not.
@@ -162,7 +149,7 @@ private:
     const std::string* domain = info["domain"].text();
     const std::string* name = info[infoClassKey].text();
     return NSError(domain != nullptr ? std::optional<std::string_view>(*domain) : std::nullopt,
-                   integerIn(info["code"]), userInfo,
+                   detail::integerIn(info["code"]), userInfo,
                    errorClassForName(name != nullptr ? OptionalText(*name) : OptionalText()));
   }
 };

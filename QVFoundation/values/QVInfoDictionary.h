@@ -22,7 +22,8 @@
 /// An info dictionary names the class of an object under "class" and has its properties under "properties",
 /// those that the class lists (`QVInfoDictionaryCoding`) and that are not absent, as they are. An error has
 /// "domain", "code" and "userInfo" besides. A sort descriptor has "key", "ascending" and "selector" instead of
-/// properties. Entries that nobody knows are ignored.
+/// properties. A date formatter is read with "timeZoneSelector" ("localTimeZone"), or else "timeZoneName", beside
+/// its properties. Entries that nobody knows are ignored.
 ///
 /// What a file names is made only where its class is meant for that: classes that derive from
 /// `QVInfoDictionaryCoding` or `MadeByName`, errors, and the values of the platform layer.

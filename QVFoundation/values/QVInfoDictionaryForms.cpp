@@ -2,6 +2,12 @@
 
 #include <array>
 #include <chrono>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
 #include <string_view>
 
 #include "QVFoundation/platform/files/NSURL.h"
@@ -9,6 +15,8 @@
 #include "QVFoundation/platform/runtime/NSClass.h"
 #include "QVFoundation/platform/runtime/NSSortDescriptor.h"
 #include "QVFoundation/platform/runtime/Set.h"
+#include "QVFoundation/platform/text/NSDateFormatter.h"
+#include "QVFoundation/platform/text/NSTimeZone.h"
 #include "QVFoundation/values/QVInfoDictionaryCoding.h"
 #include "QVFoundation/values/QVInfoDictionary_p.h"
 
@@ -17,6 +25,7 @@ namespace QVFoundation::detail {
 namespace {
 
 constexpr std::string_view sortDescriptorClass = "NSSortDescriptor";
+constexpr std::string_view dateFormatterClass = "NSDateFormatter";
 
 // The list of entries ends at the first that is absent, the class included. So a descriptor without a key
 // is written as an empty dictionary, and one without a selector as no more than "key" and "ascending".
@@ -35,6 +44,41 @@ NSSortDescriptor sortDescriptorFrom(const Dictionary& info) {
   const std::string* selector = info["selector"].text();
   return {info["key"].as<std::string>(), info["ascending"].as<bool>().value_or(false),
           selector != nullptr ? std::optional<std::string_view>(*selector) : std::nullopt};
+}
+
+NSDateFormatterStyle styleIn(const Value& value, NSDateFormatterStyle otherwise) {
+  // More than 32 bits are cut off, and what is no style is passed over.
+  const auto style = static_cast<std::int32_t>(integerIn(value));
+  const bool isStyle = style >= static_cast<std::int32_t>(NSDateFormatterStyle::none) &&
+                       style <= static_cast<std::int32_t>(NSDateFormatterStyle::fullStyle);
+  return isStyle ? static_cast<NSDateFormatterStyle>(style) : otherwise;
+}
+
+/// The zone that the info dictionary asks for beside the properties. A class operation wins over a name.
+std::optional<NSTimeZone> timeZoneIn(const Dictionary& info) {
+  if (const std::string* selector = info["timeZoneSelector"].text()) {
+    return NSTimeZone::timeZoneWithSelector(*selector);
+  }
+  const std::string* name = info["timeZoneName"].text();
+  return name != nullptr ? NSTimeZone::timeZoneWithName(*name) : std::nullopt;
+}
+
+std::shared_ptr<NSDateFormatter> dateFormatterFrom(const Dictionary& info) {
+  auto formatter = std::make_shared<NSDateFormatter>();
+  Dictionary properties = info[infoPropertiesKey].dictionary();
+  const Value timeStyle = properties["timeStyle"];
+  const Value dateStyle = properties["dateStyle"];
+  properties.remove("timeStyle");
+  properties.remove("dateStyle");
+  // The formatter has no property "formattingBehavior", so nothing comes of setting it first.
+  applyProperties(*formatter, infoDictionaryOf(std::string(dateFormatterClass), properties),
+                  {"formattingBehavior"});
+
+  // Styles come last, and so replace a pattern.
+  if (!timeStyle.isNothing()) formatter->setTimeStyle(styleIn(timeStyle, formatter->timeStyle()));
+  if (!dateStyle.isNothing()) formatter->setDateStyle(styleIn(dateStyle, formatter->dateStyle()));
+  if (const auto zone = timeZoneIn(info)) formatter->setTimeZone(*zone);
+  return formatter;
 }
 
 /// The values that are written by the name of their class alone, and so come back as they are when new.
@@ -85,6 +129,15 @@ std::optional<Value> objectNamed(std::string_view name, const Dictionary& info) 
 
 }  // namespace
 
+std::int64_t integerIn(const Value& value) {
+  using Limits = std::numeric_limits<std::int64_t>;
+  if (const auto exact = value.as<std::int64_t>()) return *exact;
+  const double number = value.as<double>().value_or(0);
+  if (std::isnan(number)) return 0;
+  if (number >= static_cast<double>(Limits::max())) return Limits::max();
+  return number <= static_cast<double>(Limits::min()) ? Limits::min() : static_cast<std::int64_t>(number);
+}
+
 Dictionary infoDictionaryOfPlainValue(const Value& value) {
   if (const auto* descriptor = value.boxedContent<NSSortDescriptor>()) return sortDescriptorInfo(*descriptor);
   return infoDictionaryOf(classNameOf(value), {});
@@ -94,6 +147,7 @@ std::optional<Value> plainValueFromInfoDictionary(const Dictionary& info) {
   const std::string* name = info[infoClassKey].text();
   if (name == nullptr) return {};
   if (*name == sortDescriptorClass) return sortDescriptorFrom(info);
+  if (*name == dateFormatterClass) return dateFormatterFrom(info);
   for (const PlainClass& plain : plainClasses) {
     if (plain.name == *name) return plain.make();
   }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -22,6 +23,9 @@ inline constexpr std::string_view infoPropertiesKey = "properties";
 [[nodiscard]] Dictionary infoDictionaryOf(const NSObject& object, std::vector<std::string> keys);
 
 void applyProperties(NSObject& object, const Dictionary& info, const std::vector<std::string>& order);
+
+/// A number as an integer, cut off at the point and at the ends of its range; 0 where it is none.
+[[nodiscard]] std::int64_t integerIn(const Value& value);
 
 /// The form of a value that is neither an object nor an error.
 [[nodiscard]] Dictionary infoDictionaryOfPlainValue(const Value& value);

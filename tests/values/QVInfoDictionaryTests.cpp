@@ -185,6 +185,36 @@ TEST(InfoDictionary, ofASortDescriptorEndsAtTheFirstThatIsAbsent) {
   EXPECT_TRUE(!bare->keyPath() && !bare->ascending() && !bare->selector());
 }
 
+TEST(InfoDictionary, ofADateFormatterSetsStylesAndZoneLast) {
+  NSTimeZone::setDefaultTimeZone(NSTimeZone::timeZoneWithName("Asia/Tokyo"));
+  const auto formatterOf = [](const Dictionary& properties, const char* key = "", const char* zone = "") {
+    return objectFromInfoDictionary<NSDateFormatter>(Dictionary{
+        {"class", "NSDateFormatter"}, {"properties", properties}, {key, zone}, {"timeZoneName", "GMT"}});
+  };
+  using Style = NSDateFormatterStyle;
+  const std::tuple<const char*, Dictionary, Style, Style> cases[] = {
+      {"no properties", {}, Style::none, Style::none},
+      {"styles", {{"timeStyle", 1}, {"dateStyle", 2}}, Style::shortStyle, Style::mediumStyle},
+      {"styles replace a pattern", {{"dateFormat", "yyyy"}, {"dateStyle", 4}}, Style::none, Style::fullStyle},
+      {"what is no style", {{"timeStyle", 77}, {"dateStyle", -1}}, Style::none, Style::none},
+      {"more than 32 bits", {{"timeStyle", (1LL << 32) + 3}}, Style::longStyle, Style::none},
+      {"a key of others", {{"formattingBehavior", 1040}, {"timeStyle", 1}}, Style::shortStyle, Style::none},
+  };
+  for (const auto& [row, properties, timeStyle, dateStyle] : cases) {
+    const auto formatter = formatterOf(properties);
+    ASSERT_TRUE(formatter) << row;
+    EXPECT_TRUE(formatter->timeStyle() == timeStyle && formatter->dateStyle() == dateStyle) << row;
+    EXPECT_EQ(formatter->timeZone().name(), "GMT") << row;
+  }
+  EXPECT_EQ(formatterOf({{"dateFormat", "yyyy"}})->dateFormat(), "yyyy");
+  EXPECT_EQ(formatterOf({}, "timeZoneSelector", "localTimeZone")->timeZone().name(),
+            "Asia/Tokyo");  // it wins
+  const Dictionary elsewhere{{"class", "NSDateFormatter"}, {"timeZoneName", "Nowhere/Else"}};
+  EXPECT_EQ(objectFromInfoDictionary<NSDateFormatter>(elsewhere)->timeZone().name(), "Asia/Tokyo");
+  EXPECT_EQ(infoDictionary(*formatterOf({{"dateStyle", 2}}))["properties"], Dictionary());
+  NSTimeZone::setDefaultTimeZone(std::nullopt);
+}
+
 TEST(InfoDictionary, conversionReachesAllElements) {
   const Value plain = Array{"text", 5, NSDate(), NSData{std::byte{1}}, Dictionary{{"k", Array{true}}}};
   EXPECT_EQ(convertToInfoDictionary(plain), plain);
