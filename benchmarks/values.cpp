@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -9,14 +10,22 @@
 #include <string_view>
 #include <utility>
 #include <vector>
+#ifdef __x86_64__
+#include <immintrin.h>
+#endif
 
 #include <benchmark/benchmark.h>
+#ifdef QV_PEER_ABSL
+#include <absl/strings/escaping.h>
+#endif
 #ifdef QV_PEER_QT
+#include <QByteArray>
 #include <QString>
 #include <QVersionNumber>
 #endif
 
 #include "QVFoundation/platform/runtime/NSClass.h"
+#include "QVFoundation/values/HexUtils.h"
 #include "QVFoundation/values/QVInfoDictionary.h"
 #include "QVFoundation/values/QVInfoDictionaryCoding.h"
 #include "QVFoundation/values/QVVersionNumber.h"
@@ -221,3 +230,125 @@ const bool registered = [] {
 }();
 
 }  // namespace infoDictionaries
+
+// A megabyte as hexadecimal text, and back.
+
+namespace hex {
+
+using namespace QVFoundation;
+
+constexpr std::size_t size = std::size_t{1} << 20;
+
+const NSData data = [] {
+  NSData made(size);
+  std::uint32_t state = 1;
+  for (std::byte& byte : made) byte = static_cast<std::byte>((state = state * 1664525 + 1013904223) >> 24);
+  return made;
+}();
+
+const std::string text = hexString(data);
+
+template <class Call>
+void measure(benchmark::State& state, const Call& call) {
+  for (auto _ : state) benchmark::DoNotOptimize(call());
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(size));
+}
+
+/// A peer that gives another result would be compared with another task.
+void check(bool isTheSame, const char* side) {
+  if (isTheSame) return;
+  std::fprintf(stderr, "values: %s converts differently\n", side);
+  std::abort();
+}
+
+template <class Write, class Read>
+void add(const std::string& side, Write write, Read read) {
+  benchmark::RegisterBenchmark(("values/hex-write/" + side).c_str(),
+                               [=](benchmark::State& state) { measure(state, write); });
+  benchmark::RegisterBenchmark(("values/hex-read/" + side).c_str(),
+                               [=](benchmark::State& state) { measure(state, read); });
+}
+
+#ifdef QV_PEER_ABSL
+void addAbsl() {
+  const static absl::string_view bytes(static_cast<const char*>(static_cast<const void*>(data.data())), size);
+  check(absl::HexStringToBytes(text) == bytes, "absl");
+  add("absl", [] { return absl::BytesToHexString(bytes); }, [] { return absl::HexStringToBytes(text); });
+}
+#endif
+
+#ifdef QV_PEER_QT
+void addQt() {
+  const static auto bytes =
+      QByteArray::fromRawData(static_cast<const char*>(static_cast<const void*>(data.data())), size);
+  const static QByteArray digits = QByteArray::fromRawData(text.data(), static_cast<qsizetype>(text.size()));
+  check(QByteArray::fromHex(digits) == bytes, "qt");
+  add("qt", [] { return bytes.toHex(); }, [] { return QByteArray::fromHex(digits); });
+}
+#endif
+
+#ifdef __x86_64__
+/// What a loop over vectors does with memory that is there, for text that is known to be hexadecimal.
+namespace plain {
+
+std::string digits(2 * size, '0');
+NSData bytes(size);
+
+[[gnu::target("avx2")]] const std::string& write() {
+  const __m256i alphabet = _mm256_broadcastsi128_si256(
+      _mm_setr_epi8('0', '1', '2', '3', '4', '5', '6', '7', '8', '9', 'A', 'B', 'C', 'D', 'E', 'F'));
+  const auto* from = static_cast<const __m128i*>(static_cast<const void*>(data.data()));
+  auto* to = static_cast<__m256i*>(static_cast<void*>(digits.data()));
+  for (std::size_t at = 0; at < size / 16; ++at) {
+    const __m256i wide = _mm256_cvtepu8_epi16(_mm_loadu_si128(from + at));
+    const __m256i both = _mm256_or_si256(_mm256_srli_epi16(wide, 4), _mm256_slli_epi16(wide, 8));
+    _mm256_storeu_si256(to + at,
+                        _mm256_shuffle_epi8(alphabet, _mm256_and_si256(both, _mm256_set1_epi8(0x0F))));
+  }
+  benchmark::ClobberMemory();
+  return digits;
+}
+
+[[gnu::target("avx2")]] __m256i pairs(const __m256i* from) {
+  const __m256i characters = _mm256_loadu_si256(from);
+  const __m256i letters = _mm256_cmpgt_epi8(characters, _mm256_set1_epi8('9'));
+  const __m256i nibbles = _mm256_add_epi8(_mm256_and_si256(characters, _mm256_set1_epi8(0x0F)),
+                                          _mm256_and_si256(letters, _mm256_set1_epi8(9)));
+  return _mm256_maddubs_epi16(nibbles, _mm256_set1_epi16(0x0110));
+}
+
+[[gnu::target("avx2")]] const NSData& read() {
+  const auto* from = static_cast<const __m256i*>(static_cast<const void*>(text.data()));
+  auto* to = static_cast<__m256i*>(static_cast<void*>(bytes.data()));
+  for (std::size_t at = 0; at < size / 32; ++at) {
+    const __m256i packed = _mm256_packus_epi16(pairs(from + 2 * at), pairs(from + 2 * at + 1));
+    _mm256_storeu_si256(to + at, _mm256_permute4x64_epi64(packed, 0b11'01'10'00));
+  }
+  benchmark::ClobberMemory();
+  return bytes;
+}
+
+}  // namespace plain
+
+void addPlain() {
+  if (__builtin_cpu_supports("avx2") == 0) return;
+  check(plain::write() == text && plain::read() == data, "avx2-loop");
+  add("avx2-loop", [] { return plain::write().size(); }, [] { return plain::read().size(); });
+}
+#endif
+
+const bool registered = [] {
+  add("ours", [] { return hexString(data); }, [] { return hexStringData(text); });
+#ifdef QV_PEER_ABSL
+  addAbsl();
+#endif
+#ifdef QV_PEER_QT
+  addQt();
+#endif
+#ifdef __x86_64__
+  addPlain();
+#endif
+  return true;
+}();
+
+}  // namespace hex
