@@ -19,6 +19,7 @@
 #include "QVFoundation/values/QVCompoundValueTransformer.h"
 #include "QVFoundation/values/QVHexNumberFormatter.h"
 #include "QVFoundation/values/QVHexStringValueTransformer.h"
+#include "QVFoundation/values/QVCarbonTypes.h"
 #include "QVFoundation/values/QVObject.h"
 #include "QVFoundation/values/QVVersionNumber.h"
 #include "QVFoundation/values/QVValueTransformers.h"
