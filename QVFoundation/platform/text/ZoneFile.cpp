@@ -95,10 +95,10 @@ void readBlock(ZoneFile& file, ZoneFileReader& in, const ZoneFileHeader& header,
   }
   std::vector<std::size_t> namesAt(header.clocks);
   for (std::size_t& nameAt : namesAt) file.clocks.push_back(readClock(block, nameAt));
-  const std::string_view names = block.text(header.letters);
+  const std::string_view abbreviations = block.text(header.letters);
   for (std::size_t i = 0; i < header.clocks; ++i) {
-    if (namesAt[i] >= names.size()) return in.fail();
-    const std::string_view name = names.substr(namesAt[i]);
+    if (namesAt[i] >= abbreviations.size()) return in.fail();
+    const std::string_view name = abbreviations.substr(namesAt[i]);
     file.clocks[i].abbreviation = name.substr(0, name.find('\0'));
   }
   if (block.failed()) in.fail();

@@ -21,21 +21,22 @@ struct ZoneRuleDay {
   [[nodiscard]] std::chrono::local_seconds inYear(std::chrono::year year) const;
 };
 
+struct ZoneRuleClock {
+  std::string abbreviation;
+  std::chrono::seconds offset{};  ///< ahead of GMT
+};
+
+struct ZoneRuleDaylightSaving {
+  ZoneRuleClock clock;
+  ZoneRuleDay begin, end;
+};
+
 /// A rule for all years, such as "CET-1CEST,M3.5.0,M10.5.0/3".
 ///
 /// Threads: a value.
 struct ZoneRule {
-  struct Clock {
-    std::string abbreviation;
-    std::chrono::seconds offset{};  ///< ahead of GMT
-  };
-  struct DaylightSaving {
-    Clock clock;
-    ZoneRuleDay begin, end;
-  };
-
-  Clock standard;
-  std::optional<DaylightSaving> daylight;
+  ZoneRuleClock standard;
+  std::optional<ZoneRuleDaylightSaving> daylight;
 
   /// Nothing where the text is no such rule.
   [[nodiscard]] static std::optional<ZoneRule> parse(std::string_view text);
