@@ -45,14 +45,15 @@ std::string_view trimmed(std::string_view text) {
 /// A value as a shell understands it.
 std::string unquoted(std::string_view text) {
   std::string plain;
-  std::optional<char> quote;
+  constexpr char none = '\0';
+  char quote = none;
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (text[i] == '\\' && quote != '\'' && i + 1 < text.size()) {
       plain += text[++i];
-    } else if (!quote && (text[i] == '"' || text[i] == '\'')) {
+    } else if (quote == none && (text[i] == '"' || text[i] == '\'')) {
       quote = text[i];
-    } else if (quote == text[i]) {
-      quote = {};
+    } else if (quote != none && quote == text[i]) {
+      quote = none;
     } else {
       plain += text[i];
     }
