@@ -1,4 +1,3 @@
-#include <bit>
 #include <cstdint>
 #include <cstring>
 
@@ -8,91 +7,93 @@ namespace QVFoundation::detail {
 
 namespace {
 
-constexpr std::size_t bytesInWord = 4;
-constexpr std::size_t digitsInWord = 2 * bytesInWord;
+// Sixteen bytes side by side, which compilers make of whatever a processor has: every x86-64 and every 64-bit
+// ARM has registers of that size.
+using Bytes = std::uint8_t __attribute__((vector_size(16)));
+constexpr std::size_t width = sizeof(Bytes);
 
-/// A number for each of the eight bytes of a word.
-constexpr std::uint64_t inEach(std::uint8_t number) { return 0x0101010101010101 * number; }
+Bytes load(const void* from) {
+  Bytes bytes;
+  std::memcpy(&bytes, from, sizeof bytes);
+  return bytes;
+}
 
-// The first byte in memory is the lowest of the word.
-template <class Word>
-constexpr Word inOrderOfMemory(Word word) {
-  if constexpr (std::endian::native == std::endian::big) {
-    return sizeof(Word) == sizeof(std::uint64_t) ? static_cast<Word>(__builtin_bswap64(word))
-                                                 : static_cast<Word>(__builtin_bswap32(word));
+void store(void* to, Bytes bytes) { std::memcpy(to, &bytes, sizeof bytes); }
+
+// True is a byte of all ones.
+Bytes isAtMost(Bytes bytes, std::uint8_t limit) { return reinterpret_cast<Bytes>(bytes <= limit); }
+
+Bytes digitsOf(Bytes halves) { return halves + '0' + (~isAtMost(halves, 9) & ('A' - '9' - 1)); }
+
+/// The numbers that characters stand for. Takes from `areDigits` what is no digit.
+Bytes numbersOf(Bytes text, Bytes& areDigits) {
+  const Bytes figures = text - '0';
+  const Bytes letters = (text | 0x20) - 'a';
+  const Bytes areFigures = isAtMost(figures, 9);
+  const Bytes areLetters = isAtMost(letters, 5);
+  areDigits &= areFigures | areLetters;
+  return (figures & areFigures) | ((letters + 10) & areLetters);
+}
+
+bool areAll(Bytes truths) {
+  std::uint64_t words[2];
+  std::memcpy(words, &truths, sizeof truths);
+  return (words[0] & words[1]) == ~std::uint64_t{0};
+}
+
+/// The number of a digit, or more than 15.
+unsigned numberOf(char digit) {
+  const unsigned figure = static_cast<unsigned char>(digit) - unsigned{'0'};
+  if (figure <= 9) return figure;
+  const unsigned letter = (static_cast<unsigned char>(digit) | 0x20U) - unsigned{'a'};
+  return letter <= 5 ? letter + 10 : 16;
+}
+
+void encodePortably(const std::byte* bytes, std::size_t count, char* text) {
+  for (; count >= width; count -= width, bytes += width, text += 2 * width) {
+    const Bytes all = load(bytes);
+    const Bytes high = digitsOf(all >> 4);
+    const Bytes low = digitsOf(all & 0x0F);
+    store(text, __builtin_shufflevector(high, low, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23));
+    store(text + width,
+          __builtin_shufflevector(high, low, 8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15, 31));
   }
-  return word;
-}
-
-template <class Word>
-Word load(const void* bytes) {
-  Word word = 0;
-  std::memcpy(&word, bytes, sizeof word);
-  return inOrderOfMemory(word);
-}
-
-template <class Word>
-void store(void* bytes, Word word) {
-  word = inOrderOfMemory(word);
-  std::memcpy(bytes, &word, sizeof word);
-}
-
-std::uint64_t digitsOf(std::uint32_t bytes) {
-  std::uint64_t spread = bytes;
-  spread = (spread | spread << 16) & 0x0000FFFF0000FFFF;
-  spread = (spread | spread << 8) & 0x00FF00FF00FF00FF;
-  const std::uint64_t halves = (spread >> 4 | spread << 8) & inEach(0x0F);
-  const std::uint64_t letters = (halves + inEach(0x10 - 10)) >> 4 & inEach(1);
-  return halves + inEach('0') + letters * std::uint64_t{'A' - '9' - 1};
-}
-
-/// Eight digits as four bytes. False where one of them is no digit.
-bool readDigits(std::uint64_t text, std::uint32_t& bytes) {
-  // The top bit of each sum tells whether the character is at least the one that was taken away from 0x80.
-  // Nothing is carried into the next, as no character beyond 0x7F is let through.
-  const std::uint64_t ascii = text & inEach(0x7F);
-  const std::uint64_t lower = ascii | inEach(0x20);
-  const std::uint64_t figures = (ascii + inEach(0x80 - '0')) & ~(ascii + inEach(0x80 - '9' - 1));
-  const std::uint64_t letters =
-      (lower + inEach(0x80 - 'a')) & ~(lower + inEach(0x80 - 'f' - 1)) & inEach(0x80);
-  if (((figures | letters) & ~text & inEach(0x80)) != inEach(0x80)) return false;
-  const std::uint64_t halves = (text & inEach(0x0F)) + (letters >> 7) * 9;
-  std::uint64_t packed = (halves << 4 | halves >> 8) & 0x00FF00FF00FF00FF;
-  packed = (packed | packed >> 8) & 0x0000FFFF0000FFFF;
-  bytes = static_cast<std::uint32_t>(packed | packed >> 16);
-  return true;
-}
-
-void encodeByWords(const std::byte* bytes, std::size_t count, char* text) {
-  for (; count >= bytesInWord; count -= bytesInWord, bytes += bytesInWord, text += digitsInWord) {
-    store(text, digitsOf(load<std::uint32_t>(bytes)));
-  }
-  for (; count > 0; --count, ++bytes, text += 2) {
-    store(text, static_cast<std::uint16_t>(digitsOf(std::to_integer<std::uint32_t>(*bytes))));
+  constexpr char digits[] = "0123456789ABCDEF";
+  for (; count > 0; --count, ++bytes) {
+    *text++ = digits[std::to_integer<unsigned>(*bytes >> 4)];
+    *text++ = digits[std::to_integer<unsigned>(*bytes & std::byte{0x0F})];
   }
 }
 
-std::size_t decodeByWords(const char* text, std::size_t count, std::byte* bytes) {
+std::size_t decodePortably(const char* text, std::size_t count, std::byte* bytes) {
   std::size_t done = 0;
-  std::uint32_t word = 0;
-  for (; count - done >= bytesInWord && readDigits(load<std::uint64_t>(text + 2 * done), word);
-       done += bytesInWord) {
-    store(bytes + done, word);
+  for (; count - done >= width; done += width) {
+    Bytes areDigits = ~Bytes{};
+    const Bytes first = numbersOf(load(text + 2 * done), areDigits);
+    const Bytes second = numbersOf(load(text + 2 * done + width), areDigits);
+    if (!areAll(areDigits)) break;
+    const Bytes high =
+        __builtin_shufflevector(first, second, 0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30);
+    const Bytes low =
+        __builtin_shufflevector(first, second, 1, 3, 5, 7, 9, 11, 13, 15, 17, 19, 21, 23, 25, 27, 29, 31);
+    store(bytes + done, high << 4 | low);
   }
-  // What is left is no word, or has the fault in it.
+  // What is left is less than a register, or has the fault in it.
   for (; done < count; ++done) {
-    if (!readDigits(inEach('0') << 16 | load<std::uint16_t>(text + 2 * done), word)) return done;
-    bytes[done] = static_cast<std::byte>(word);
+    const unsigned high = numberOf(text[2 * done]);
+    const unsigned low = numberOf(text[2 * done + 1]);
+    if ((high | low) > 15) return done;
+    bytes[done] = static_cast<std::byte>(high << 4 | low);
   }
   return done;
 }
 
 }  // namespace
 
-const HexCoder wordHexCoder{encodeByWords, decodeByWords};
+const HexCoder portableHexCoder{encodePortably, decodePortably};
 
 const HexCoder& hexCoder() noexcept {
-  static const HexCoder& best = wideHexCoder() != nullptr ? *wideHexCoder() : wordHexCoder;
+  static const HexCoder& best = wideHexCoder() != nullptr ? *wideHexCoder() : portableHexCoder;
   return best;
 }
 

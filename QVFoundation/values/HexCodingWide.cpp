@@ -45,7 +45,7 @@ constexpr std::size_t block = 2 * half;
     _mm256_storeu_si256(out, digitsOfHalf(bytes));
     _mm256_storeu_si256(out + 1, digitsOfHalf(bytes + half));
   }
-  wordHexCoder.encode(bytes, count, text);
+  portableHexCoder.encode(bytes, count, text);
 }
 
 [[gnu::target("avx2")]] std::size_t decodeWide(const char* text, std::size_t count, std::byte* bytes) {
@@ -62,7 +62,7 @@ constexpr std::size_t block = 2 * half;
     // Packing takes from the two by turns, 8 bytes of each.
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(bytes + done), _mm256_permute4x64_epi64(packed, 0xD8));
   }
-  return done + wordHexCoder.decode(text + 2 * done, count - done, bytes + done);
+  return done + portableHexCoder.decode(text + 2 * done, count - done, bytes + done);
 }
 
 }  // namespace

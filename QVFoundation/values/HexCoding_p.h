@@ -19,8 +19,8 @@ struct HexCoder {
   std::size_t (*decode)(const char* text, std::size_t count, std::byte* bytes);
 };
 
-/// Eight digits at a time, on any processor.
-QV_TEST_EXPORT extern const HexCoder wordHexCoder;
+/// Sixteen bytes at a time, on any processor.
+QV_TEST_EXPORT extern const HexCoder portableHexCoder;
 
 /// Thirty-two bytes at a time; null where the processor has no AVX2.
 [[nodiscard]] QV_TEST_EXPORT const HexCoder* wideHexCoder() noexcept;

@@ -240,8 +240,8 @@ TEST_P(HexCoders, knowADigitWhereverItStands) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(all, HexCoders, ::testing::Values(&detail::wordHexCoder, detail::wideHexCoder()),
-                         [](const auto& row) { return row.index == 0 ? "word" : "wide"; });
+INSTANTIATE_TEST_SUITE_P(all, HexCoders, ::testing::Values(&detail::portableHexCoder, detail::wideHexCoder()),
+                         [](const auto& row) { return row.index == 0 ? "portable" : "wide"; });
 
 // More than one block, so that what joins them is looked at as well.
 TEST(HexUtils, readsBackWhatItWrote) {
