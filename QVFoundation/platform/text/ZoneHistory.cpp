@@ -33,13 +33,10 @@ void appendPeriodsOfRule(std::vector<LegalPeriod>& periods, const ZoneRule& rule
     if (on > begin) periods.push_back({{on, daylight.clock.offset, {}, daylight.clock.abbreviation}, true});
     if (off > begin) periods.push_back({{off, rule.standard.offset, {}, rule.standard.abbreviation}, false});
   }
-  // They are in order but for single ones; what begins together stays in this order.
-  const auto first = periods.begin() + firstNew;
-  const auto earlier = [](const LegalPeriod& a, const LegalPeriod& b) {
-    return a.period.begin < b.period.begin;
-  };
-  for (auto next = first; next != periods.end(); ++next)
-    std::rotate(std::upper_bound(first, next, *next, earlier), next, std::next(next));
+  // Where the end of one summer is the beginning of the next one, as in a zone that saves all year, summer counts.
+  std::sort(periods.begin() + firstNew, periods.end(), [](const LegalPeriod& a, const LegalPeriod& b) {
+    return std::pair(a.period.begin, a.isDaylight) < std::pair(b.period.begin, b.isDaylight);
+  });
 }
 
 /// What a period of daylight saving is ahead of the standard time before or after it. The two differ where the
