@@ -112,7 +112,7 @@ NSTimeZone NSTimeZone::GMT() { return make("GMT", {seconds(0), "GMT"}); }
 
 /// A name, a path, or a rule.
 std::optional<NSTimeZone> NSTimeZone::fromEnvironment() {
-  const char* const variable = std::getenv("TZ");
+  const char* const variable = std::getenv("TZ");  // NOLINT(concurrency-mt-unsafe): see the header
   if (variable == nullptr) return {};
   std::string_view text = variable;
   if (text.starts_with(':')) text.remove_prefix(1);

@@ -49,8 +49,8 @@ private:
 
 /// Each number in the header says how many of something follow.
 struct ZoneFileHeader {
-  bool hasWideBlock;
-  std::size_t universalFlags, standardFlags, leapSeconds, changes, clocks, letters;
+  bool hasWideBlock = false;
+  std::size_t universalFlags = 0, standardFlags = 0, leapSeconds = 0, changes = 0, clocks = 0, letters = 0;
 
   explicit ZoneFileHeader(ZoneFileReader& in) {
     if (in.text(4) != "TZif") in.fail();

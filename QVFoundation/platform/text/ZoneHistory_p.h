@@ -32,7 +32,7 @@ public:
   [[nodiscard]] static std::optional<ZoneHistory> fromFile(std::span<const std::byte> content);
 
   /// From a rule such as "CET-1CEST,M3.5.0,M10.5.0/3", as POSIX has them in the variable TZ.
-  [[nodiscard]] static std::optional<ZoneHistory> fromRule(std::string_view rule);
+  [[nodiscard]] static std::optional<ZoneHistory> fromRule(std::string_view text);
 
   /// A zone whose clocks are never changed.
   ZoneHistory(std::chrono::seconds offset, std::string abbreviation);

@@ -61,8 +61,8 @@ TEST(MacOSRoman, writesPascalStringsOrNothing) {
   for (const PascalCase& row : pascalCases) {
     std::array<unsigned char, 300> buffer{};
     buffer.fill('#');
-    const bool written = getPascalString(row.text, std::span(buffer).first(row.room));
-    EXPECT_EQ(written, row.want != nullptr) << row.row;
+    const bool wasWritten = getPascalString(row.text, std::span(buffer).first(row.room));
+    EXPECT_EQ(wasWritten, row.want != nullptr) << row.row;
     if (row.want != nullptr) {
       EXPECT_EQ(std::memcmp(buffer.data(), row.want, std::min<std::size_t>(row.room, 4)), 0) << row.row;
     } else {

@@ -82,14 +82,14 @@ TEST(NSDateFormatter, agreesWithPythonInAllZonesFrom1904To2100) {
   EXPECT_GT(countOfSkipped, 100);
 }
 
-struct TextCase {
+struct DateTextCase {
   const char* locale;
   const char* zone;
   const char* pattern;  // null for styles
   Style date, time;
   const char* want;
 };
-const TextCase textCases[] = {
+const DateTextCase dateTextCases[] = {
     {"en_US_POSIX", "GMT", "yyyy-MM-dd HH:mm:ss.SSS", {}, {}, "2026-03-05 14:07:09.123"},
     {"en_US", "America/New_York", "EEEE d MMMM y, h:mm a Z", {}, {}, "Thursday 5 March 2026, 9:07 AM -0500"},
     {"de_AT", "Europe/Vienna", "EEEE, d. MMMM, H 'Uhr'", {}, {}, "Donnerstag, 5. März, 15 Uhr"},
@@ -103,7 +103,7 @@ const TextCase textCases[] = {
 };
 
 TEST(NSDateFormatter, writesInPatternsAndStylesOfLocales) {
-  for (const TextCase& row : textCases) {
+  for (const DateTextCase& row : dateTextCases) {
     NSDateFormatter formatter;
     set(formatter, row.locale, row.zone);
     formatter.setDateStyle(row.date);
@@ -113,13 +113,13 @@ TEST(NSDateFormatter, writesInPatternsAndStylesOfLocales) {
   }
 }
 
-struct ReadingCase {
+struct DateReadingCase {
   const char* row;
   const char* pattern;
   std::string text;
   std::optional<NSDate> strict, lenient;
 };
-const ReadingCase readingCases[] = {
+const DateReadingCase dateReadingCases[] = {
     {"plain", isoPattern, "2026-03-05 14:07:09", afternoon - 123ms, afternoon - 123ms},
     {"noSuchDay", "yyyy-MM-dd", "2026-02-31", {}, sys_days(2026y / 3 / 3)},
     {"moreBlanks", "d MMM yyyy", "5  Mar 2026", sys_days(2026y / 3 / 5), sys_days(2026y / 3 / 5)},
@@ -138,7 +138,7 @@ const ReadingCase readingCases[] = {
 };
 
 TEST(NSDateFormatter, readsAllOfATextOrNothing) {
-  for (const ReadingCase& row : readingCases) {
+  for (const DateReadingCase& row : dateReadingCases) {
     NSDateFormatter formatter;
     set(formatter, "en_US_POSIX");
     formatter.setDateFormat(row.pattern);

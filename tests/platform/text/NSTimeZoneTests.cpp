@@ -68,12 +68,12 @@ TEST(NSTimeZone, agreesWithPythonInAllZonesFrom1904To2100) {
   EXPECT_GT(countOfSavings, 3'000);
 }
 
-struct SavingCase {
+struct ZoneSavingCase {
   const char* zone;
   year_month_day day;
   hours offset, saving;
 };
-constexpr SavingCase savingCases[] = {
+constexpr ZoneSavingCase zoneSavingCases[] = {
     {"Europe/Berlin", 2026y / 1 / 15, 1h, 0h},     {"Europe/Berlin", 2026y / 7 / 15, 2h, 1h},
     {"Europe/London", 1941y / 7 / 15, 2h, 2h},     {"Europe/London", 1970y / 7 / 15, 1h, 0h},
     {"Europe/Dublin", 2026y / 1 / 15, 0h, 0h},     {"Europe/Dublin", 2026y / 7 / 15, 1h, 1h},
@@ -82,7 +82,7 @@ constexpr SavingCase savingCases[] = {
 };
 
 TEST(NSTimeZone, savesDaylightInSummerWhateverTheLawCallsIt) {
-  for (const SavingCase& row : savingCases) {
+  for (const ZoneSavingCase& row : zoneSavingCases) {
     const NSTimeZone zone = NSTimeZone::timeZoneWithName(row.zone).value();
     EXPECT_EQ(zone.secondsFromGMTForDate(sys_days(row.day)), row.offset) << row.zone;
     EXPECT_EQ(zone.daylightSavingTimeOffsetForDate(sys_days(row.day)), row.saving) << row.zone;
@@ -90,11 +90,11 @@ TEST(NSTimeZone, savesDaylightInSummerWhateverTheLawCallsIt) {
   }
 }
 
-struct NameCase {
+struct ZoneNameCase {
   std::string name;
   std::optional<seconds> offset;
 };
-const NameCase nameCases[] = {
+const ZoneNameCase zoneNameCases[] = {
     {"GMT", 0s},      {"GMT+0530", 19800s},           {"GMT-1800", -64800s},  {"GMT+1801", {}},
     {"GMT+05:3", {}}, {"Etc/GMT+3", -10800s},         {"Nowhere/City", {}},   {"", {}},
     {"Europe", {}},   {"../../../etc/localtime", {}}, {"/etc/localtime", {}}, {"zone.tab", {}},
@@ -102,7 +102,7 @@ const NameCase nameCases[] = {
 };
 
 TEST(NSTimeZone, isFoundByNameOrNot) {
-  for (const NameCase& row : nameCases) {
+  for (const ZoneNameCase& row : zoneNameCases) {
     const auto zone = NSTimeZone::timeZoneWithName(row.name);
     ASSERT_EQ(zone.has_value(), row.offset.has_value()) << row.name;
     if (!zone) continue;
@@ -115,12 +115,12 @@ TEST(NSTimeZone, isFoundByNameOrNot) {
   EXPECT_FALSE(NSTimeZone::timeZoneForSecondsFromGMT(hours(19)));
 }
 
-struct EnvironmentCase {
+struct ZoneVariableCase {
   const char* variable;
   const char* name;
   seconds winter, summer;
 };
-constexpr EnvironmentCase environmentCases[] = {
+constexpr ZoneVariableCase zoneVariableCases[] = {
     {"America/New_York", "America/New_York", -5h, -4h},
     {":Europe/Vienna", "Europe/Vienna", 1h, 2h},
     {"/usr/share/zoneinfo/Asia/Tokyo", "Asia/Tokyo", 9h, 9h},
@@ -133,7 +133,7 @@ TEST(NSTimeZone, ofTheSystemIsWhatTheEnvironmentSays) {
   const char* const before = std::getenv("TZ");
   const std::optional<std::string> kept =
       before != nullptr ? std::optional<std::string>(before) : std::nullopt;
-  for (const EnvironmentCase& row : environmentCases) {
+  for (const ZoneVariableCase& row : zoneVariableCases) {
     setenv("TZ", row.variable, 1);
     NSTimeZone::resetSystemTimeZone();
     const NSTimeZone zone = NSTimeZone::timeZoneWithSelector("systemTimeZone").value();
