@@ -109,6 +109,7 @@
 #include "QVFoundation/platform/text/NSDateFormatter.h"
 #include "QVFoundation/platform/text/NSFormatter.h"
 #include "QVFoundation/platform/text/NSLocale.h"
+#include "QVFoundation/platform/text/NSNumberFormatter.h"
 #include "QVFoundation/platform/text/NSScanner.h"
 #include "QVFoundation/platform/text/NSTimeZone.h"
 #include "QVFoundation/platform/text/PropertyList.h"

@@ -58,7 +58,7 @@ Bits bitsOf(const NSNumber& number) {
 
 const NSClass& QVHexNumberFormatter::staticClass() {
   static const NSClass& cls = *new NSClass(
-      NSClass::define<QVHexNumberFormatter>("QVHexNumberFormatter", NSFormatter::staticClass())
+      NSClass::define<QVHexNumberFormatter>("QVHexNumberFormatter", NSNumberFormatter::staticClass())
           .property("byteOrder", &QVHexNumberFormatter::byteOrder, &QVHexNumberFormatter::setByteOrder)
           .property("prepend0x", &QVHexNumberFormatter::prepend0x, &QVHexNumberFormatter::setPrepend0x));
   return cls;

@@ -7,7 +7,7 @@
 
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/runtime/NSNumber.h"
-#include "QVFoundation/platform/text/NSFormatter.h"
+#include "QVFoundation/platform/text/NSNumberFormatter.h"
 
 namespace QVFoundation {
 
@@ -19,10 +19,11 @@ namespace QVFoundation {
 /// formatter.stringForNumber(-1);       // "FF"
 /// ```
 ///
-/// What it shows of a negative number it reads back as a positive one, since no sign is written.
+/// What it shows of a negative number it reads back as a positive one, since no sign is written. The settings of
+/// other formatters for numbers do not matter to it.
 ///
 /// Threads: reading from any thread; the settings are made before others have the formatter.
-class QV_EXPORT QVHexNumberFormatter : public NSFormatter {
+class QV_EXPORT QVHexNumberFormatter : public NSNumberFormatter {
 public:
   enum class ByteOrder : std::uint64_t { littleEndian = 1, bigEndian = 2 };
 

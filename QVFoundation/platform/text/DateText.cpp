@@ -1,8 +1,8 @@
 #include <chrono>
 #include <cstdint>
-#include <new>
 
 #include "QVFoundation/platform/text/DateText_p.h"
+#include "QVFoundation/platform/text/ICUText_p.h"
 #include "QVFoundation/platform/text/NSDateFormatter.h"
 #include "QVFoundation/platform/text/ZoneTimeZone_p.h"
 
@@ -11,12 +11,6 @@ namespace QVFoundation::detail {
 namespace {
 
 using namespace std::chrono;
-
-/// There is nothing that these calls can lack but memory: unknown locales and letters of patterns have
-/// fallbacks.
-void checkStatus(UErrorCode status) {
-  if (U_FAILURE(status)) throw std::bad_alloc();
-}
 
 icu::DateFormat::EStyle icuStyle(NSDateFormatterStyle style) {
   switch (style) {
@@ -28,18 +22,6 @@ icu::DateFormat::EStyle icuStyle(NSDateFormatterStyle style) {
   }
   return icu::DateFormat::kNone;
 }
-
-std::string utf8(const icu::UnicodeString& text) {
-  std::string result;
-  text.toUTF8String(result);
-  return result;
-}
-
-icu::UnicodeString utf16(std::string_view text) {
-  return icu::UnicodeString::fromUTF8({text.data(), static_cast<std::int32_t>(text.size())});
-}
-
-icu::Locale icuLocale(const std::string& name) { return icu::Locale::createCanonical(name.c_str()); }
 
 }  // namespace
 
@@ -79,9 +61,7 @@ std::string DateText::string(NSDate date) const {
 }
 
 std::optional<NSDate> DateText::date(std::string_view text) const {
-  // ICU counts in 32 bits, and what is this long is no date.
-  constexpr std::size_t mostBytes = 1UL << 16U;
-  if (text.size() > mostBytes) return {};
+  if (text.size() > mostBytesOfICUText) return {};
   const icu::UnicodeString wide = utf16(text);
   icu::ParsePosition position(0);
   const UDate time = format_->parse(wide, position);
