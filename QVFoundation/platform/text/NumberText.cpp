@@ -13,30 +13,30 @@ namespace QVFoundation::detail {
 
 namespace {
 
-using Style = NSNumberFormatterStyle;
+using NumberStyle = NSNumberFormatterStyle;
 
-UNumberFormatStyle icuStyle(Style style) {
+UNumberFormatStyle icuStyle(NumberStyle style) {
   switch (style) {
-    case Style::currencyStyle: return UNUM_CURRENCY;
-    case Style::percentStyle: return UNUM_PERCENT;
-    case Style::scientific: return UNUM_SCIENTIFIC;
-    case Style::none:
-    case Style::decimalStyle:
-    case Style::spellOutStyle: break;
+    case NumberStyle::currencyStyle: return UNUM_CURRENCY;
+    case NumberStyle::percentStyle: return UNUM_PERCENT;
+    case NumberStyle::scientific: return UNUM_SCIENTIFIC;
+    case NumberStyle::none:
+    case NumberStyle::decimalStyle:
+    case NumberStyle::spellOutStyle: break;
   }
   return UNUM_DECIMAL;
 }
 
-std::unique_ptr<icu::NumberFormat> formatOfStyle(Style style, const icu::Locale& locale) {
+std::unique_ptr<icu::NumberFormat> formatOfStyle(NumberStyle style, const icu::Locale& locale) {
   UErrorCode status = U_ZERO_ERROR;
   std::unique_ptr<icu::NumberFormat> format;
-  if (style == Style::spellOutStyle) {
+  if (style == NumberStyle::spellOutStyle) {
     format = std::make_unique<icu::RuleBasedNumberFormat>(icu::URBNF_SPELLOUT, locale, status);
   } else {
     format.reset(icu::NumberFormat::createInstance(locale, icuStyle(style), status));
   }
   checkStatus(status);
-  if (style == Style::none) {
+  if (style == NumberStyle::none) {
     format->setGroupingUsed(0);
     format->setMaximumFractionDigits(0);
   }
@@ -44,8 +44,8 @@ std::unique_ptr<icu::NumberFormat> formatOfStyle(Style style, const icu::Locale&
 }
 
 std::unique_ptr<const icu::NumberFormat> icuFormat(const NumberFormat& settings) {
-  constexpr int mostDigits = 340;  // more than any number has
-  const auto digits = [&](int wanted) { return std::clamp(wanted, 0, mostDigits); };
+  constexpr int mostWrittenDigits = 340;  // more than any number has
+  const auto digits = [&](int wanted) { return std::clamp(wanted, 0, mostWrittenDigits); };
   auto format = formatOfStyle(settings.style, icuLocale(settings.locale));
   // Of two digits that contradict each other ICU takes the one that comes last.
   if (settings.maximumFractionDigits)

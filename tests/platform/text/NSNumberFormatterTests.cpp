@@ -10,42 +10,42 @@
 namespace QVFoundation {
 namespace {
 
-using Style = NSNumberFormatterStyle;
+using NumberStyle = NSNumberFormatterStyle;
 
-void set(NSNumberFormatter& formatter, Style style, const char* locale) {
+void prepare(NSNumberFormatter& formatter, NumberStyle style, const char* locale) {
   formatter.setNumberStyle(style);
   formatter.setLocale(NSLocale(locale));
 }
 
 TEST(NSNumberFormatter, writesInStylesOfLocalesAndReadsBack) {
   const struct {
-    Style style;
+    NumberStyle style;
     const char* locale;
     NSNumber number;
     std::string text;
     std::optional<NSNumber> again;
   } cases[] = {
-      {Style::none, "en_US", 1234.5, "1234", 1234},  // to the even digit
-      {Style::none, "de_DE", -7, "-7", -7},
-      {Style::decimalStyle, "en_US", 1234567.891, "1,234,567.891", 1234567.891},
-      {Style::decimalStyle, "de_DE", 1234567.891, "1.234.567,891", 1234567.891},
-      {Style::decimalStyle, "hi_IN", 1234567, "12,34,567", 1234567},
-      {Style::decimalStyle, "en_US", std::numeric_limits<std::uint64_t>::max(), "18,446,744,073,709,551,615",
-       std::numeric_limits<std::uint64_t>::max()},
-      {Style::decimalStyle, "en_US", std::numeric_limits<std::int64_t>::min(), "-9,223,372,036,854,775,808",
-       std::numeric_limits<std::int64_t>::min()},
-      {Style::decimalStyle, "en_US", std::numeric_limits<double>::infinity(), "∞",
+      {NumberStyle::none, "en_US", 1234.5, "1234", 1234},  // to the even digit
+      {NumberStyle::none, "de_DE", -7, "-7", -7},
+      {NumberStyle::decimalStyle, "en_US", 1234567.891, "1,234,567.891", 1234567.891},
+      {NumberStyle::decimalStyle, "de_DE", 1234567.891, "1.234.567,891", 1234567.891},
+      {NumberStyle::decimalStyle, "hi_IN", 1234567, "12,34,567", 1234567},
+      {NumberStyle::decimalStyle, "en_US", std::numeric_limits<std::uint64_t>::max(),
+       "18,446,744,073,709,551,615", std::numeric_limits<std::uint64_t>::max()},
+      {NumberStyle::decimalStyle, "en_US", std::numeric_limits<std::int64_t>::min(),
+       "-9,223,372,036,854,775,808", std::numeric_limits<std::int64_t>::min()},
+      {NumberStyle::decimalStyle, "en_US", std::numeric_limits<double>::infinity(), "∞",
        std::numeric_limits<double>::infinity()},
-      {Style::decimalStyle, "en_US", true, "1", 1},
-      {Style::percentStyle, "en_US", 0.25, "25%", 0.25},
-      {Style::currencyStyle, "en_US", 1234.5, "$1,234.50", 1234.5},
-      {Style::scientific, "en_US", 1234.5, "1.2345E3", 1234.5},
-      {Style::spellOutStyle, "en_US", 42, "forty-two", 42},
-      {Style::spellOutStyle, "de_DE", 21, "ein\u00ADund\u00ADzwanzig", 21},
+      {NumberStyle::decimalStyle, "en_US", true, "1", 1},
+      {NumberStyle::percentStyle, "en_US", 0.25, "25%", 0.25},
+      {NumberStyle::currencyStyle, "en_US", 1234.5, "$1,234.50", 1234.5},
+      {NumberStyle::scientific, "en_US", 1234.5, "1.2345E3", 1234.5},
+      {NumberStyle::spellOutStyle, "en_US", 42, "forty-two", 42},
+      {NumberStyle::spellOutStyle, "de_DE", 21, "ein\u00ADund\u00ADzwanzig", 21},
   };
   for (const auto& [style, locale, number, text, again] : cases) {
     NSNumberFormatter formatter;
-    set(formatter, style, locale);
+    prepare(formatter, style, locale);
     EXPECT_EQ(formatter.stringFromNumber(number), text);
     EXPECT_EQ(formatter.numberFromString(text), again) << text;
   }
@@ -53,7 +53,7 @@ TEST(NSNumberFormatter, writesInStylesOfLocalesAndReadsBack) {
 
 TEST(NSNumberFormatter, writesAsManyDigitsAsItIsTold) {
   NSNumberFormatter formatter;
-  set(formatter, Style::decimalStyle, "en_US");
+  prepare(formatter, NumberStyle::decimalStyle, "en_US");
   formatter.setMinimumFractionDigits(2);
   formatter.setMaximumFractionDigits(2);
   EXPECT_EQ(formatter.stringFromNumber(1234), "1,234.00");
@@ -70,7 +70,7 @@ TEST(NSNumberFormatter, writesAsManyDigitsAsItIsTold) {
 
 TEST(NSNumberFormatter, readsAllOfATextOrNothing) {
   NSNumberFormatter formatter;
-  set(formatter, Style::decimalStyle, "en_US");
+  prepare(formatter, NumberStyle::decimalStyle, "en_US");
   for (const char* text : {"", " ", "x", "1x", " 1", "12,34", "1.2.3", "--1", "\xff", "1\xff"})
     EXPECT_FALSE(formatter.numberFromString(text)) << text;
   EXPECT_FALSE(formatter.numberFromString(std::string(1 << 20, '1')));
@@ -88,7 +88,7 @@ TEST(NSNumberFormatter, readsAllOfATextOrNothing) {
 TEST(NSNumberFormatter, keepsEveryInteger) {
   std::mt19937_64 random(5);
   NSNumberFormatter formatter;
-  set(formatter, Style::decimalStyle, "fr_FR");
+  prepare(formatter, NumberStyle::decimalStyle, "fr_FR");
   for (int i = 0; i < 3000; ++i) {
     const auto number = static_cast<std::int64_t>(random() >> (random() % 64)) * (i % 2 == 0 ? 1 : -1);
     EXPECT_EQ(formatter.numberFromString(formatter.stringFromNumber(number)), NSNumber(number));
