@@ -25,6 +25,9 @@
 #endif
 
 #include "QVFoundation/platform/runtime/NSClass.h"
+// The loops for processors without AVX2, which the library takes only there.
+#include "QVFoundation/values/HexCoding.cpp"
+#include "QVFoundation/values/HexCodingWide.cpp"
 #include "QVFoundation/values/HexUtils.h"
 #include "QVFoundation/values/QVInfoDictionary.h"
 #include "QVFoundation/values/QVInfoDictionaryCoding.h"
@@ -262,18 +265,34 @@ void check(bool isTheSame, const char* side) {
 }
 
 template <class Write, class Read>
-void add(const std::string& side, Write write, Read read) {
-  benchmark::RegisterBenchmark(("values/hex-write/" + side).c_str(),
+void add(const std::string& side, Write write, Read read, const std::string& row = "") {
+  benchmark::RegisterBenchmark(("values/hex-write" + row + '/' + side).c_str(),
                                [=](benchmark::State& state) { measure(state, write); });
-  benchmark::RegisterBenchmark(("values/hex-read/" + side).c_str(),
+  benchmark::RegisterBenchmark(("values/hex-read" + row + '/' + side).c_str(),
                                [=](benchmark::State& state) { measure(state, read); });
+}
+
+std::string writePortably() {
+  std::string made(2 * size, '\0');
+  detail::portableHexCoder.encode(data.data(), size, made.data());
+  return made;
+}
+
+NSData readPortably() {
+  NSData made(size);
+  if (detail::portableHexCoder.decode(text.data(), size, made.data()) != size) made.clear();
+  return made;
 }
 
 #ifdef QV_PEER_ABSL
 void addAbsl() {
   const static absl::string_view bytes(static_cast<const char*>(static_cast<const void*>(data.data())), size);
   check(absl::HexStringToBytes(text) == bytes, "absl");
-  add("absl", [] { return absl::BytesToHexString(bytes); }, [] { return absl::HexStringToBytes(text); });
+  for (const char* row : {"", "-portable"}) {
+    add(
+        "absl", [] { return absl::BytesToHexString(bytes); }, [] { return absl::HexStringToBytes(text); },
+        row);
+  }
 }
 #endif
 
@@ -339,6 +358,8 @@ void addPlain() {
 
 const bool registered = [] {
   add("ours", [] { return hexString(data); }, [] { return hexStringData(text); });
+  check(writePortably() == text && readPortably() == data, "the portable loop");
+  add("ours", writePortably, readPortably, "-portable");
 #ifdef QV_PEER_ABSL
   addAbsl();
 #endif
