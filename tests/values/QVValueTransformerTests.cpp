@@ -157,6 +157,7 @@ TEST(QVValueTransformers, areTheSameForAllWhoMakeThemAtOnce) {
     const std::string name = "Prefix->Prefix-" + std::to_string(round);
     std::vector<std::shared_ptr<NSValueTransformer>> made(4);
     std::vector<std::jthread> threads;
+    threads.reserve(made.size());
     for (auto& one : made)
       threads.emplace_back([&one, &name] { one = qv_valueTransformerWithDynamicName(name); });
     threads.clear();
