@@ -94,6 +94,12 @@ public:
     if (!file_.isOpen()) throw fileWriteError(path, "opened", errno);
     if (const int code = wait(); code != 0) throw fileWriteError(path, "locked", code);
   }
+  Lock(const Lock&) = delete;
+  Lock& operator=(const Lock&) = delete;
+  // Closing would leave it to a child that has been forked off meanwhile and has the file open, too.
+  ~Lock() {
+    static_cast<void>(uninterrupted([&] { return systemCalls().lock(file_.number(), LOCK_UN); }));
+  }
 
 private:
   /// Others hold it for a moment; one that has been stopped meanwhile is not waited for. Returns 0, or

@@ -1,6 +1,8 @@
+#include <csignal>
 #include <string>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 
@@ -8,6 +10,7 @@
 #include "QVFoundation/platform/runtime/NSError.h"
 #include "QVFoundation/platform/text/PropertyList.h"
 #include "tests/platform/files/FailingSystem.h"
+#include "tests/platform/files/SystemHook.h"
 #include "tests/platform/files/TemporaryFolder.h"
 
 namespace QVFoundation {
@@ -18,6 +21,7 @@ using testing::contentOf;
 using testing::FailingSystem;
 using ::testing::HasSubstr;
 using testing::makeFile;
+using testing::SystemHook;
 using testing::TemporaryFolder;
 
 class UserDefaultsFileTest : public ::testing::Test {
@@ -96,6 +100,22 @@ TEST_F(UserDefaultsFileTest, overwritesNothingThatItCannotRead) {
   EXPECT_THROW(std::ignore = file.read(), NSError);
   EXPECT_THROW(std::ignore = file.update({{"volume", 7}}), NSError);
   EXPECT_TRUE(std::filesystem::is_directory(file.path()));
+}
+
+TEST_F(UserDefaultsFileTest, leavesTheLockToNoForkedChild) {
+  pid_t child = 0;
+  {
+    const SystemHook hook(&detail::SystemCalls::lock, [&](auto original, auto... args) {
+      const int result = original(args...);
+      if (child == 0) child = fork();
+      while (child == 0) pause();
+      return result;
+    });
+    std::ignore = file.update({{"volume", 7}});
+  }
+  EXPECT_NO_THROW(std::ignore = file.update({{"volume", 8}}));
+  EXPECT_EQ(kill(child, SIGKILL), 0);
+  EXPECT_EQ(waitpid(child, nullptr, 0), child);
 }
 
 // Whatever fails, the settings are those before or after, and an error means before.
