@@ -49,7 +49,7 @@ TEST(QVCarbonTypes, findACodeInAnyTextAndNumber) {
 
   struct NumberCase {
     NSNumber number;
-    OSType code;
+    OSType code = 0;
   };
   const NumberCase numbers[] = {{-1, 0xFFFFFFFF},    {0x1'0000'0002LL, 2},
                                 {true, 1},           {7.9, 7},
@@ -86,7 +86,7 @@ TEST(QVCarbonTypes, writeNoPascalStringAtAll) {
 constexpr sys_days midnightOf1904 = sys_days(1904y / 1 / 1);
 
 struct DateCase {
-  std::uint64_t count;
+  std::uint64_t count = 0;
   NSDate date;
 };
 const DateCase dateCases[] = {
@@ -112,12 +112,12 @@ TEST(QVCarbonTypes, countSecondsSince1904InGMT) {
 }
 
 struct ZoneCase {
-  const char* row;
-  const char* epochZone;  // null where the epoch is asked for before any zone is set
-  const char* zone;
-  bool adjusts;
-  NSDate epoch, winter, summer;      // dates of the two counts below
-  std::uint64_t winterOf, summerOf;  // counts of the two instants below
+  const char* row = "";
+  const char* epochZone = nullptr;  // null where the epoch is asked for before any zone is set
+  const char* zone = nullptr;
+  bool adjusts = false;
+  NSDate epoch, winter, summer;              // dates of the two counts below
+  std::uint64_t winterOf = 0, summerOf = 0;  // counts of the two instants below
 };
 
 constexpr std::uint64_t winterCount = 3850000000, summerCount = 3865000000;  // in January and July 2026

@@ -44,6 +44,7 @@ public:
   std::vector<std::string> names() {
     const std::shared_lock lock(mutex_);
     std::vector<std::string> names;
+    names.reserve(transformers_.size());
     for (const auto& [name, transformer] : transformers_) names.push_back(name);
     return names;
   }

@@ -103,13 +103,14 @@ TEST(NSSortDescriptor, comparesByNamedComparison) {
       {"compareLengths:", "zz", "aaa", -1},
       {"unheardOf:", "a", "b", std::nullopt},
   };
-  for (const auto& [selector, a, b, want] : cases) {
+  for (const auto& [selector, left, right, want] : cases) {
+    const Value &a = left, &b = right;
     const NSSortDescriptor descriptor(std::nullopt, false, selector);
     EXPECT_EQ(descriptor.selector(), selector);
     if (want) {
       EXPECT_EQ(descriptor.reversed().compareObject(a, b), *want) << selector;
     } else {
-      EXPECT_EQ(raisedBy([&, &a = a, &b = b] { (void)descriptor.compareObject(a, b); }),
+      EXPECT_EQ(raisedBy([&] { (void)descriptor.compareObject(a, b); }),
                 "NSInvalidArgumentException: No comparison is registered as \"unheardOf:\"");
     }
   }

@@ -65,7 +65,7 @@ TEST(NSDateFormatter, agreesWithPythonInAllZonesFrom1904To2100) {
   for (; peer >> zone >> day >> time >> instant >> isSkipped; ++count) {
     if (formatter.timeZone().name() != zone)
       formatter.setTimeZone(NSTimeZone::timeZoneWithName(zone).value());
-    const std::string text = day + ' ' + time;
+    const std::string text = std::string(day).append(1, ' ').append(time);
     const NSDate date{seconds(instant)};
     if (isSkipped != 0) {
       ++countOfSkipped;

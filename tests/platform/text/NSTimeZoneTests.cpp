@@ -11,6 +11,7 @@
 #include "QVFoundation/platform/files/NSDataFiles.h"
 #include "QVFoundation/platform/text/ZoneHistory_p.h"
 #include "tests/platform/files/CommandOutput.h"
+#include "tests/platform/files/EnvironmentVariable.h"
 
 namespace QVFoundation {
 namespace {
@@ -130,18 +131,14 @@ constexpr ZoneVariableCase zoneVariableCases[] = {
 };
 
 TEST(NSTimeZone, ofTheSystemIsWhatTheEnvironmentSays) {
-  const char* const before = std::getenv("TZ");
-  const std::optional<std::string> kept =
-      before != nullptr ? std::optional<std::string>(before) : std::nullopt;
   for (const ZoneVariableCase& row : zoneVariableCases) {
-    setenv("TZ", row.variable, 1);
+    const testing::EnvironmentVariable variable("TZ", row.variable);
     NSTimeZone::resetSystemTimeZone();
     const NSTimeZone zone = NSTimeZone::timeZoneWithSelector("systemTimeZone").value();
     EXPECT_EQ(zone.name(), row.name) << row.variable;
     EXPECT_EQ(zone.secondsFromGMTForDate(sys_days(2026y / 1 / 15)), row.winter) << row.variable;
     EXPECT_EQ(zone.secondsFromGMTForDate(sys_days(2026y / 7 / 15)), row.summer) << row.variable;
   }
-  kept ? setenv("TZ", kept->c_str(), 1) : unsetenv("TZ");
   NSTimeZone::resetSystemTimeZone();
 
   NSTimeZone::setDefaultTimeZone(NSTimeZone::timeZoneWithName("Asia/Tokyo"));
