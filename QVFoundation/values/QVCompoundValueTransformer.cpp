@@ -4,8 +4,16 @@
 
 #include "QVFoundation/platform/runtime/Array.h"
 #include "QVFoundation/platform/runtime/NSClass.h"
+#include "QVFoundation/values/QVValueTransformers.h"
 
 namespace QVFoundation {
+
+namespace {
+
+[[maybe_unused]] const bool compoundIsRegistered =
+    qv_registerValueTransformerClass<QVCompoundValueTransformer>();
+
+}  // namespace
 
 const NSClass& QVCompoundValueTransformer::staticClass() {
   static const NSClass& cls =

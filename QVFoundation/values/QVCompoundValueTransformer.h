@@ -9,6 +9,7 @@
 namespace QVFoundation {
 
 /// Transformers in a row: each gets what the one before it has made. Without any, a value passes as it is.
+/// That is what names get that ask for "QVCompound".
 ///
 /// Threads: `transformedValue` from any thread; the transformers are set before others have this one.
 class QV_EXPORT QVCompoundValueTransformer : public NSValueTransformer {

@@ -112,6 +112,7 @@ TEST(QVValueTransformers, areMadeOfComponents) {
       {"QVHexString-", "no transformer"},
       {"QVHexString-Data", "no transformer"},
       {"QVHexString-data-data", "no transformer"},
+      {"QVCompound", "12"},
       {"Prefix", "plain 12"},
       {"Prefix-x-y", "plain 12"},  // takes no arguments, whatever they are
       {"NS", "no transformer"},    // the base is no class for names
