@@ -50,7 +50,8 @@ bool isZoneName(std::string_view name) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '+' ||
            c == '-' || c == '_' || c == '/';
   };
-  return !name.empty() && name.front() != '/' && std::ranges::all_of(name, isAllowed);
+  return !name.empty() && name.front() != '/' && name.find("//") == std::string_view::npos &&
+         std::ranges::all_of(name, isAllowed);
 }
 
 /// The offset in a name such as "GMT+0530".

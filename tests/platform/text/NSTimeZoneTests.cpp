@@ -99,7 +99,7 @@ const ZoneNameCase zoneNameCases[] = {
     {"GMT", 0s},      {"GMT+0530", 19800s},           {"GMT-1800", -64800s},  {"GMT+1801", {}},
     {"GMT+05:3", {}}, {"Etc/GMT+3", -10800s},         {"Nowhere/City", {}},   {"", {}},
     {"Europe", {}},   {"../../../etc/localtime", {}}, {"/etc/localtime", {}}, {"zone.tab", {}},
-    {"GMT\0x"s, {}},
+    {"GMT\0x"s, {}},  {"Europe//Vienna", {}},
 };
 
 TEST(NSTimeZone, isFoundByNameOrNot) {
