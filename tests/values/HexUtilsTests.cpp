@@ -1,11 +1,12 @@
 #include "QVFoundation/values/HexUtils.h"
 
+#include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <initializer_list>
 #include <random>
+#include <sstream>
 #include <string>
 #include <string_view>
 
@@ -13,6 +14,7 @@
 
 #include "QVFoundation/platform/application/NSBundle_p.h"
 #include "QVFoundation/values/HexCoding_p.h"
+#include "tests/platform/files/CommandOutput.h"
 #include "tests/platform/files/TemporaryFolder.h"
 
 namespace QVFoundation {
@@ -174,6 +176,50 @@ TEST(HexUtils, reportsRunsThatDiffer) {
       {bytes({}), bytes({}), ""},
   };
   for (const auto& row : rows) EXPECT_EQ(diffWithData(row.a, row.b), row.report);
+}
+
+/// Texts with or without a fault, and the bytes that they stand for, in decimal and as digits, plain and in groups of
+/// 2, 4 and 8 bytes; -1 where they stand for none.
+constexpr std::string_view hexTexts = R"(
+import binascii, random
+random.seed(16)
+for n in range(4000):
+  data = random.randbytes(random.randrange(200))
+  text = "".join(random.choice((c, c.upper())) for c in binascii.hexlify(data).decode())
+  if n % 3 == 0 and text:
+    at = random.randrange(len(text))
+    text = text[:at] + random.choice(["", *map(chr, range(0x21, 0x7F))]) + text[at + 1:]
+  try: data = binascii.unhexlify(text)
+  except binascii.Error: print("<" + text + ">", -1); continue
+  print("<" + text + ">", len(data), *data)
+  groups = [binascii.hexlify(data), *(binascii.hexlify(data, "_", -g) for g in (2, 4, 8))]
+  print(*("<" + text.decode().upper() + ">" for text in groups)))";
+
+TEST(HexUtils, agreesWithPythonBothWays) {
+  std::istringstream peer(testing::outputOf("python3 -c '" + std::string(hexTexts) + "'"));
+  int count = 0, countOfFaults = 0;
+  std::string text;
+  for (int size = 0; peer >> text >> size; ++count) {
+    text = text.substr(1, text.size() - 2);
+    const auto data = hexStringData(text);
+    ASSERT_EQ(data.has_value(), size >= 0) << text;
+    if (!data) {
+      ++countOfFaults;
+      continue;
+    }
+    NSData want;
+    for (int number = 0; size > 0 && peer >> number; --size) want.push_back(static_cast<std::byte>(number));
+    ASSERT_EQ(data, want) << text;
+    for (const std::uint32_t padInterval : {QVHexNotGrouped, 1U, 2U, 3U}) {
+      std::string written = hexStringWithBytes(want, padInterval);
+      if (written.ends_with(' ')) written.pop_back();  // of a last group that is whole
+      std::ranges::replace(written, ' ', '_');
+      peer >> text;
+      ASSERT_EQ("<" + written + ">", text) << padInterval;
+    }
+  }
+  EXPECT_EQ(count, 4000);
+  EXPECT_GT(countOfFaults, 500);
 }
 
 // One digit after the other, as one would write it down.
