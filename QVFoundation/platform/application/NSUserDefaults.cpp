@@ -3,6 +3,7 @@
 #include <atomic>
 #include <chrono>
 #include <list>
+#include <unistd.h>
 #include <utility>
 
 #include "QVFoundation/platform/application/NSBundle.h"
@@ -37,6 +38,7 @@ struct NSUserDefaults::State {
   std::uint64_t exchange(UserDefaultsFile::Settings& found) QV_REQUIRES(exchanging);
 
   const UserDefaultsFile file;
+  const pid_t process = getpid();
   Mutex exchanging;  // with the file; taken before `lock`, and never held while others are told
 
   UnfairLock lock;
@@ -214,8 +216,10 @@ void NSUserDefaults::exchangeWithFile() {
   postChange();
 }
 
-/// Whether all is on the disk.
+/// Whether all is on the disk. A forked child leaves that to its parent: it knows only what the settings once
+/// were, and locks that the parent's other threads held are held in it for good.
 bool NSUserDefaults::save(std::optional<NSError>* error) {
+  if (state_->process != getpid()) return true;
   try {
     UserDefaultsFile::Settings found;
     {

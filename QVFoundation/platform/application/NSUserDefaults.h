@@ -58,7 +58,8 @@ struct SettingRange {
 /// beside, and its backup is used.
 ///
 /// Several processes may run the application. Each writes only what it has changed itself, and sees what the
-/// others have written when it writes, or by `synchronize()`.
+/// others have written when it writes, or by `synchronize()`. A child that is forked off saves nothing of its
+/// parent's settings when it ends.
 ///
 /// Each setting can be observed under its name, unless that has a dot in it.
 ///

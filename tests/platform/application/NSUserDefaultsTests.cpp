@@ -9,6 +9,7 @@
 #include "QVFoundation/Platform.h"
 #include "QVFoundation/platform/application/UserDefaultsFactory_p.h"
 #include "tests/platform/files/EnvironmentVariable.h"
+#include "tests/platform/files/FailingSystem.h"
 #include "tests/platform/files/SystemHook.h"
 #include "tests/platform/files/TemporaryFolder.h"
 #include "tests/platform/tracing/StandardErrorCapture.h"
@@ -199,6 +200,26 @@ TEST_F(NSUserDefaultsTest, savesWhatIsLeftWhenTheProgramEnds) {
   EXPECT_EQ(status, 0);
   EXPECT_EQ(NSUserDefaults::standardUserDefaults()->value("last", 0), 99);
   EXPECT_EQ(NSUserDefaults::defaultsWithSuiteName("suite")->value("first", 0), 1);
+}
+
+// It would undo what its parent has saved since then.
+TEST_F(NSUserDefaultsTest, savesNothingOfItsParentWhenAForkedChildEnds) {
+  const testing::EnvironmentVariable place("XDG_CONFIG_HOME", folder.path().string());
+  makeFile(folder / "suite", "not a folder");
+  const auto defaults = NSUserDefaults::defaultsWithSuiteName("suite");
+  defaults->setObject(1, "unsaved");
+  EXPECT_FALSE(defaults->synchronize());
+  constexpr int endOfItsOwn = 3;
+  const pid_t child = fork();
+  if (child == 0) {
+    const testing::FailingSystem system(0, testing::FailingSystem::endOfProcess);
+    std::exit(endOfItsOwn);  // NOLINT(concurrency-mt-unsafe): the only thread
+  }
+  int status = 0;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(WEXITSTATUS(status), endOfItsOwn);
+  std::filesystem::remove(folder / "suite");
+  EXPECT_TRUE(defaults->synchronize());
 }
 
 TEST_F(NSUserDefaultsTest, staysAsItIsWhereItCannotBeSavedAndReportsThatOnce) {
