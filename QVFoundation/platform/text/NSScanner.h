@@ -30,7 +30,7 @@ namespace QVFoundation {
 ///
 /// Threads: as a value: one thread at a time.
 /// Ownership: the text and what is scanned of it are those of the caller, who keeps the text meanwhile.
-/// Errors: none.
+/// Errors: a location behind the end of the text raises `NSException` named `NSRangeException`; else none.
 class QV_EXPORT NSScanner {
 public:
   explicit NSScanner(std::string_view text) : text_(text) {}
