@@ -13,14 +13,14 @@ namespace QVFoundation {
 namespace detail {
 
 std::string filledText(const LocalizedTextPlace& place, const NSLocale* locale, FormatArguments arguments) {
-  if (place.bundle == nullptr)
-    return stringWithFormatArguments(locale, place.value.empty() ? place.key : place.value, arguments);
+  if (place.bundle == nullptr) return stringWithFormatArguments(locale, place.key, arguments);
   return stringWithFormatArguments(
       locale, place.bundle->localizedStringForKey(place.key, place.value, place.table), arguments);
 }
 
 std::string filledTextWithID(std::uint64_t identifier, const NSBundle* bundle, std::string_view defaultFormat,
                              FormatArguments arguments) {
+  if (bundle == nullptr) return stringWithFormatArguments(&NSLocale::system(), defaultFormat, arguments);
   std::array<char, std::numeric_limits<std::uint64_t>::digits10 + 1> digits{};
   const char* const end = std::to_chars(digits.data(), digits.data() + digits.size(), identifier).ptr;
   return filledText({.bundle = bundle, .key = {digits.data(), end}, .value = defaultFormat},

@@ -23,7 +23,8 @@
 /// program speaks English before anybody has translated it. A translator may use the arguments in another
 /// order ("%2$@ ... %1$d"), and no format can do harm.
 ///
-/// A null bundle has no texts. An empty name of a table stands for "Localizable".
+/// A null bundle does not even have default texts: what comes of it is the key, or the default where the key is
+/// a number. An empty name of a table stands for "Localizable".
 ///
 /// Threads: any. A text of a table that is loaded is found without a lock.
 /// Errors: none. What the description of an argument throws passes through.
@@ -33,7 +34,7 @@ namespace detail {
 
 /// Which text, and where.
 struct LocalizedTextPlace {
-  const NSBundle* bundle = nullptr;  // none has no texts
+  const NSBundle* bundle = nullptr;  // without one the key is taken
   std::string_view key = {};
   std::string_view value = {};  // the format where the table has none; else the key is
   std::string_view table = {};
