@@ -28,6 +28,11 @@ using detail::UserDefaultsFile;
 using Clock = std::chrono::steady_clock;
 
 struct NSUserDefaults::State {
+  /// What the file held before this process changed it the last time, and afterwards.
+  struct LastSave {
+    Dictionary before, after;
+  };
+
   explicit State(std::string path) : file(std::move(path)) {}
 
   [[nodiscard]] bool isSaved() {
@@ -43,6 +48,7 @@ struct NSUserDefaults::State {
 
   UnfairLock lock;
   UserDefaultsDomains domains QV_GUARDED_BY(lock);
+  std::optional<LastSave> lastSave QV_GUARDED_BY(exchanging);
   std::uint64_t exchanges QV_GUARDED_BY(lock) = 0;
   bool isGoingToSave QV_GUARDED_BY(lock) = false;
   Clock::time_point nextSave QV_GUARDED_BY(lock);
@@ -60,6 +66,13 @@ void requireStorable(const Dictionary& settings) {
   } catch (const NSError& error) {
     throw NSException(NSInvalidArgumentException, "This is no setting: " + error.localizedDescription());
   }
+}
+
+UserDefaultsFile::Changes changesBetween(const Dictionary& before, const Dictionary& after) {
+  UserDefaultsFile::Changes changes;
+  for (const auto& [key, value] : before) changes.emplace(*key.text(), after[key]);
+  for (const auto& [key, value] : after) changes.insert_or_assign(*key.text(), value);
+  return changes;
 }
 
 bool canBeNameOfFolder(std::string_view name) {
@@ -185,6 +198,15 @@ std::uint64_t NSUserDefaults::State::exchange(UserDefaultsFile::Settings& found)
     unsaved = domains.unsaved();
   }
   found = unsaved.changes.empty() ? file.read() : file.update(unsaved.changes);
+  // It was damaged, and came back as it was before the last change. If that was this process's, it is known here.
+  if (!found.report.empty() && lastSave && found.before == lastSave->before) {
+    std::string report = std::move(found.report);
+    UserDefaultsFile::Changes again = changesBetween(lastSave->before, lastSave->after);
+    for (const auto& [key, value] : unsaved.changes) again.insert_or_assign(key, value);
+    found = file.update(again);
+    found.report = std::move(report);
+  }
+  if (!(found.before == found.values)) lastSave = {found.before, found.values};
   const UnfairLockGuard guard(lock);
   domains.markSaved(unsaved);
   reported.clear();

@@ -146,10 +146,10 @@ UserDefaultsFile::Content UserDefaultsFile::contentOf(const std::string& path) {
 
 UserDefaultsFile::Settings UserDefaultsFile::read() const {
   Content found = contentOf(path_);
-  if (found.values) return {*std::move(found.values), {}};
+  if (found.values) return {*found.values, *found.values, {}};
   const Lock lock(path_ + ".lock");
   found = soundContent();
-  return {*std::move(found.values), std::move(found.report)};
+  return {*found.values, *found.values, std::move(found.report)};
 }
 
 UserDefaultsFile::Settings UserDefaultsFile::update(const Changes& changes) const {
@@ -166,7 +166,7 @@ UserDefaultsFile::Settings UserDefaultsFile::update(const Changes& changes) cons
     if (!found.bytes.empty()) replaceFile(found.bytes, besides("backup"));
     replaceFile(bytes, path_);
   }
-  return {std::move(values), std::move(found.report)};
+  return {*std::move(found.values), std::move(values), std::move(found.report)};
 }
 
 // Another process may have mended it before the lock was there.

@@ -36,7 +36,8 @@ public:
   using Changes = std::map<std::string, Value, std::less<>>;
 
   struct Settings {
-    Dictionary values;
+    Dictionary before;   // what the file held, once it was mended where that was needed
+    Dictionary values;   // what it holds now
     std::string report;  // of damage that has been mended, for those who look after the computer
   };
 

@@ -8,6 +8,7 @@
 
 #include "QVFoundation/Platform.h"
 #include "QVFoundation/platform/application/UserDefaultsFactory_p.h"
+#include "QVFoundation/platform/application/UserDefaultsFile_p.h"
 #include "tests/platform/files/EnvironmentVariable.h"
 #include "tests/platform/files/FailingSystem.h"
 #include "tests/platform/files/SystemHook.h"
@@ -237,6 +238,27 @@ TEST_F(NSUserDefaultsTest, staysAsItIsWhereItCannotBeSavedAndReportsThatOnce) {
   makeFile(path, "damaged");
   EXPECT_THAT(defaultsOfAProcess()->dictionaryRepresentation(), IsEmpty());
   EXPECT_THAT(output.take(), ::testing::Contains(HasSubstr("are damaged")));
+}
+
+TEST_F(NSUserDefaultsTest, knowsWhatADamagedFileHeldIfItWasTheLastToSave) {
+  const StandardErrorCapture output;
+  const auto mine = defaultsOfAProcess();
+  const auto save = [](NSUserDefaults& defaults, const Value& value, std::string_view key) {
+    defaults.setObject(value, key);
+    EXPECT_TRUE(defaults.synchronize());
+  };
+  save(*mine, 1, "first");
+  makeFile(path, "damaged");
+  save(*mine, 2, "second");  // there was no backup yet
+  EXPECT_EQ(defaultsOfAProcess()->dictionaryRepresentation(), (Dictionary{{"first", 1}, {"second", 2}}));
+  save(*mine, {}, "first");
+  makeFile(path, "damaged");
+  EXPECT_TRUE(mine->synchronize());
+  EXPECT_EQ(defaultsOfAProcess()->dictionaryRepresentation(), (Dictionary{{"second", 2}}));
+  for (const int volume : {3, 4}) std::ignore = detail::UserDefaultsFile(path).update({{"volume", volume}});
+  makeFile(path, "damaged");
+  EXPECT_TRUE(mine->synchronize());  // what it knows is older than the backup
+  EXPECT_EQ(mine->dictionaryRepresentation(), (Dictionary{{"second", 2}, {"volume", 3}}));
 }
 
 TEST_F(NSUserDefaultsTest, mayBeUsedByManyThreads) {
