@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <optional>
@@ -11,7 +12,7 @@
 #include "QVFoundation/platform/files/FileErrors_p.h"
 #include "QVFoundation/platform/files/FileLocation_p.h"
 #include "QVFoundation/platform/files/FileOutput_p.h"
-#include "QVFoundation/platform/files/PathComponents.h"
+#include "QVFoundation/platform/files/NSFileManager.h"
 #include "QVFoundation/platform/runtime/NSError.h"
 #include "QVFoundation/platform/runtime/NSErrorKeys.h"
 #include "QVFoundation/platform/text/Format.h"
@@ -101,14 +102,20 @@ public:
     static_cast<void>(uninterrupted([&] { return systemCalls().lock(file_.number(), LOCK_UN); }));
   }
 
+  /// False on a file system without locks.
+  [[nodiscard]] bool keepsOthersAway() const noexcept { return isHeld_; }
+
 private:
   /// Others hold it for a moment; one that has been stopped meanwhile is not waited for. Returns 0, or
   /// an `errno`.
-  [[nodiscard]] int wait() const {
+  [[nodiscard]] int wait() {
     using namespace std::chrono_literals;
     const auto patience = std::chrono::steady_clock::now() + 5s;
     for (auto pause = 1ms;; pause = std::min(pause * 2, 50ms)) {
-      if (uninterrupted([&] { return systemCalls().lock(file_.number(), LOCK_EX | LOCK_NB); }) == 0) return 0;
+      if (uninterrupted([&] { return systemCalls().lock(file_.number(), LOCK_EX | LOCK_NB); }) == 0) {
+        isHeld_ = true;
+        return 0;
+      }
       if (errno == EOPNOTSUPP || errno == ENOLCK) return 0;  // a file system without locks
       if (errno != EWOULDBLOCK || std::chrono::steady_clock::now() > patience) return errno;
       std::this_thread::sleep_for(pause);
@@ -116,6 +123,7 @@ private:
   }
 
   Descriptor file_;
+  bool isHeld_ = false;
 };
 
 UserDefaultsFile::UserDefaultsFile(std::string path) : path_(std::move(path)) {}
@@ -163,6 +171,7 @@ UserDefaultsFile::Settings UserDefaultsFile::update(const Changes& changes) cons
   }
   if (changesAnything) {
     const NSData bytes = bytesOf(values);
+    if (lock.keepsOthersAway()) removeLeftovers();
     if (!found.bytes.empty()) replaceFile(found.bytes, besides("backup"));
     replaceFile(bytes, path_);
   }
@@ -204,6 +213,18 @@ std::string UserDefaultsFile::setAside(std::span<const std::byte> bytes) const {
   }
   if (code != 0) throw fileWriteError(path, "written", code);
   return path;
+}
+
+/// What processes that were killed have left of new files, such as ".UserDefaults.plist.1234".
+void UserDefaultsFile::removeLeftovers() const {
+  const std::size_t slash = path_.rfind('/') + 1;
+  const std::string start = '.' + path_.substr(slash, path_.rfind('.') + 1 - slash);
+  const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+  const auto names = NSFileManager::defaultManager()->contentsOfDirectoryAtPath(folderOf(path_));
+  for (const std::string& name : names.value_or(std::vector<std::string>())) {
+    if (name.starts_with(start) && std::ranges::all_of(name.substr(name.rfind('.') + 1), isDigit))
+      static_cast<void>(FileLocation(folderOf(path_) + '/' + name).remove(0));
+  }
 }
 
 }  // namespace QVFoundation::detail

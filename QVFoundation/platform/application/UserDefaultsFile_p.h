@@ -60,6 +60,7 @@ private:
   [[nodiscard]] Content soundContent() const;
   [[nodiscard]] Content mend(const Content& damaged) const;
   [[nodiscard]] std::string setAside(std::span<const std::byte> bytes) const;
+  void removeLeftovers() const;
 
   std::string path_;
 };

@@ -181,6 +181,9 @@ TEST_F(UserDefaultsFileTest, losesNothingWhereTheProcessIsKilled) {
       }
     }
     EXPECT_GT(calls, 20);
+    std::ignore = file.update({{"width", 800}});
+    for (const auto& entry : std::filesystem::directory_iterator(folder / "player"))
+      EXPECT_FALSE(entry.path().filename().native().starts_with('.')) << entry.path();
   }
 }
 
