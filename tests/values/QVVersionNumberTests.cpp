@@ -233,7 +233,8 @@ TEST(QVVersionNumber, isArchivedAsItsDigits) {
   EXPECT_EQ(propertyListFromData(*data), propertyListFromData(archived({{"digits", Array{1, 0, -24, 2}}})));
   EXPECT_EQ((*NSKeyedUnarchiver::unarchivedObject<Read>(*data))->compare(*version), 0);
   EXPECT_TRUE((*NSKeyedUnarchiver::unarchivedObject<Read>(archived({})))->digits().empty());
-  for (const Value& damage : {Value("1.0"), Value(Array{1, "0"}), Value(Array{1.5}), Value(Array{1, Array{1}})})
+  for (const Value& damage :
+       {Value("1.0"), Value(Array{1, "0"}), Value(Array{1.5}), Value(Array{1, Array{1}})})
     EXPECT_FALSE(NSKeyedUnarchiver::unarchivedObject<Read>(archived({{"digits", damage}})))
         << damage.description();
 }
