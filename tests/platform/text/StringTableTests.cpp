@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 
 #include "QVFoundation/platform/text/PropertyList.h"
+#include "tests/platform/files/CommandOutput.h"
+#include "tests/platform/files/TemporaryFolder.h"
 #include "tests/platform/text/ThrownError.h"
 
 namespace QVFoundation {
@@ -69,6 +71,53 @@ constexpr TableFault tableFaults[] = {
     {"<array/>", ": the property list holds no dictionary"},
     {"<dict><key>a</key><integer>1</integer></dict>", ": the entry \"a\" is no text"},
 };
+
+// Writes tables in all their ways, and what they say as property lists.
+constexpr const char* tableWriter = R"(
+import os, plistlib, random, sys
+random.seed(11)
+alphabet = 'aZ09_ .%@:;={}/*äß€日\'"\\\n\t' + chr(0x1F600)
+special = {'\n': 'n', '\t': 't', '"': '"', '\\': '\\', "'": "'"}
+def escaped(character, quote):
+    ways = [] if character in (quote, '\\') else [character]
+    if character in special: ways.append('\\' + special[character])
+    if ord(character) < 128: ways.append('\\%03o' % ord(character))
+    units = character.encode('utf-16-be')
+    ways.append(''.join('\\%s%04x' % (random.choice('uU'), units[i] << 8 | units[i + 1]) for i in range(0, len(units), 2)))
+    return random.choice(ways[:1] * 8 + ways)
+def written(text):
+    if text and all(c.isascii() and c.isalnum() for c in text) and random.random() < .5: return text + ' '
+    quote = random.choice('""\'')
+    return quote + ''.join(escaped(c, quote) for c in text) + quote
+blanks = [' ', '\n', '\t', '/* "a" = b; */', '// c = "d";\n', '']
+for number in range(300):
+    texts = [[''.join(random.choices(alphabet, k=random.randrange(1, 12))) for _ in range(2)] for _ in range(12)]
+    table, lines = {}, ''
+    for key, text in texts:
+        between = [random.choice(blanks) for _ in range(4)]
+        if random.random() < .1: text = key; lines += between[0] + written(key) + between[1] + ';'
+        else: lines += between[0] + written(key) + between[1] + '=' + between[2] + written(text) + between[3] + ';'
+        table[key] = text
+    encoding = random.choice(['utf-8', 'utf-8-sig', 'utf-16'])
+    open(os.path.join(sys.argv[1], '%d.strings' % number), 'wb').write(lines.encode(encoding))
+    plistlib.dump(table, open(os.path.join(sys.argv[1], '%d.plist' % number), 'wb'))
+)";
+
+TEST(StringTable, saysWhatAnotherProgramHasWritten) {
+  const testing::TemporaryFolder folder;
+  testing::makeFile(folder / "write.py", tableWriter);
+  testing::outputOf("python3 " + (folder / "write.py").string() + ' ' + folder.path().string());
+  for (int number = 0; number < 300; ++number) {
+    const std::string name = std::to_string(number);
+    const auto expected = dictionaryFromPropertyListFile(folder / (name + ".plist"));
+    std::optional<NSError> error;
+    const auto table = stringTableFromFile(folder / (name + ".strings"), &error);
+    ASSERT_TRUE(expected) << number;
+    ASSERT_TRUE(table) << number << ": " << error->localizedDescription();
+    EXPECT_EQ(*table, *expected) << number;
+    EXPECT_EQ(stringTableFromFile(folder / (name + ".plist")), expected) << number;
+  }
+}
 
 TEST(StringTable, faultsAreNamedWithTheirPlace) {
   for (const TableFault& c : tableFaults) {
