@@ -54,8 +54,8 @@ struct SettingRange {
 /// A change is seen at once, and goes to the disk at once in the background; where changes follow each other
 /// they are written together, once a second, and what is left when the program ends is written then. The file
 /// is replaced as a whole, after the one before has become its backup. So whenever a program is killed, the
-/// settings are those before or after a change. A file that cannot be read is reported by `NSLog`, kept
-/// beside, and its backup is used.
+/// settings are those before or after a change. A file that is damaged is reported by `NSLog` and kept beside;
+/// its backup is used, with what this process has changed since.
 ///
 /// Several processes may run the application. Each writes only what it has changed itself, and sees what the
 /// others have written when it writes, or by `synchronize()`. A child that is forked off saves nothing of its

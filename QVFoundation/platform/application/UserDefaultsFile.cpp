@@ -155,8 +155,15 @@ UserDefaultsFile::Content UserDefaultsFile::contentOf(const std::string& path) {
 UserDefaultsFile::Settings UserDefaultsFile::read() const {
   Content found = contentOf(path_);
   if (found.values) return {*found.values, *found.values, {}};
-  const Lock lock(path_ + ".lock");
-  found = soundContent();
+  try {
+    const Lock lock(path_ + ".lock");
+    found = soundContent();
+  } catch (const NSError& error) {
+    // Where nothing may be written, what can be read counts nevertheless.
+    found = contentOf(besides("backup"));
+    if (!found.values || found.bytes.empty()) throw;
+    found.report = error.localizedDescription();
+  }
   return {*found.values, *found.values, std::move(found.report)};
 }
 

@@ -25,7 +25,7 @@ namespace QVFoundation::detail {
 /// holds the lock while he reads, changes and writes, so that what others have changed meanwhile is kept.
 ///
 /// A damaged file is copied aside before the backup, or else an empty file, takes its place; if either fails,
-/// nothing is overwritten.
+/// nothing is overwritten, and readers take the backup.
 ///
 /// Threads: one at a time; any number of processes.
 /// Errors: each throws `NSError` in `NSCocoaErrorDomain`. A folder that is not there is no error for a
@@ -38,7 +38,7 @@ public:
   struct Settings {
     Dictionary before;   // what the file held, once it was mended where that was needed
     Dictionary values;   // what it holds now
-    std::string report;  // of damage that has been mended, for those who look after the computer
+    std::string report;  // of damage that was met, for those who look after the computer
   };
 
   /// The path of the settings; the other files stand beside it.

@@ -95,6 +95,20 @@ TEST_F(UserDefaultsFileTest, setsADamagedFileAsideAndTakesItsBackup) {
   }
 }
 
+TEST_F(UserDefaultsFileTest, isReadFromItsBackupWhereItCannotBeMended) {
+  std::ignore = file.update({{"volume", 7}});
+  std::ignore = file.update({{"volume", 8}});
+  makeFile(file.path(), "damaged");
+  const SystemHook hook(&detail::SystemCalls::lock, [](auto...) {
+    errno = EIO;
+    return -1;
+  });
+  const auto found = file.read();
+  EXPECT_EQ(found.values, (Dictionary{{"volume", 7}}));
+  EXPECT_NE(found.report, "");
+  EXPECT_EQ(contentOf(file.path()), "damaged");
+}
+
 TEST_F(UserDefaultsFileTest, overwritesNothingThatItCannotRead) {
   std::filesystem::create_directories(file.path());  // a folder of that name
   EXPECT_THROW(std::ignore = file.read(), NSError);
