@@ -59,21 +59,13 @@ bool isAdjusted(NSDate date) {
          settings.epochTimeZone->isDaylightSavingTimeForDate(date);
 }
 
-std::int64_t truncated(double number) {
-  constexpr double limit = 0x1p63;
-  if (std::isnan(number)) return 0;
-  if (number >= limit) return std::numeric_limits<std::int64_t>::max();
-  return number < -limit ? std::numeric_limits<std::int64_t>::min() : static_cast<std::int64_t>(number);
-}
-
 }  // namespace
 
 NSNumber numberWithOSType(OSType code) { return std::int64_t{code}; }
 
 OSType typeValue(const NSNumber& number) {
-  if (const auto wide = number.exactly<std::int64_t>()) return static_cast<OSType>(*wide);
   if (const auto wide = number.exactly<std::uint64_t>()) return static_cast<OSType>(*wide);
-  return static_cast<OSType>(truncated(number.doubleValue()));
+  return static_cast<OSType>(number.integerValue());
 }
 
 std::string stringWithOSType(OSType code) {

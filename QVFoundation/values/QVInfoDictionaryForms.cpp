@@ -2,9 +2,7 @@
 
 #include <array>
 #include <chrono>
-#include <cmath>
 #include <cstdint>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -130,12 +128,7 @@ std::optional<Value> objectNamed(std::string_view name, const Dictionary& info) 
 }  // namespace
 
 std::int64_t integerIn(const Value& value) {
-  using Limits = std::numeric_limits<std::int64_t>;
-  if (const auto exact = value.as<std::int64_t>()) return *exact;
-  const double number = value.as<double>().value_or(0);
-  if (std::isnan(number)) return 0;
-  if (number >= static_cast<double>(Limits::max())) return Limits::max();
-  return number <= static_cast<double>(Limits::min()) ? Limits::min() : static_cast<std::int64_t>(number);
+  return value.number() != nullptr ? value.number()->integerValue() : 0;
 }
 
 Dictionary infoDictionaryOfPlainValue(const Value& value) {

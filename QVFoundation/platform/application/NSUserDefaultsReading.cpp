@@ -34,16 +34,6 @@ std::int64_t integerAtStart(const std::string& text) {
   return digits.starts_with('-') ? Limits::min() : Limits::max();
 }
 
-std::int64_t nearestInteger(const NSNumber& number) {
-  using Limits = std::numeric_limits<std::int64_t>;
-  if (const auto exact = number.exactly<std::int64_t>()) return *exact;
-  const double value = number.doubleValue();
-  if (std::isnan(value)) return 0;
-  if (number > NSNumber(Limits::max())) return Limits::max();
-  if (number < NSNumber(Limits::min())) return Limits::min();
-  return static_cast<std::int64_t>(value);
-}
-
 bool saysYes(std::string text) {
   for (char& letter : text) letter = letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + 32) : letter;
   return text == "yes" || text == "true" || numberAtStart(text) != 0;
@@ -72,7 +62,7 @@ bool NSUserDefaults::boolForKey(std::string_view key) const {
 std::int64_t NSUserDefaults::integerForKey(std::string_view key) const {
   const Value setting = objectForKey(key);
   if (setting.text() != nullptr) return integerAtStart(*setting.text());
-  return setting.number() != nullptr ? nearestInteger(*setting.number()) : 0;
+  return setting.number() != nullptr ? setting.number()->integerValue() : 0;
 }
 
 double NSUserDefaults::doubleForKey(std::string_view key) const {

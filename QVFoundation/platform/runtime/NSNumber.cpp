@@ -46,6 +46,15 @@ std::weak_ordering orderOf(Integer integer, double floating, double low, double 
 
 bool NSNumber::boolValue() const noexcept { return isFloatingPoint() ? asFloating() != 0.0 : bits_ != 0; }
 
+std::int64_t NSNumber::integerValue() const noexcept {
+  using Limits = std::numeric_limits<std::int64_t>;
+  if (!isFloatingPoint()) return exactSigned().value_or(Limits::max());
+  const double number = asFloating();
+  if (std::isnan(number)) return 0;
+  if (number >= beyondSigned) return Limits::max();
+  return number < -beyondSigned ? Limits::min() : static_cast<std::int64_t>(number);
+}
+
 std::optional<std::int64_t> NSNumber::exactSigned() const noexcept {
   if (isFloatingPoint()) {
     if (!(asFloating() >= -beyondSigned && asFloating() < beyondSigned) ||

@@ -79,6 +79,8 @@ public:
   }
 
   [[nodiscard]] bool boolValue() const noexcept;  ///< False for zero only.
+  /// The number without its fraction, the nearest that 64 bits with a sign hold; 0 for not-a-number.
+  [[nodiscard]] std::int64_t integerValue() const noexcept;
   [[nodiscard]] double doubleValue() const noexcept { return nearest<double>(); }
 
   /// Decimal text: integers as they are, booleans as 1 or 0, floating numbers with the fewest digits that

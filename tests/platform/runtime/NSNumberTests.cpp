@@ -58,6 +58,10 @@ TEST(NSNumber, convertsToTheNearestOfAFloatingTypeAndToTrueUnlessZero) {
   EXPECT_EQ(NSNumber(highest).exactly<long double>(), 9223372036854775807.0L);
   EXPECT_EQ(NSNumber(0x8000008000000001).exactly<float>(), 0x1.000002p63F) << "not by way of a double";
   EXPECT_EQ(NSNumber(1e300).exactly<float>(), Limits<float>::infinity());
+  EXPECT_EQ(NSNumber(-2.75).integerValue(), -2);
+  EXPECT_EQ(NSNumber(nan).integerValue(), 0);
+  EXPECT_EQ(NSNumber(-1e300).integerValue(), Limits<std::int64_t>::min());
+  EXPECT_EQ(NSNumber(Limits<std::uint64_t>::max()).integerValue(), Limits<std::int64_t>::max());
   EXPECT_TRUE(NSNumber(-1).boolValue() && NSNumber(0x1p-1074).boolValue() && NSNumber(nan).boolValue());
   EXPECT_FALSE(NSNumber(0).boolValue() || NSNumber(-0.0).boolValue() || NSNumber(false).boolValue());
 }
