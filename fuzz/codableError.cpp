@@ -10,7 +10,7 @@
 #include "QVFoundation/errors/QVErrorInspection.h"
 #include "QVFoundation/errors/QVJSONDescription.h"
 #include "QVFoundation/platform/runtime/ErrorConversion.h"
-#include "QVFoundation/platform/text/JSON.h"
+#include "QVFoundation/platform/serialization/JSON.h"
 #include "QVFoundation/platform/text/Unicode.h"
 
 using namespace QVFoundation;

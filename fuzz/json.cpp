@@ -11,7 +11,7 @@
 #endif
 
 #include "QVFoundation/platform/runtime/NSError.h"
-#include "QVFoundation/platform/text/JSON.h"
+#include "QVFoundation/platform/serialization/JSON.h"
 
 using namespace QVFoundation;
 

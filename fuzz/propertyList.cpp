@@ -1,4 +1,4 @@
-#include "QVFoundation/platform/text/PropertyList.h"
+#include "QVFoundation/platform/serialization/PropertyList.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "QVFoundation/platform/text/StringTable.h"
+#include "QVFoundation/platform/serialization/StringTable.h"
 
 #include <cstddef>
 #include <cstdint>

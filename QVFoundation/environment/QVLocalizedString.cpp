@@ -3,10 +3,10 @@
 #include <charconv>
 #include <limits>
 
+#include "QVFoundation/platform/serialization/PropertyList.h"
+#include "QVFoundation/platform/serialization/StringTable.h"
 #include "QVFoundation/platform/text/Format.h"
 #include "QVFoundation/platform/text/NSLocale.h"
-#include "QVFoundation/platform/text/PropertyList.h"
-#include "QVFoundation/platform/text/StringTable.h"
 
 namespace QVFoundation {
 

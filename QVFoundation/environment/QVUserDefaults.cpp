@@ -1,7 +1,7 @@
 #include "QVFoundation/environment/QVUserDefaults.h"
 
 #include "QVFoundation/platform/runtime/NSException.h"
-#include "QVFoundation/platform/text/PropertyList.h"
+#include "QVFoundation/platform/serialization/PropertyList.h"
 
 namespace QVFoundation {
 

@@ -7,10 +7,10 @@
 
 #include "QVFoundation/errors/QVCodableErrorDecoder_p.h"
 #include "QVFoundation/errors/QVErrorConstructors.h"
-#include "QVFoundation/platform/text/JSON.h"
-#include "QVFoundation/platform/text/StructureSink.h"
+#include "QVFoundation/platform/serialization/JSON.h"
+#include "QVFoundation/platform/serialization/StructureSink.h"
+#include "QVFoundation/platform/serialization/ValueWalk_p.h"
 #include "QVFoundation/platform/text/Unicode.h"
-#include "QVFoundation/platform/text/ValueWalk_p.h"
 
 namespace QVFoundation {
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "QVFoundation/errors/QVCodableError.h"
-#include "QVFoundation/platform/text/StructureSink.h"
+#include "QVFoundation/platform/serialization/StructureSink.h"
 
 namespace QVFoundation::detail {
 

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "QVFoundation/platform/runtime/ErrorConversion.h"
-#include "QVFoundation/platform/text/JSONWriter.h"
-#include "QVFoundation/platform/text/StructureSink.h"
+#include "QVFoundation/platform/serialization/JSONWriter.h"
+#include "QVFoundation/platform/serialization/StructureSink.h"
 
 namespace QVFoundation {
 

@@ -3,7 +3,7 @@
 #include "QVFoundation/errors/QVErrorConstructors.h"
 #include "QVFoundation/platform/application/LocalizedText_p.h"
 #include "QVFoundation/platform/files/FileErrors_p.h"
-#include "QVFoundation/platform/text/PropertyList.h"
+#include "QVFoundation/platform/serialization/PropertyList.h"
 
 namespace QVFoundation {
 

@@ -11,7 +11,7 @@
 #include "QVFoundation/platform/files/DirectoryWalk_p.h"
 #include "QVFoundation/platform/files/FileStatus_p.h"
 #include "QVFoundation/platform/files/TreeRemoval_p.h"
-#include "QVFoundation/platform/text/LocalTime_p.h"
+#include "QVFoundation/platform/time/LocalTime_p.h"
 
 namespace QVFoundation {
 

@@ -5,8 +5,8 @@
 #include <ctime>
 
 #include "QVFoundation/logging/LogFileName_p.h"
-#include "QVFoundation/platform/text/LocalTime_p.h"
 #include "QVFoundation/platform/text/Unicode.h"
+#include "QVFoundation/platform/time/LocalTime_p.h"
 
 namespace QVFoundation::detail {
 

@@ -7,7 +7,7 @@
 
 #include "QVFoundation/logging/QVLogBasicFormatter.h"
 #include "QVFoundation/platform/Export.h"
-#include "QVFoundation/platform/text/Timestamp.h"
+#include "QVFoundation/platform/time/Timestamp.h"
 
 namespace QVFoundation {
 

@@ -9,8 +9,8 @@
 #include <optional>
 
 #include "QVFoundation/platform/concurrency/UnfairLock.h"
+#include "QVFoundation/platform/formatters/NSDateFormatter.h"
 #include "QVFoundation/platform/text/MacOSRoman.h"
-#include "QVFoundation/platform/text/NSDateFormatter.h"
 #include "QVFoundation/platform/text/NSLocale.h"
 #include "QVFoundation/platform/text/Unicode.h"
 

@@ -8,7 +8,7 @@
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/runtime/NSNumber.h"
 #include "QVFoundation/platform/runtime/Value.h"
-#include "QVFoundation/platform/text/NSTimeZone.h"
+#include "QVFoundation/platform/time/NSTimeZone.h"
 
 /// Three forms that older file formats and system interfaces still use: codes of four characters, Pascal strings,
 /// and dates in seconds since 1904. Characters are those of Mac OS Roman.

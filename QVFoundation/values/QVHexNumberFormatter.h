@@ -6,8 +6,8 @@
 #include <string_view>
 
 #include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/formatters/NSNumberFormatter.h"
 #include "QVFoundation/platform/runtime/NSNumber.h"
-#include "QVFoundation/platform/text/NSNumberFormatter.h"
 
 namespace QVFoundation {
 

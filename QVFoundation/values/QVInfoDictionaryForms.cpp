@@ -9,12 +9,12 @@
 #include <string_view>
 
 #include "QVFoundation/platform/files/NSURL.h"
+#include "QVFoundation/platform/formatters/NSDateFormatter.h"
 #include "QVFoundation/platform/runtime/Array.h"
 #include "QVFoundation/platform/runtime/NSClass.h"
 #include "QVFoundation/platform/runtime/NSSortDescriptor.h"
 #include "QVFoundation/platform/runtime/Set.h"
-#include "QVFoundation/platform/text/NSDateFormatter.h"
-#include "QVFoundation/platform/text/NSTimeZone.h"
+#include "QVFoundation/platform/time/NSTimeZone.h"
 #include "QVFoundation/values/QVInfoDictionaryCoding.h"
 #include "QVFoundation/values/QVInfoDictionary_p.h"
 

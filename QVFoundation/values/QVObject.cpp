@@ -6,7 +6,7 @@
 
 #include "QVFoundation/platform/runtime/Array.h"
 #include "QVFoundation/platform/runtime/Set.h"
-#include "QVFoundation/platform/text/JSON.h"
+#include "QVFoundation/platform/serialization/JSON.h"
 #include "QVFoundation/values/ObjectDescription_p.h"
 
 namespace QVFoundation {

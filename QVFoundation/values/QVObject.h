@@ -4,7 +4,7 @@
 
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/runtime/NSObject.h"
-#include "QVFoundation/platform/text/JSONWriter.h"
+#include "QVFoundation/platform/serialization/JSONWriter.h"
 
 namespace QVFoundation {
 

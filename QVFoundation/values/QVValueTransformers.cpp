@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "QVFoundation/platform/runtime/Array.h"
-#include "QVFoundation/platform/text/PropertyList.h"
+#include "QVFoundation/platform/serialization/PropertyList.h"
 #include "QVFoundation/values/QVCompoundValueTransformer.h"
 
 namespace QVFoundation {

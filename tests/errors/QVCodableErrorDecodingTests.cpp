@@ -16,7 +16,7 @@
 #include "QVFoundation/platform/runtime/Array.h"
 #include "QVFoundation/platform/runtime/NSObject.h"
 #include "QVFoundation/platform/runtime/Set.h"
-#include "tests/platform/text/ThrownError.h"
+#include "tests/platform/serialization/ThrownError.h"
 
 namespace QVFoundation {
 namespace {

@@ -15,8 +15,8 @@
 #include "QVFoundation/errors/QVJSONDescription.h"
 #include "QVFoundation/platform/runtime/Array.h"
 #include "QVFoundation/platform/runtime/ErrorConversion.h"
-#include "QVFoundation/platform/text/PropertyList.h"
-#include "QVFoundation/platform/text/ValueBuilder.h"
+#include "QVFoundation/platform/serialization/PropertyList.h"
+#include "QVFoundation/platform/serialization/ValueBuilder.h"
 
 namespace QVFoundation {
 namespace {

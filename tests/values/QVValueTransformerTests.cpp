@@ -7,7 +7,7 @@
 
 #include "QVFoundation/platform/application/NSBundle_p.h"
 #include "QVFoundation/platform/runtime/Array.h"
-#include "QVFoundation/platform/text/PropertyList.h"
+#include "QVFoundation/platform/serialization/PropertyList.h"
 #include "QVFoundation/values/QVCompoundValueTransformer.h"
 #include "QVFoundation/values/QVHexStringValueTransformer.h"
 #include "QVFoundation/values/QVValueTransformers.h"

@@ -4,7 +4,7 @@
 
 #include "QVFoundation/platform/application/BundleResources_p.h"
 #include "QVFoundation/platform/application/NSBundle.h"
-#include "QVFoundation/platform/text/PropertyList.h"
+#include "QVFoundation/platform/serialization/PropertyList.h"
 #include "QVFoundation/platform/tracing/NSLog.h"
 
 namespace QVFoundation::detail {

@@ -4,8 +4,8 @@
 
 #include "QVFoundation/platform/application/BundleStringTables_p.h"
 #include "QVFoundation/platform/runtime/NSError.h"
-#include "QVFoundation/platform/text/PropertyList.h"
-#include "QVFoundation/platform/text/StringTable.h"
+#include "QVFoundation/platform/serialization/PropertyList.h"
+#include "QVFoundation/platform/serialization/StringTable.h"
 #include "QVFoundation/platform/tracing/NSLog.h"
 
 namespace QVFoundation::detail {

@@ -17,7 +17,7 @@
 #include "QVFoundation/platform/runtime/ChangeNotice.h"
 #include "QVFoundation/platform/runtime/NSClass.h"
 #include "QVFoundation/platform/runtime/NSException.h"
-#include "QVFoundation/platform/text/PropertyList.h"
+#include "QVFoundation/platform/serialization/PropertyList.h"
 #include "QVFoundation/platform/tracing/NSLog.h"
 
 namespace QVFoundation {

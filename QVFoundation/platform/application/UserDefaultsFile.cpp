@@ -15,8 +15,8 @@
 #include "QVFoundation/platform/files/NSFileManager.h"
 #include "QVFoundation/platform/runtime/NSError.h"
 #include "QVFoundation/platform/runtime/NSErrorKeys.h"
+#include "QVFoundation/platform/serialization/PropertyList.h"
 #include "QVFoundation/platform/text/Format.h"
-#include "QVFoundation/platform/text/PropertyList.h"
 
 namespace QVFoundation::detail {
 

@@ -8,7 +8,7 @@
 
 #include "QVFoundation/platform/files/FileOutput_p.h"
 #include "QVFoundation/platform/text/Format.h"
-#include "QVFoundation/platform/text/Timestamp.h"
+#include "QVFoundation/platform/time/Timestamp.h"
 #include "QVFoundation/platform/tracing/ErrnoKeeper_p.h"
 
 namespace QVFoundation::detail {

@@ -4,8 +4,8 @@
 #include <iterator>
 #include <string_view>
 
+#include "QVFoundation/platform/serialization/JSONWriter.h"
 #include "QVFoundation/platform/text/Format.h"
-#include "QVFoundation/platform/text/JSONWriter.h"
 #include "QVFoundation/platform/tracing/TraceEvents_p.h"
 
 namespace QVFoundation::detail {

@@ -8,7 +8,7 @@
 
 #include "QVFoundation/platform/application/UserDefaultsFile_p.h"
 #include "QVFoundation/platform/runtime/NSError.h"
-#include "QVFoundation/platform/text/PropertyList.h"
+#include "QVFoundation/platform/serialization/PropertyList.h"
 #include "tests/platform/files/FailingSystem.h"
 #include "tests/platform/files/SystemHook.h"
 #include "tests/platform/files/TemporaryFolder.h"

@@ -1,0 +1,7 @@
+#include "QVFoundation/platform/serialization/StructureSink.h"
+
+namespace QVFoundation {
+
+StructureSink::~StructureSink() = default;
+
+}  // namespace QVFoundation
