@@ -59,12 +59,24 @@ namespace {
 
 constexpr auto betweenSaves = std::chrono::seconds(1);
 
-/// Raises where no property list can hold the settings.
-void requireStorable(const Dictionary& settings) {
+/// The settings as a file has them. Raises where no property list can hold them.
+NSData storable(const Dictionary& settings) {
   try {
-    static_cast<void>(dataFromPropertyList(settings, PropertyListFormat::binary));
+    return dataFromPropertyList(settings, PropertyListFormat::binary);
   } catch (const NSError& error) {
     throw NSException(NSInvalidArgumentException, "This is no setting: " + error.localizedDescription());
+  }
+}
+
+/// A setting as it is read back. Otherwise a date, which loses what is below a microsecond, would change by
+/// itself when it is saved.
+Value asReadBack(Value value, std::string_view key) {
+  const NSData data = storable({{key, value}});
+  switch (value.kind()) {
+    case ValueKind::date:
+    case ValueKind::array:
+    case ValueKind::dictionary: return propertyListFromData(data).dictionary()[key];
+    default: return value;
   }
 }
 
@@ -149,7 +161,7 @@ Dictionary NSUserDefaults::dictionaryRepresentation() const {
 }
 
 void NSUserDefaults::setObject(Value value, std::string_view key) {
-  requireStorable({{key, value}});
+  value = asReadBack(std::move(value), key);
   {
     const ChangeNotice notice(*this, key);
     const UnfairLockGuard guard(state_->lock);
@@ -160,7 +172,7 @@ void NSUserDefaults::setObject(Value value, std::string_view key) {
 }
 
 void NSUserDefaults::registerDefaults(const Dictionary& defaults) {
-  requireStorable(defaults);
+  static_cast<void>(storable(defaults));
   {
     std::list<ChangeNotice> notices;
     for (const auto& [key, value] : defaults) notices.emplace_back(*this, *key.text());

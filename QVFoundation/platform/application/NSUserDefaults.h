@@ -124,7 +124,7 @@ public:
   /// All settings with all registered defaults.
   [[nodiscard]] Dictionary dictionaryRepresentation() const;
 
-  /// Chooses a setting; nothing takes back the choice.
+  /// Chooses a setting; nothing takes back the choice. Of a date, microseconds are kept.
   void setObject(Value value, std::string_view key);
   void removeObjectForKey(std::string_view key) { setObject({}, key); }
 

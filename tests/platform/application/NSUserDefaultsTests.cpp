@@ -170,6 +170,23 @@ TEST_F(NSUserDefaultsTest, keepsWhatTwoProcessesWriteAndTellsOfTheOthersChanges)
   NSNotificationCenter::defaultCenter()->removeObserver(token);
 }
 
+TEST_F(NSUserDefaultsTest, doesNotChangeByBeingSaved) {
+  const auto defaults = defaultsOfAProcess();
+  const NSDate date(std::chrono::nanoseconds(1'234'567'890'123'456'789));
+  int heard = 0;
+  const auto observation =
+      observe(*defaults, "opened", [&](NSUserDefaults&, const NSKeyValueChange&) { ++heard; });
+  for (const Value& value : {Value(date), Value(Array{Dictionary{{"when", date}}})}) {
+    heard = 0;
+    defaults->setObject(value, "opened");
+    const Value chosen = defaults->objectForKey("opened");
+    EXPECT_TRUE(defaults->synchronize());
+    EXPECT_TRUE(defaults->synchronize());  // finds nothing that it would not know
+    EXPECT_EQ(defaults->objectForKey("opened"), chosen);
+    EXPECT_EQ(heard, 1);
+  }
+}
+
 TEST_F(NSUserDefaultsTest, savesInTheBackground) {
   std::latch saved(1);
   {
