@@ -39,7 +39,8 @@ enum class PropertyListFormat { xml = 100, binary = 200 };
                                                    PropertyListFormat* format = nullptr);
 
 /// Throws `NSPropertyListWriteInvalidError` with the key path of a value that the form cannot hold: nothing
-/// and the null object, sets, errors, objects, and, in XML only, control characters other than white space.
+/// and the null object, sets, errors, objects, keys that are no text, text that is not UTF-8, and, in XML only,
+/// control characters other than white space, U+FFFE and U+FFFF.
 [[nodiscard]] QV_EXPORT NSData dataFromPropertyList(const Value& value, PropertyListFormat format);
 
 /// The dictionary that a file holds; nothing, and the reason in `error`, where it cannot be read, is no

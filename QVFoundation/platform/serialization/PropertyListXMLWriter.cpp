@@ -34,6 +34,11 @@ bool isForbidden(char c) {
   return static_cast<unsigned char>(c) < 0x20 && c != '\t' && c != '\n' && c != '\r';
 }
 
+/// The two noncharacters that XML leaves out, so that no reader takes the document.
+bool hasNoncharacter(std::string_view text) {
+  return text.find("\uFFFE") != std::string_view::npos || text.find("\uFFFF") != std::string_view::npos;
+}
+
 class Writer {
 public:
   explicit Writer(const Value& value) : walk_(value) {}
@@ -103,6 +108,7 @@ private:
 
   void appendEscaped(std::string_view text) {
     if (!isValidUTF8(text)) throw walk_.error("it is not valid UTF-8");
+    if (hasNoncharacter(text)) throw walk_.error("XML cannot hold U+FFFE and U+FFFF, and it has one of them");
     while (!text.empty()) {
       const auto special =
           std::ranges::find_if(text, [](char c) { return !escapeOf(c).empty() || isForbidden(c); });

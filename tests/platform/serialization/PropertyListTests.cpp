@@ -213,6 +213,12 @@ TEST(PropertyList, whatItCannotHoldIsRefusedByItsKeyPath) {
   EXPECT_EQ(copyOf(control, PropertyListFormat::binary), control);
   EXPECT_EQ(writeError(control, PropertyListFormat::xml),
             "The value at \"a[0]\" cannot be written: XML cannot hold the control characters in it");
+  for (const char* text : {"\uFFFE", "a\uFFFF"}) {
+    EXPECT_EQ(copyOf(text, PropertyListFormat::binary), Value(text));
+    EXPECT_EQ(writeError(text, PropertyListFormat::xml),
+              "The value cannot be written: XML cannot hold U+FFFE and U+FFFF, and it has one of them");
+  }
+  for (const PropertyListFormat format : bothFormats) EXPECT_EQ(copyOf("\uFFFD", format), Value("\uFFFD"));
 }
 
 TEST(PropertyList, ofAFileIsADictionaryOrAnErrorThatNamesTheFileAndKeepsTheCause) {
