@@ -30,10 +30,16 @@ Instant split(system_clock::time_point when) noexcept {
 
 /// The second that a thread wrote last: lines come in bursts, and only their milliseconds differ.
 struct LastSecond {
-  std::uint64_t zone = 0;
+  std::uint64_t zone = 0;  // that of no formatter: there is nothing to be used again
   std::uint64_t start = 0;
   detail::TimestampText text;
 };
+
+/// Whether it is the first second of the clock or the last, which ticks that wrap around take for one.
+bool isAtAnEnd(sys_seconds second) noexcept {
+  constexpr auto last = std::chrono::duration_cast<seconds>(system_clock::duration::max());
+  return second >= sys_seconds(last) || second < sys_seconds(-last);
+}
 
 /// Ticks of the clock that wrap around, so that they can be subtracted from each other whatever the instants.
 std::uint64_t ticksOf(system_clock::duration duration) noexcept {
@@ -56,7 +62,7 @@ TimestampFormatter::TimestampFormatter()
     const Instant instant = split(when);
     last.text.setSecond(
         std::chrono::local_seconds(instant.second.time_since_epoch() + offsets_->at(instant.second)));
-    last.zone = offsets_->identifier();
+    last.zone = isAtAnEnd(instant.second) ? 0 : offsets_->identifier();
     beyond = ticksOf(instant.beyond);
     last.start = ticksOf(when.time_since_epoch()) - beyond;
   }

@@ -66,6 +66,14 @@ TEST(TimestampFormatter, writesInstantsInLocalTime) {
   for (const InstantCase& c : instants) EXPECT_EQ(textOf(formatterIn(c.zone), c.when), c.want) << c.row;
 }
 
+TEST(TimestampFormatter, tellsTheFirstSecondFromTheLast) {
+  const TimestampFormatter formatter = formatterIn("UTC0");
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(textOf(formatter, system_clock::time_point::min()), "1677-09-21 00:12:43.145");
+    EXPECT_EQ(textOf(formatter, system_clock::time_point::max()), "2262-04-11 23:47:16.854");
+  }
+}
+
 TEST(TimestampFormatter, keepsTheTimeZoneThatItWasMadeInOnEachThread) {
   const TimestampFormatter european = formatterIn(centralEurope);
   const TimestampFormatter nepali = formatterIn(nepal);
