@@ -11,6 +11,7 @@
 #include "QVFoundation/platform/runtime/NSException.h"
 #include "QVFoundation/platform/runtime/NSSecureCoding.h"
 #include "QVFoundation/platform/serialization/KeyedArchive_p.h"
+#include "QVFoundation/platform/text/Unicode.h"
 
 namespace QVFoundation {
 
@@ -67,8 +68,8 @@ private:
   Value encoded(const Value& value) {
     if (place_.isTooDeep()) throw error(place_, "it is nested too deeply");
     switch (value.kind()) {
+      case ValueKind::text: requireUTF8(*value.text()); return value;
       case ValueKind::number:
-      case ValueKind::text:
       case ValueKind::data:
       case ValueKind::date: return value;
       case ValueKind::array: return encodedArray(value.array());
@@ -76,6 +77,11 @@ private:
       case ValueKind::object: return encodedReference(value.object());
       default: throw error(place_, "values of its kind have no form in an archive");
     }
+  }
+
+  // The property list would refuse it as well, but by its place in there.
+  void requireUTF8(std::string_view text) const {
+    if (!isValidUTF8(text)) throw error(place_, "it has text that is not valid UTF-8");
   }
 
   Value encodedArray(const Array& elements) {
@@ -92,6 +98,7 @@ private:
     Dictionary forms;
     for (const auto& [key, value] : entries) {
       if (key.text() == nullptr) throw error(place_, "it has a key that is no text");
+      requireUTF8(*key.text());
       const CodingPlace::Step step(place_, *key.text());
       forms.set(key, encoded(value));
     }

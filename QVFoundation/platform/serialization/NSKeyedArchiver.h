@@ -9,8 +9,8 @@
 
 namespace QVFoundation {
 
-/// Writes objects (`NSSecureCoding`) and all that they hold to a property list. An object that is held several
-/// times is written once.
+/// Writes objects (`NSSecureCoding`) and all that they hold to a property list. An object that is held
+/// several times is written once. Dates are as exact as the form has them, which `PropertyList.h` tells.
 ///
 /// ```cpp
 /// const auto data = NSKeyedArchiver::archivedDataWithRootObject(track);
@@ -18,9 +18,10 @@ namespace QVFoundation {
 /// ```
 ///
 /// Threads: functions without state; objects as they allow themselves.
-/// Errors: nothing comes back, and `error` is `NSPropertyListWriteInvalidError` with the key path of what cannot
-/// be archived: a value of a kind that has no form, an object whose class does not code itself, one that holds
-/// itself, and what is nested more than 100 levels deep.
+/// Errors: nothing comes back, and `error` is `NSPropertyListWriteInvalidError` with the key path of what
+/// cannot be archived: a value of a kind that has no form, such as nothing, text that is not UTF-8, an object
+/// whose class does not code itself, one that holds itself, and what is nested more than 100 levels deep.
+/// Characters that only XML cannot hold are named by their place in the property list.
 class QV_EXPORT NSKeyedArchiver {
 public:
   NSKeyedArchiver() = delete;
