@@ -13,8 +13,8 @@
 /// the host as far as they are let through.
 ///
 /// ```cpp
-/// logger->info("%@ on %@, build %@", *QVSystemVersionNumber(), QVHardwareModelName(),
-///              QVSystemVersionBuildString().value_or("unknown"));
+/// logger->logInfo("%@ on %@, build %@", QVSystemVersionNumber()->versionString(), QVHardwareModelName(),
+///                 QVSystemVersionBuildString().value_or("unknown"));
 /// ```
 ///
 /// Threads: any.
