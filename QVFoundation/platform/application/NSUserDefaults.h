@@ -107,11 +107,13 @@ public:
   }
 
   // The setting, whatever it was written as.
-  /// True for a number other than 0 and for the texts "yes" and "true" in any case; else false.
+  /// True for a number other than 0, also at the start of a text, and for the texts "yes" and "true" in any
+  /// case; else false.
   [[nodiscard]] bool boolForKey(std::string_view key) const;
-  /// A number without its fraction, the nearest that there is, also at the start of a text; else 0.
+  /// A number without its fraction, the nearest that there is; of a text the digits at its start, so that
+  /// "1e3" is 1; else 0.
   [[nodiscard]] std::int64_t integerForKey(std::string_view key) const;
-  /// A number, also at the start of a text; else 0.
+  /// A number, also at the start of a text unless a `double` cannot hold it ("1e400"); else 0.
   [[nodiscard]] double doubleForKey(std::string_view key) const;
   /// A text, or a number in decimal.
   [[nodiscard]] std::optional<std::string> stringForKey(std::string_view key) const;
