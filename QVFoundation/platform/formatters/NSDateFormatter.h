@@ -58,7 +58,8 @@ public:
 
   /// The pattern, also where it comes from the styles and the locale.
   [[nodiscard]] std::string dateFormat() const;
-  /// Both styles become none.
+  /// Both styles become none. A pattern that nobody understands, such as "n", writes an empty text and reads
+  /// nothing.
   void setDateFormat(std::string pattern);
 
   /// Another style than before replaces a pattern.
@@ -77,7 +78,8 @@ public:
   void setLenient(bool lenient);
 
   [[nodiscard]] std::string stringFromDate(NSDate date) const;
-  /// The whole text must be a date; nothing where it is not, or `NSDate` cannot hold it.
+  /// The whole text must be a date; nothing where it is not, or `NSDate` cannot hold it. White
+  /// space in front of a number is skipped.
   [[nodiscard]] std::optional<NSDate> dateFromString(std::string_view string) const;
 
   [[nodiscard]] std::optional<std::string> stringForObjectValue(const Value& value) const override;

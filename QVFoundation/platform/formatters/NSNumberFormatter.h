@@ -15,14 +15,14 @@
 
 namespace QVFoundation {
 
-/// How a number is written; the examples are those of the United States.
+/// How a number is written; the examples are 1234.56789 as in the United States.
 enum class NSNumberFormatterStyle {
-  none,           ///< "1234"
+  none,           ///< "1235"
   decimalStyle,   ///< "1,234.568"
   currencyStyle,  ///< "$1,234.57", in the currency of the locale
-  percentStyle,   ///< "123,457%" of 1234.57
+  percentStyle,   ///< "123,457%"
   scientific,     ///< "1.23456789E3"
-  spellOutStyle,  ///< "one thousand two hundred thirty-four"
+  spellOutStyle,  ///< "one thousand two hundred thirty-four point five six seven eight nine"
 };
 
 namespace detail {
@@ -68,7 +68,8 @@ public:
   [[nodiscard]] NSLocale locale() const;
   void setLocale(const NSLocale& locale);
 
-  // Digits, where others are wanted than the style has; up to 340 are written.
+  // Digits, where others are wanted than the style has; up to 340 are written. Where the least are
+  // more than the most, they count.
   [[nodiscard]] std::optional<int> minimumIntegerDigits() const;
   void setMinimumIntegerDigits(std::optional<int> digits);
   [[nodiscard]] std::optional<int> minimumFractionDigits() const;
