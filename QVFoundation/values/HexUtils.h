@@ -36,7 +36,7 @@ inline constexpr std::uint32_t QVHexNotGrouped = std::numeric_limits<std::uint32
 
 /// Two digits for each byte. With a pad interval of n, a blank follows each group of 2ⁿ bytes, also the last
 /// one where it is whole: with 1, the bytes 01 02 03 04 are "0102 0304 ". With 0, a blank follows every fourth
-/// byte, and none the text before it.
+/// byte, not each one.
 [[nodiscard]] QV_EXPORT std::string hexStringWithBytes(std::span<const std::byte> bytes,
                                                        std::uint32_t padInterval = QVHexNotGrouped,
                                                        bool prepend0x = false);
@@ -49,7 +49,8 @@ inline constexpr std::uint32_t QVHexNotGrouped = std::numeric_limits<std::uint32
 /// without a sign, of 8 bits or boolean, nothing.
 [[nodiscard]] QV_EXPORT std::optional<std::string> hexString(const NSNumber& number);
 
-/// The bytes of a text; nothing where its number of digits is odd, or it has another character in it.
+/// The bytes of a text; nothing where its number of digits is odd, or it has another character in it. An
+/// empty text has no bytes.
 [[nodiscard]] QV_EXPORT std::optional<NSData> hexStringData(std::string_view text);
 
 /// The same; with padding, an odd number of digits gets a 0 in front. Says what is wrong in the user's
@@ -62,8 +63,8 @@ inline constexpr std::uint32_t QVHexNotGrouped = std::numeric_limits<std::uint32
 [[nodiscard]] QV_EXPORT std::uint64_t hexStringUnsignedLongLong(std::string_view text);
 
 /// What differs, for people: a line for the lengths and one for each run of bytes that differ, with its start,
-/// its length, and the bytes of both. Empty where nothing differs. What one of them has beyond the length of
-/// the other is not looked at.
+/// its length, and the bytes of both, without "0x" where the run goes to the end. Empty where nothing
+/// differs. What one of them has beyond the length of the other is not looked at.
 [[nodiscard]] QV_EXPORT std::string diffWithData(std::span<const std::byte> data,
                                                  std::span<const std::byte> other);
 

@@ -44,7 +44,7 @@ public:
 
   [[nodiscard]] std::optional<std::string> stringForObjectValue(const Value& value) const override;
   [[nodiscard]] std::optional<std::string> editingStringForObjectValue(const Value& value) const override;
-  /// Reads a number of 64 bits with a sign.
+  /// Reads a number of 64 bits with a sign; of an empty text, 0.
   bool getObjectValue(Value* value, std::string_view string,
                       std::string* errorDescription = nullptr) const override;
 

@@ -65,6 +65,7 @@ public:
   [[nodiscard]] const NSClass& dynamicClass() const override { return staticClass(); }
 
   /// The text: 1.0b2 comes back as it was. Of a number all but the lowest 32 bits is left out.
+  /// One below zero is the letter so many places before "z": -25 is "a".
   [[nodiscard]] std::string versionString() const;
   [[nodiscard]] std::int64_t majorVersionNumber() const noexcept { return digitOrZero(0); }
   /// The second digit, whatever it is: of 1b2 the letter. Zero where there is none.
