@@ -69,8 +69,9 @@ template <std::ranges::input_range Infos>
   return objects;
 }
 
-/// A value as what a property list can hold: text, numbers, data and dates as they are, containers with all
-/// that is in them, anything else as its info dictionary.
+/// A value as what a property list can hold: text, numbers, data and dates as they are, arrays and
+/// dictionaries with all that is in them, anything else as its info dictionary. That of a set has nothing of
+/// what is in it. Nothing stays nothing, and keys stay as they are.
 [[nodiscard]] QV_EXPORT Value convertToInfoDictionary(const Value& value);
 
 /// The way back. Each dictionary with an entry "class" is taken for an object, also one that was written as a
