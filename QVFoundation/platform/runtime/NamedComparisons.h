@@ -19,8 +19,8 @@ namespace QVFoundation {
 /// Negative, zero or positive for ascending, same and descending.
 using NSComparator = std::function<int(const Value&, const Value&)>;
 
-/// Makes a comparison known for the life of the process. False where the name is taken: nobody can exchange
-/// what others rely on.
+/// Makes a comparison known for the life of the process. False where it is empty, or the name is
+/// taken: nobody can exchange what others rely on.
 QV_EXPORT bool registerComparison(std::string selector, NSComparator comparison);
 
 /// The comparison of that name; empty where nobody has registered one.

@@ -25,8 +25,8 @@ namespace QVFoundation {
 /// nothing recurses.
 ///
 /// Integers stay whole over the range of `std::int64_t` and `std::uint64_t`; numbers beyond it, and those
-/// with a fraction or an exponent, are real. Texts must be UTF-8. A byte order mark at the start is skipped.
-/// Of equal keys in one dictionary all are sent.
+/// with a fraction or an exponent, are real; one that no `double` can hold, such as 1e400, is an error. Texts
+/// must be UTF-8. A byte order mark at the start is skipped. Of equal keys in one dictionary all are sent.
 QV_EXPORT void parseJSON(std::string_view text, StructureSink& sink);
 
 /// The value that the text holds. Of equal keys the last one counts; nesting deeper than `ValueBuilder`

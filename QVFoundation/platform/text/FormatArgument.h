@@ -46,7 +46,8 @@ concept CharacterType = IsOneOf<T, char, char8_t, char16_t, char32_t, wchar_t>;
 /// and for its address under "%p"; so `const char*` must end in a zero.
 ///
 /// Threads: as safe as what it refers to.
-/// Ownership: none. It must not outlive the value that it was made from; numbers, and only they, are copied.
+/// Ownership: none. It must not outlive the value that it was made from; numbers, and only they, are copied,
+/// but for `long double`.
 class FormatArgument {
 public:
   enum class Kind : std::uint8_t {
