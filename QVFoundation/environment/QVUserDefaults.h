@@ -37,7 +37,8 @@ QV_EXPORT bool qv_loadDefaults(NSUserDefaults& defaults);
 QV_EXPORT bool qv_loadDefaultsFromBundle(NSUserDefaults& defaults, const NSBundle& bundle);
 QV_EXPORT bool qv_loadDefaultsFromFile(NSUserDefaults& defaults, const std::filesystem::path& path);
 
-/// Chooses in the standard settings that the desktop shows no menu for feedback.
+/// Chooses in the standard settings that the desktop shows no menu for feedback: "NSShowFeedbackMenu" becomes
+/// false.
 QV_EXPORT void qv_suppressShowFeedbackMenu();
 
 /// An enumerator, and the text that stands for it.
