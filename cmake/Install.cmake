@@ -30,3 +30,9 @@ configure_file(cmake/QVFoundation.pc.in QVFoundation.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/QVFoundation.pc DESTINATION ${pkgConfigDirectory} COMPONENT development)
 
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+
+# gdb loads it together with the library of the same name and place.
+install(FILES gdb/QVFoundation.py
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load${CMAKE_INSTALL_FULL_LIBDIR}
+  RENAME libQVFoundation.so.${PROJECT_VERSION}-gdb.py COMPONENT development
+)
