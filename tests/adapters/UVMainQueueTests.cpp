@@ -1,6 +1,6 @@
-#include "QVFoundation/loops/UVMainQueue.h"
+#include "QVFoundation/adapters/UVMainQueue.h"
 
-#include "tests/loops/MainQueueInLoop.h"
+#include "tests/adapters/MainQueueInLoop.h"
 
 namespace QVFoundation {
 

@@ -1,6 +1,6 @@
-#include "QVFoundation/loops/GLibMainQueue.h"
+#include "QVFoundation/adapters/GLibMainQueue.h"
 
-#include "tests/loops/MainQueueInLoop.h"
+#include "tests/adapters/MainQueueInLoop.h"
 
 namespace QVFoundation {
 

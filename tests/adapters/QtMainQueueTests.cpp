@@ -1,4 +1,4 @@
-#include "QVFoundation/loops/QtMainQueue.h"
+#include "QVFoundation/adapters/QtMainQueue.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
@@ -6,7 +6,7 @@
 #include <QTimer>
 #include <optional>
 
-#include "tests/loops/MainQueueInLoop.h"
+#include "tests/adapters/MainQueueInLoop.h"
 
 namespace QVFoundation {
 
