@@ -108,6 +108,7 @@
 #include "QVFoundation/platform/serialization/StringTable.h"
 #include "QVFoundation/platform/serialization/StructureSink.h"
 #include "QVFoundation/platform/serialization/ValueBuilder.h"
+#include "QVFoundation/platform/text/Described.h"
 #include "QVFoundation/platform/text/Format.h"
 #include "QVFoundation/platform/text/FormatArgument.h"
 #include "QVFoundation/platform/text/FormatDescription.h"

@@ -15,6 +15,7 @@
 #include "QVFoundation/platform/runtime/Array.h"
 #include "QVFoundation/platform/runtime/IndexSet.h"
 #include "QVFoundation/platform/runtime/Value.h"
+#include "QVFoundation/platform/text/Described.h"
 
 namespace QVFoundation {
 

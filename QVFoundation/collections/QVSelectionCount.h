@@ -6,6 +6,7 @@
 #include <string>
 
 #include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/text/Described.h"
 
 namespace QVFoundation {
 

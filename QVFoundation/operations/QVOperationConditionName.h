@@ -5,6 +5,8 @@
 #include <string>
 #include <utility>
 
+#include "QVFoundation/platform/text/Described.h"
+
 namespace QVFoundation {
 
 /// The name of a condition that an operation's body waits for.

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "QVFoundation/platform/text/Described.h"
 #include "QVFoundation/platform/text/StaticText.h"
 
 namespace QVFoundation {

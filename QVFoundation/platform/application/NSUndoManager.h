@@ -2,8 +2,8 @@
 
 #include <concepts>
 #include <cstddef>
-#include <deque>
 #include <functional>
+#include <list>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -130,7 +130,7 @@ private:
     open,
     due
   };  // the last where the event is over, but not those within
-  using Stack = std::deque<Group>;
+  using Stack = std::list<Group>;
 
   void registerAction(const std::shared_ptr<void>& target, std::function<void(void*)> handler);
   void openGroup();

@@ -14,6 +14,7 @@
 #include "QVFoundation/platform/files/PathView.h"
 #include "QVFoundation/platform/runtime/NSError.h"
 #include "QVFoundation/platform/runtime/Value.h"
+#include "QVFoundation/platform/text/Described.h"
 
 namespace QVFoundation {
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "QVFoundation/platform/runtime/Value.h"
+#include "QVFoundation/platform/text/Described.h"
 
 namespace QVFoundation {
 

@@ -6,6 +6,7 @@
 
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/runtime/Dictionary.h"
+#include "QVFoundation/platform/text/Described.h"
 
 namespace QVFoundation {
 

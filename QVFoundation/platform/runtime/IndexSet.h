@@ -10,6 +10,7 @@
 
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/runtime/Value.h"
+#include "QVFoundation/platform/text/Described.h"
 
 namespace QVFoundation {
 

@@ -13,6 +13,7 @@
 #include "QVFoundation/platform/runtime/NSErrorKeys.h"
 #include "QVFoundation/platform/runtime/SharedNode.h"
 #include "QVFoundation/platform/runtime/Value.h"
+#include "QVFoundation/platform/text/Described.h"
 
 namespace QVFoundation {
 

@@ -9,6 +9,7 @@
 
 #include "QVFoundation/platform/Export.h"
 #include "QVFoundation/platform/runtime/Dictionary.h"
+#include "QVFoundation/platform/text/Described.h"
 
 namespace QVFoundation {
 

@@ -11,6 +11,7 @@
 #include <type_traits>
 
 #include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/text/Described.h"
 
 namespace QVFoundation {
 

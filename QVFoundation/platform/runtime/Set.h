@@ -6,6 +6,7 @@
 #include <unordered_set>
 
 #include "QVFoundation/platform/runtime/Value.h"
+#include "QVFoundation/platform/text/Described.h"
 
 namespace QVFoundation {
 

@@ -18,6 +18,7 @@
 #include "QVFoundation/platform/runtime/Box.h"
 #include "QVFoundation/platform/runtime/NSNumber.h"
 #include "QVFoundation/platform/runtime/SharedNode.h"
+#include "QVFoundation/platform/text/Described.h"
 
 namespace QVFoundation {
 

@@ -192,7 +192,7 @@ private:
     static_assert(
         detail::Printable<T>,
         "this type cannot be printed: give it a member `std::string description() const` or an operator<<");
-    if constexpr (!detail::Described<T> && (detail::PrintsAsText<T> || detail::PrintsAsUTF8<T>)) {
+    if constexpr (!Described<T> && (detail::PrintsAsText<T> || detail::PrintsAsUTF8<T>)) {
       const std::string_view text = detail::textOf(object);
       FormatArgument argument = ofCharacters(text.data(), text.size());
       argument.kind_ = Kind::text;

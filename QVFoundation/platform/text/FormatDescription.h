@@ -9,15 +9,14 @@
 #include <type_traits>
 
 #include "QVFoundation/platform/Export.h"
+#include "QVFoundation/platform/text/Described.h"
 
 /// What "%@" prints of an object. The first of these that its class offers is what counts:
 ///
-/// 1. `descriptionWithLocale(const NSLocale* locale, unsigned indent) const`, asked with an indent of 0,
-/// 2. `description(const NSLocale* locale) const`,
-/// 3. `description() const`,
-/// 4. its text: whatever converts to `std::string_view`, UTF-16 and wide strings, file system paths,
-/// 5. `what() const` of an exception,
-/// 6. `operator<<` for a `std::ostream`, with the settings of the "C" locale.
+/// 1. its description, see `Described`,
+/// 2. its text: whatever converts to `std::string_view`, UTF-16 and wide strings, file system paths,
+/// 3. `what() const` of an exception,
+/// 4. `operator<<` for a `std::ostream`, with the settings of the "C" locale.
 ///
 /// So a class of yours takes part with one member:
 ///
@@ -33,25 +32,7 @@
 
 namespace QVFoundation {
 
-class NSLocale;
-
 namespace detail {
-
-template <class T>
-concept DescribedWithLocaleAndIndent = requires(const T& object, const NSLocale* locale) {
-  { object.descriptionWithLocale(locale, 0U) } -> std::convertible_to<std::string_view>;
-};
-
-// A parameter that also takes a number is some setting of the class, no locale.
-template <class T>
-concept DescribedWithLocale = requires(const T& object, const NSLocale* locale) {
-  { object.description(locale) } -> std::convertible_to<std::string_view>;
-} && !requires(const T& object) { object.description(1); };
-
-template <class T>
-concept Described = DescribedWithLocaleAndIndent<T> || DescribedWithLocale<T> || requires(const T& object) {
-  { object.description() } -> std::convertible_to<std::string_view>;
-};
 
 // Told by its member, so that no one has to include <filesystem> who has no paths.
 template <class T>
@@ -105,12 +86,8 @@ std::string_view textOf(const T& text) {
 /// Appends what "%@" prints of an object.
 template <Printable T>
 void appendDescription(std::string& out, const T& object, const NSLocale* locale) {
-  if constexpr (DescribedWithLocaleAndIndent<T>) {
-    out += std::string_view(object.descriptionWithLocale(locale, 0U));
-  } else if constexpr (DescribedWithLocale<T>) {
-    out += std::string_view(object.description(locale));
-  } else if constexpr (Described<T>) {
-    out += std::string_view(object.description());
+  if constexpr (Described<T>) {
+    out += std::string_view(descriptionOf(object, locale));
   } else if constexpr (PrintsAsText<T> || PrintsAsUTF8<T>) {
     out += textOf(object);
   } else if constexpr (PrintsAsWideText<T>) {

@@ -3,6 +3,8 @@
 #include <functional>
 #include <string_view>
 
+#include "QVFoundation/platform/text/Described.h"
+
 namespace QVFoundation {
 
 /// Text that is there for as long as the program is: a literal, or an array that is `static constexpr`.
@@ -29,6 +31,10 @@ public:
 
   /// Compares the texts, wherever they stand.
   friend constexpr bool operator==(StaticText a, StaticText b) noexcept { return a.text_ == b.text_; }
+
+  friend std::ostream& operator<<(std::ostream& stream, StaticText text) {
+    return detail::writeDescription(stream, text.text_);
+  }
 
 private:
   std::string_view text_;
