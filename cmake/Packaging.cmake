@@ -1,5 +1,5 @@
 # `cpack --preset package` splits the library as Debian does: one package for programs that run with it, one for
-# those that are built against it.
+# those that are built against it, and one of debug symbols.
 
 set(CPACK_PACKAGE_NAME qvfoundation)
 set(CPACK_PACKAGE_VENDOR "The QVFoundation authors")
@@ -7,7 +7,6 @@ set(CPACK_PACKAGE_CONTACT "The QVFoundation authors <qvfoundation@localhost>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY ${PROJECT_DESCRIPTION})
 set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL runtime development)
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -21,6 +20,7 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${runtimePackage})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS tzdata)
+set(CPACK_DEBIAN_RUNTIME_DEBUGINFO_PACKAGE ON)
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "The shared library.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libqvfoundation-dev)

@@ -24,3 +24,11 @@ configure() {
 
 # build PRESET [CMAKE-ARGUMENT...]
 build() { cmake --build --preset "$1" --parallel "$jobs" "${@:2}"; }
+
+# exported_symbols LIBRARY: its soname, and what it defines for others to be linked with. What a compiler makes anew in
+# each program that uses it, such as the instances of templates, is none of that.
+exported_symbols() {
+  readelf --dynamic "$1" | sed -n 's/.*SONAME.*\[\(.*\)\]/\1/p'
+  nm --dynamic --defined-only --demangle --format=posix "$1" |
+    sed -nE 's/ [TDBR] [0-9a-f]+( [0-9a-f]+)?$//p' | LC_ALL=C sort -u
+}

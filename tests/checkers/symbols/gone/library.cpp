@@ -1,0 +1,4 @@
+#pragma GCC visibility push(default)
+namespace QVFoundation {
+void stays() {}
+}  // namespace QVFoundation
