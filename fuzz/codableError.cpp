@@ -1,6 +1,5 @@
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <exception>
 #include <optional>
 #include <string>
@@ -12,14 +11,12 @@
 #include "QVFoundation/platform/runtime/ErrorConversion.h"
 #include "QVFoundation/platform/serialization/JSON.h"
 #include "QVFoundation/platform/text/Unicode.h"
+#include "fuzz/Require.h"
 
 using namespace QVFoundation;
+using fuzzing::require;
 
 namespace {
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
 
 /// The record that a text holds; nothing, for a reason that is told, where it holds none.
 std::optional<QVCodableError> recordIn(std::string_view text) {

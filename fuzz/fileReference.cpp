@@ -3,17 +3,15 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <optional>
 #include <span>
 
+#include "fuzz/Require.h"
+
 using namespace QVFoundation;
+using fuzzing::require;
 
 namespace {
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
 
 /// What is accepted is written again byte for byte; what is refused is so for a reason.
 void checkRecord(std::span<const std::byte> record) {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <optional>
@@ -13,11 +12,17 @@
 
 #include "QVFoundation/platform/text/NSLocale.h"
 #include "QVFoundation/platform/text/Unicode.h"
+#include "fuzz/Input.h"
+#include "fuzz/Require.h"
 
 // Any bytes as a format, with arguments of any kind. The first byte says how many arguments there are; eight
 // bytes and one for the kind make each; the rest is the format.
 
 namespace QVFoundation {
+
+using fuzzing::Input;
+using fuzzing::require;
+
 namespace {
 
 struct Track {
@@ -25,25 +30,6 @@ struct Track {
   [[nodiscard]] std::string descriptionWithLocale(const NSLocale* locale, unsigned) const {
     return stringWithFormatArguments(locale, "<%@ %.2f>", std::vector<FormatArgument>{title, 1.5});
   }
-};
-
-class Input {
-public:
-  Input(const std::uint8_t* data, std::size_t size) : rest_(reinterpret_cast<const char*>(data), size) {}
-
-  template <class T>
-  T take() {
-    T value{};
-    const std::size_t size = std::min(sizeof value, rest_.size());
-    std::memcpy(&value, rest_.data(), size);
-    rest_.remove_prefix(size);
-    return value;
-  }
-
-  [[nodiscard]] std::string_view rest() const { return rest_; }
-
-private:
-  std::string_view rest_;
 };
 
 /// Keeps what the arguments refer to.
@@ -93,10 +79,6 @@ struct Pool {
     }
   }
 };
-
-void require(bool condition) {
-  if (!condition) std::abort();
-}
 
 }  // namespace
 }  // namespace QVFoundation

@@ -1,6 +1,5 @@
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,14 +11,12 @@
 
 #include "QVFoundation/platform/runtime/NSError.h"
 #include "QVFoundation/platform/serialization/JSON.h"
+#include "fuzz/Require.h"
 
 using namespace QVFoundation;
+using fuzzing::require;
 
 namespace {
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
 
 /// The text written anew; nothing where it is no JSON.
 std::optional<std::string> rewritten(std::string_view text, JSONStyle style) {

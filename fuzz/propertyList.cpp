@@ -2,16 +2,14 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <span>
 
+#include "fuzz/Require.h"
+
 using namespace QVFoundation;
+using fuzzing::require;
 
 namespace {
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
 
 /// What has been read can be written and read again. XML alone may refuse text with control characters.
 void checkRoundTrips(const Value& value) {

@@ -2,17 +2,15 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <span>
 #include <string>
 
+#include "fuzz/Require.h"
+
 using namespace QVFoundation;
+using fuzzing::require;
 
 namespace {
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
 
 std::string quoted(const std::string& text) {
   std::string out = "\"";

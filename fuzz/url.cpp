@@ -1,18 +1,15 @@
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
 #include "QVFoundation/platform/files/NSURL.h"
+#include "fuzz/Require.h"
 
 using namespace QVFoundation;
+using fuzzing::require;
 
 namespace {
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
 
 void requireRoundTrip(const NSURL& url) {
   const auto copy = NSURL::URLWithString(url.absoluteString());
