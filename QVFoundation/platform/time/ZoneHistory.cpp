@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <iterator>
+#include <optional>
 #include <utility>
 
 #include "QVFoundation/platform/time/ZoneFile_p.h"
@@ -39,21 +40,28 @@ void appendPeriodsOfRule(std::vector<LegalPeriod>& periods, const ZoneRule& rule
   });
 }
 
-/// What a period of daylight saving is ahead of the standard time before or after it. The two differ where the
-/// standard itself changed meanwhile; then it is the smaller one. Where the standard went back by what was saved,
-/// that is taken for an hour. Zero where the clocks are behind.
-seconds savingOf(const std::vector<LegalPeriod>& periods, std::size_t index) {
-  constexpr auto isStandard = [](const LegalPeriod& legal) { return !legal.isDaylight; };
-  const auto here = periods.begin() + static_cast<std::ptrdiff_t>(index);
-  const auto before = std::find_if(std::reverse_iterator(here), periods.rend(), isStandard);
-  const auto after = std::find_if(here, periods.end(), isStandard);
+/// What a period of daylight saving is ahead of the standard time before or after it, where there are such. The two
+/// differ where the standard itself changed meanwhile; then it is the smaller one. Where the standard went back by
+/// what was saved, that is taken for an hour. Zero where the clocks are behind.
+seconds savingOf(seconds offset, std::optional<seconds> before, std::optional<seconds> after) {
   const auto behind = seconds::min();
-  const seconds sinceBefore = before == periods.rend() ? behind : here->period.offset - before->period.offset;
-  const seconds sinceAfter = after == periods.end() ? behind : here->period.offset - after->period.offset;
+  const seconds sinceBefore = before ? offset - *before : behind;
+  const seconds sinceAfter = after ? offset - *after : behind;
   const auto [smaller, larger] = std::minmax(sinceBefore, sinceAfter);
   if (smaller > seconds(0)) return smaller;
   if (larger > seconds(0)) return larger;
   return larger == seconds(0) ? hours(1) : seconds(0);
+}
+
+/// For each period, the standard time that comes next.
+std::vector<std::optional<seconds>> standardsBehind(const std::vector<LegalPeriod>& periods) {
+  std::vector<std::optional<seconds>> standards(periods.size());
+  std::optional<seconds> next;
+  for (std::size_t i = periods.size(); i-- > 0;) {
+    standards[i] = next;
+    if (!periods[i].isDaylight) next = periods[i].period.offset;
+  }
+  return standards;
 }
 
 /// A summer between two winters that the law calls the exception, with clocks put back.
@@ -66,10 +74,14 @@ bool liesBetweenNegativeSavings(const std::vector<LegalPeriod>& periods, std::si
 }
 
 std::vector<ZonePeriod> withSavings(std::vector<LegalPeriod> periods) {
+  // Gathered once: a damaged file may say of ever so many periods that all of them save daylight.
+  const auto standards = standardsBehind(periods);
+  std::optional<seconds> standard;
   for (std::size_t i = 0; i < periods.size(); ++i) {
     ZonePeriod& period = periods[i].period;
+    if (!periods[i].isDaylight) standard = period.offset;
     if (periods[i].isDaylight) {
-      period.saving = savingOf(periods, i);
+      period.saving = savingOf(period.offset, standard, standards[i]);
     } else if (liesBetweenNegativeSavings(periods, i)) {
       period.saving = period.offset - periods[i - 1].period.offset;
     }

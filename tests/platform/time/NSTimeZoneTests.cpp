@@ -172,5 +172,29 @@ TEST(ZoneHistory, refusesDamagedFiles) {
   }
 }
 
+// A search through the others for each of them would take a minute.
+TEST(ZoneHistory, readsAFileOfNothingButSummersInAMoment) {
+  constexpr std::uint32_t summers = 240'000;
+  NSData file;
+  const auto append = [&](std::uint64_t number, std::size_t size) {
+    while (size-- > 0) file.push_back(static_cast<std::byte>(number >> 8 * size));
+  };
+  for (const char c : {'T', 'Z', 'i', 'f', '\0'}) append(static_cast<unsigned char>(c), 1);
+  file.resize(file.size() + 15);
+  for (const std::uint32_t count : {0U, 0U, 0U, summers, 1U, 4U}) append(count, 4);
+  for (std::uint32_t i = 0; i < summers; ++i) append(1000 * i, 4);
+  file.resize(file.size() + summers);  // all by the same clock
+  append(7200, 4);
+  append(0x0100, 2);
+  append(0x53554D00, 4);
+
+  const auto begin = std::chrono::steady_clock::now();
+  const auto history = detail::ZoneHistory::fromFile(file);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);
+  ASSERT_TRUE(history);
+  EXPECT_EQ(history->at(sys_seconds(1500s)).begin, sys_seconds(1000s));
+  EXPECT_EQ(history->at(sys_seconds(1500s)).saving, 0s);
+}
+
 }  // namespace
 }  // namespace QVFoundation
