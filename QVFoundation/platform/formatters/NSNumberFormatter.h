@@ -79,7 +79,8 @@ public:
   [[nodiscard]] std::optional<bool> usesGroupingSeparator() const;
   void setUsesGroupingSeparator(std::optional<bool> grouping);
 
-  /// Whether separators may be missing, or stand where they do not belong; at first not.
+  /// Whether separators may be missing, or stand where they do not belong; at first not. In words, texts of
+  /// more than 400 letters are no numbers then.
   [[nodiscard]] bool isLenient() const;
   void setLenient(bool lenient);
 

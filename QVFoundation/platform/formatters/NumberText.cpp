@@ -59,6 +59,13 @@ std::unique_ptr<const icu::NumberFormat> icuFormat(const NumberFormat& settings)
   return format;
 }
 
+/// A number as words can say it. ICU's Polish rules never come to an end over a fraction that is smaller.
+double sayable(double number) {
+  constexpr double smallestFraction = 1e-10;
+  const double whole = std::trunc(number);
+  return std::abs(number - whole) < smallestFraction ? whole : number;
+}
+
 template <class Integer>
 std::optional<NSNumber> integerOf(std::string_view digits) {
   Integer number = 0;
@@ -97,12 +104,18 @@ NSNumber numberOf(icu::Formattable& read) {
 
 }  // namespace
 
-NumberText::NumberText(const NumberFormat& format) : format_(icuFormat(format)) {}
+NumberText::NumberText(const NumberFormat& format)
+    : isInWords_(format.style == NumberStyle::spellOutStyle),
+      isLenient_(format.isLenient),
+      format_(icuFormat(format)) {}
 
 std::string NumberText::string(const NSNumber& number) const {
   const MutexLock guard(lock_);
   icu::UnicodeString text;
-  if (number.isFloatingPoint()) return utf8(format_->format(number.doubleValue(), text));
+  if (number.isFloatingPoint()) {
+    const double floating = number.doubleValue();
+    return utf8(format_->format(isInWords_ ? sayable(floating) : floating, text));
+  }
   if (const auto integer = number.exactly<std::int64_t>()) return utf8(format_->format(*integer, text));
   const std::string digits = number.description();
   UErrorCode status = U_ZERO_ERROR;
@@ -115,6 +128,9 @@ std::string NumberText::string(const NSNumber& number) const {
 std::optional<NSNumber> NumberText::number(std::string_view text) const {
   if (text.size() > mostBytesOfICUText) return {};
   const icu::UnicodeString wide = utf16(text);
+  // Lenient with words, ICU takes more than a second for a thousand letters. No integer has so many as these.
+  constexpr std::int32_t mostLettersOfWords = 400;
+  if (isInWords_ && isLenient_ && wide.length() > mostLettersOfWords) return {};
   icu::ParsePosition position(0);
   icu::Formattable read;
   const MutexLock guard(lock_);

@@ -24,6 +24,8 @@ public:
   [[nodiscard]] std::optional<NSNumber> number(std::string_view text) const;
 
 private:
+  const bool isInWords_;
+  const bool isLenient_;
   mutable Mutex lock_;
   const std::unique_ptr<const icu::NumberFormat> format_;
 };

@@ -85,6 +85,24 @@ TEST(NSNumberFormatter, readsAllOfATextOrNothing) {
   EXPECT_FALSE(formatter.stringForObjectValue("text"));
 }
 
+// ICU's Polish rules would look for words for ever, and its lenient reading takes seconds.
+TEST(NSNumberFormatter, endsOverEveryNumberInWords) {
+  NSNumberFormatter formatter;
+  prepare(formatter, NumberStyle::spellOutStyle, "pl_PL");
+  const std::string one = formatter.stringFromNumber(1);
+  for (const double number : {1 + 0x1p-52, 1 + 1e-11, 1 + 9.9e-11})
+    EXPECT_EQ(formatter.stringFromNumber(number), one);
+  EXPECT_EQ(formatter.stringFromNumber(0x1p-1074), formatter.stringFromNumber(0));
+  EXPECT_NE(formatter.stringFromNumber(1.25), one);
+
+  prepare(formatter, NumberStyle::spellOutStyle, "en_US");
+  formatter.setLenient(true);
+  std::string words = "one";
+  while (words.size() < 60'000) words += " thousand";
+  EXPECT_FALSE(formatter.numberFromString(words));
+  EXPECT_EQ(formatter.numberFromString("Twenty-one"), NSNumber(21));
+}
+
 TEST(NSNumberFormatter, keepsEveryInteger) {
   std::mt19937_64 random(5);
   NSNumberFormatter formatter;
