@@ -42,6 +42,9 @@ protected:
 
 TYPED_TEST_SUITE_P(MainQueueInLoop);
 
+// Each test is a class, by its own name.
+// NOLINTBEGIN(readability-identifier-naming)
+
 TYPED_TEST_P(MainQueueInLoop, runsInOrderWhatOtherThreadsSend) {
   constexpr int count = 10000;
   const auto attached = this->loop_.attach();
@@ -137,6 +140,8 @@ TYPED_TEST_P(MainQueueInLoop, keepsWhatNoLoopHasRunForTheNextOne) {
   this->loop_.run();
   EXPECT_EQ(this->ran_, this->upTo(3));
 }
+
+// NOLINTEND(readability-identifier-naming)
 
 REGISTER_TYPED_TEST_SUITE_P(MainQueueInLoop, runsInOrderWhatOtherThreadsSend,
                             runsNothingWhileTheLoopIsBlockedAndAllOfItAfterwards,

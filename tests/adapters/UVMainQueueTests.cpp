@@ -38,7 +38,7 @@ public:
   }
 
 private:
-  uv_loop_t loop_;
+  uv_loop_t loop_{};
 };
 
 }  // namespace

@@ -30,9 +30,7 @@
 ///
 /// Threads: an object is asked on the thread that formats, during the call.
 
-namespace QVFoundation {
-
-namespace detail {
+namespace QVFoundation::detail {
 
 // Told by its member, so that no one has to include <filesystem> who has no paths.
 template <class T>
@@ -100,5 +98,4 @@ void appendDescription(std::string& out, const T& object, const NSLocale* locale
   }
 }
 
-}  // namespace detail
-}  // namespace QVFoundation
+}  // namespace QVFoundation::detail

@@ -18,13 +18,13 @@ namespace QVFoundation {
 
 namespace {
 
-struct Track : NSObject {
+struct NamedPiece : NSObject {
   std::string description() const override { return "Evening"; }
 };
 
 /// Has its own idea of how streams print it.
-struct LoudTrack : Track {
-  friend std::ostream& operator<<(std::ostream& stream, const LoudTrack&) { return stream << "EVENING"; }
+struct LoudNamedPiece : NamedPiece {
+  friend std::ostream& operator<<(std::ostream& stream, const LoudNamedPiece&) { return stream << "EVENING"; }
 };
 
 template <class T>
@@ -43,14 +43,14 @@ TEST(Described, isPrintedByStreamsAsByFormats) {
   EXPECT_EQ(streamed(list), stringWithFormat("%@", list));
   EXPECT_EQ(streamed(Value(list)), streamed(list));
   EXPECT_EQ(streamed(NSNumber(0.25)), "0.25");
-  EXPECT_EQ(streamed(Track()), "Evening") << "a class of the application";
-  EXPECT_EQ(streamed(LoudTrack()), "EVENING");
+  EXPECT_EQ(streamed(NamedPiece()), "Evening") << "a class of the application";
+  EXPECT_EQ(streamed(LoudNamedPiece()), "EVENING");
   EXPECT_EQ(streamed(StaticText("reading")), "reading");
 }
 
 TEST(Described, takesTheWidthAndTheFillOfTheStreamOnce) {
   std::ostringstream stream;
-  stream << std::left << std::setfill('.') << std::setw(9) << Track() << Value(7) << std::setw(3)
+  stream << std::left << std::setfill('.') << std::setw(9) << NamedPiece() << Value(7) << std::setw(3)
          << StaticText("a");
   EXPECT_EQ(stream.str(), "Evening..7a..");
 }
